@@ -1,0 +1,68 @@
+#include "platform/DecimalText.h"
+
+#include <cstddef>
+#include <limits>
+
+namespace {
+
+template <typename Char>
+constexpr bool IsSpace(Char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+template <typename Char>
+constexpr bool IsDigit(Char c) {
+  return c >= '0' && c <= '9';
+}
+
+/// The sign and the digits of a number at the start of a text.
+template <typename Char>
+struct Number {
+  bool negative = false;
+  std::basic_string_view<Char> digits;
+};
+
+template <typename Char>
+Number<Char> FindNumber(std::basic_string_view<Char> text) {
+  size_t at = 0;
+  while (at < text.size() && IsSpace(text[at])) ++at;
+  Number<Char> number;
+  if (at < text.size() && (text[at] == '-' || text[at] == '+')) number.negative = text[at++] == '-';
+  size_t end = at;
+  while (end < text.size() && IsDigit(text[end])) ++end;
+  number.digits = text.substr(at, end - at);
+  return number;
+}
+
+template <typename Char>
+std::int32_t ParseWrapping(std::basic_string_view<Char> text) {
+  const Number<Char> number = FindNumber(text);
+  std::uint32_t value = 0;
+  for (const Char digit : number.digits) {
+    value = value * 10 + static_cast<std::uint32_t>(digit - '0');
+  }
+  return static_cast<std::int32_t>(number.negative ? 0 - value : value);
+}
+
+}  // namespace
+
+std::int32_t ParseInt32(std::string_view text) {
+  return ParseWrapping(text);
+}
+
+std::int32_t ParseInt32(std::wstring_view text) {
+  return ParseWrapping(text);
+}
+
+std::int64_t ParseInt64(std::string_view text) {
+  const Number<char> number = FindNumber(text);
+  constexpr std::uint64_t largest = std::numeric_limits<std::int64_t>::max();
+  const std::uint64_t limit = number.negative ? largest + 1 : largest;
+  std::uint64_t value = 0;
+  for (const char c : number.digits) {
+    const auto digit = static_cast<std::uint64_t>(c - '0');
+    value = value > (limit - digit) / 10 ? limit : value * 10 + digit;
+    if (value == limit) break;
+  }
+  return static_cast<std::int64_t>(number.negative ? 0 - value : value);
+}

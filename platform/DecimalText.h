@@ -1,0 +1,16 @@
+// Decimal integers at the start of a text, by the rules of the C run-time's functions of that
+// purpose. They stand here because the run-times differ at the limits, and a report must read the
+// same wherever it is read.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+/// The rules of `atoi`: leading white space is skipped, one sign and decimal digits are read,
+/// whatever follows is ignored, no digits give 0. A larger number wraps around at 32 bits.
+std::int32_t ParseInt32(std::string_view text);
+/// The same for wide text (`_wtoi`).
+std::int32_t ParseInt32(std::wstring_view text);
+
+/// The rules of `_atoi64`: as `ParseInt32`, but a larger number stops at the limit of 64 bits.
+std::int64_t ParseInt64(std::string_view text);

@@ -1,0 +1,8 @@
+#pragma once
+
+#include <string>
+
+/// Makes a new GUID (RFC 4122) and puts its text into `text`: 36 characters, lower-case
+/// hexadecimal digits and four hyphens, no braces. Answers false, with `text` empty, when the
+/// system makes none.
+bool NewGuidText(std::wstring& text);

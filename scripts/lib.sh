@@ -1,0 +1,63 @@
+# Shared by the scripts beside it: where things are, progress lines, the Wine environment.
+# Source it; it changes nothing but variables of the shell that does.
+# shellcheck shell=bash
+
+repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+build="$repo/build"
+logs="$build/logs"
+mkdir -p "$logs"
+
+export LC_ALL=C.UTF-8
+export WINEPREFIX="$build/wine-prefix"
+export WINEDEBUG=-all
+export WINEDLLOVERRIDES='winedbg.exe=d;mscoree=d;mshtml=d'
+
+# say TEXT: one progress line.
+say() {
+  if [ -t 1 ]; then printf '\033[1m==> %s\033[0m\n' "$*"; else printf '==> %s\n' "$*"; fi
+}
+
+# quietly NAME COMMAND...: runs the command with its output in build/logs/NAME.log and shows the
+# end of that file only when the command fails.
+quietly() {
+  local name=$1 log="$logs/$1.log"
+  shift
+  if ! "$@" >"$log" 2>&1 </dev/null; then
+    tail -n 40 "$log" >&2
+    printf '%s failed; the whole output is in %s\n' "$name" "${log#"$repo"/}" >&2
+    return 1
+  fi
+}
+
+# The prefix's Wine server outlives the program it served. A script that started one ends it.
+stop_wine() { wineserver_command -k 2>/dev/null || true; }
+
+# Debian keeps the server beside the loader, not on the path.
+wineserver_command() {
+  local server
+  for server in /usr/lib/wine/wineserver64 /usr/lib/wine/wineserver; do
+    if [ -x "$server" ]; then
+      "$server" "$@"
+      return
+    fi
+  done
+  return 1
+}
+
+# Makes the prefix on first use and keeps its server running, so that each program starts at once.
+start_wine() {
+  if [ ! -e "$WINEPREFIX/.ready" ]; then
+    say 'Making the Wine prefix (once, about 10 s)'
+    quietly wine-prefix env -u DISPLAY wine wineboot --init || return 1
+    wineserver_command -w
+    : >"$WINEPREFIX/.ready"
+  fi
+  trap stop_wine EXIT
+  wineserver_command -p 2>/dev/null || true
+  # The first program starts Wine's services, which keep its standard handles open: with a pipe
+  # there, its reader would wait for ever.
+  wine cmd /c exit >/dev/null 2>&1 </dev/null
+}
+
+# windows_path PATH: the path as a program under Wine sees it.
+windows_path() { printf 'Z:%s' "${1//\//\\}"; }

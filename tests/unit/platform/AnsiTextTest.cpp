@@ -1,0 +1,34 @@
+#include "platform/AnsiText.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(AnsiText, AllBytesMakeTheRoundTrip) {
+  std::string bytes;
+  for (int byte = 0; byte <= 0xFF; ++byte) bytes += static_cast<char>(byte);
+  const std::wstring text = WideFromAnsi(bytes);
+  ASSERT_EQ(text.size(), bytes.size());
+  EXPECT_EQ(AnsiFromWide(text), bytes);
+}
+
+TEST(AnsiText, IsReadInTheCodePage) {
+  EXPECT_EQ(WideFromAnsi("\x80 \xE4 \x9F"), L"\u20AC \u00E4 \u0178");
+  EXPECT_EQ(AnsiFromWide(L"\u20AC \u00E4 \u0178"), "\x80 \xE4 \x9F");
+}
+
+TEST(AnsiText, KeepsNulBytes) {
+  EXPECT_EQ(WideFromAnsi(std::string_view("a\0b", 3)), std::wstring(L"a\0b", 3));
+  EXPECT_EQ(AnsiFromWide(std::wstring_view(L"a\0b", 3)), std::string("a\0b", 3));
+}
+
+TEST(AnsiText, EmptyStaysEmpty) {
+  EXPECT_EQ(WideFromAnsi(""), L"");
+  EXPECT_EQ(AnsiFromWide(L""), "");
+}
+
+TEST(AnsiText, CharactersOutsideTheCodePageTakeTheDefaultCharacter) {
+  EXPECT_EQ(AnsiFromWide(L"a\u65E5b"), "a?b");
+}
+
+}  // namespace

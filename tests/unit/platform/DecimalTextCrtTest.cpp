@@ -1,0 +1,31 @@
+// The parsers against the C run-time's functions whose rules they follow.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <string>
+
+#include "platform/DecimalText.h"
+
+namespace {
+
+TEST(ParseNumbers, AgreeWithTheCRunTimeOnRandomTexts) {
+  std::mt19937 random(11);
+  const std::string alphabet = "0123456789999  +-\t\n\vxa.";
+  int numbers = 0;
+  for (int i = 0; i < 100'000; ++i) {
+    std::string text(random() % 24, ' ');
+    for (char& c : text) c = alphabet[random() % alphabet.size()];
+    const std::wstring wide(text.begin(), text.end());
+    ASSERT_EQ(ParseInt32(std::string_view(text)), std::atoi(text.c_str())) << '"' << text << '"';
+    // Beyond 32 bits the C run-time's two functions differ.
+    if (std::abs(ParseInt64(text)) < 1'000'000'000) {
+      ASSERT_EQ(ParseInt32(std::wstring_view(wide)), _wtoi(wide.c_str())) << '"' << text << '"';
+    }
+    ASSERT_EQ(ParseInt64(text), _atoi64(text.c_str())) << '"' << text << '"';
+    numbers += ParseInt64(text) != 0 ? 1 : 0;
+  }
+  EXPECT_GT(numbers, 10'000) << "too few of the texts are numbers";
+}
+
+}  // namespace
