@@ -1,0 +1,8 @@
+// The rule of PathFindExtensionA, for the tests of rules that run on another system.
+#include "usage/FileExtension.h"
+
+std::string_view FindExtension(std::string_view path) {
+  const std::size_t last = path.find_last_of(".\\ ");
+  if (last == std::string_view::npos || path[last] != '.') return {};
+  return path.substr(last);
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "usage/ByteSource.h"
+
+/// A log's bytes in memory, handed out at most `piece` at a time.
+class MemorySource : public ByteSource {
+ public:
+  explicit MemorySource(std::string bytes, std::size_t piece = std::string::npos)
+      : bytes_(std::move(bytes)), piece_(piece) {}
+
+  std::size_t Read(std::span<char> buffer) override;
+
+ private:
+  std::string bytes_;
+  std::size_t piece_;
+  std::size_t position_ = 0;
+};
+
+/// `count` characters that stand for a log line's prefix.
+std::string Prefix(std::size_t count = 23);

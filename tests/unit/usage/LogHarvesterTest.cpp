@@ -1,0 +1,155 @@
+#include "usage/LogHarvester.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/WindowsHeader.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/TestProcess.h"
+#include "tests/support/TestText.h"
+
+namespace {
+
+struct Harvest {
+  TempFolder folder;
+  CommandStats commands;
+  FileTypeStats fileTypes;
+
+  std::wstring Log(const wchar_t* name, const std::string& bytes = Command("Line")) const {
+    const std::wstring path = folder / name;
+    WriteBytes(path, bytes);
+    return path;
+  }
+  int Run(bool deletes = true) {
+    return LogHarvester(commands, fileTypes).Harvest(folder.Path().wstring(), deletes);
+  }
+  std::uint64_t Count(const wchar_t* name) const {
+    const auto entry = commands.All().find(name);
+    return entry == commands.All().end() ? 0 : entry->second.count;
+  }
+  static std::string Command(const std::string& name) {
+    return Prefix() + "Command = " + name + "\r\n";
+  }
+};
+
+TEST(LogHarvester, CountsAndDeletesEveryLog) {
+  Harvest h;
+  const std::wstring first = h.Log(L"a.log");
+  const std::wstring second =
+      h.Log(L"b.log", Harvest::Command("Line") + Prefix() + "OnOpenDocument\r\n" + Prefix() +
+                          "C:\\a.dwg\r\n");
+  EXPECT_EQ(h.Run(), 1);
+  EXPECT_EQ(h.Count(L"Line"), 2U);
+  EXPECT_EQ(h.fileTypes.All().at(L".dwg").ocnt, 1U);
+  EXPECT_FALSE(Exists(first));
+  EXPECT_FALSE(Exists(second));
+}
+
+TEST(LogHarvester, DeletesALogWhateverItHeld) {
+  Harvest h;
+  const std::wstring empty = h.Log(L"empty.log", "");
+  const std::wstring strange = h.Log(L"strange.log", std::string("\0\x1A\xFF", 3));
+  const std::wstring shortPrefix = h.Log(L"short.log", Prefix(22) + "Command = Line\r\n");
+  const std::wstring blank = h.Log(L"blank.log", "\r\n" + Harvest::Command("Line"));
+  EXPECT_EQ(h.Run(), 1);
+  EXPECT_TRUE(h.commands.All().empty());
+  for (const std::wstring& path : {empty, strange, shortPrefix, blank}) EXPECT_FALSE(Exists(path));
+}
+
+TEST(LogHarvester, KeepsTheLogsWhenItIsNotToDeleteThem) {
+  Harvest h;
+  const std::wstring path = h.Log(L"a.log");
+  EXPECT_EQ(h.Run(false), 1);
+  EXPECT_EQ(h.Count(L"Line"), 1U);
+  EXPECT_TRUE(Exists(path));
+}
+
+TEST(LogHarvester, LeavesOtherFilesAlone) {
+  Harvest h;
+  const std::wstring text = h.Log(L"a.txt");
+  const std::wstring noExtension = h.Log(L"log");
+  EXPECT_EQ(h.Run(), 1);
+  EXPECT_TRUE(h.commands.All().empty());
+  EXPECT_TRUE(Exists(text));
+  EXPECT_TRUE(Exists(noExtension));
+}
+
+TEST(LogHarvester, TakesEveryLetterCaseOfTheEnding) {
+  Harvest h;
+  h.Log(L"A.LOG");
+  h.Log(L"b.Log");
+  h.Run();
+  EXPECT_EQ(h.Count(L"Line"), 2U);
+}
+
+// The search also compares the short names of the file system, in which "x.log1" ends in ".LOG".
+TEST(LogHarvester, TakesALongerEndingWhoseShortNameMatches) {
+  Harvest h;
+  const std::wstring path = h.Log(L"x.log1");
+  h.Run();
+  EXPECT_EQ(h.Count(L"Line"), 1U);
+  EXPECT_FALSE(Exists(path));
+}
+
+TEST(LogHarvester, SkipsALogThatIsHeldOpenForWriting) {
+  Harvest h;
+  const std::wstring held = h.Log(L"held.log", Harvest::Command("Held"));
+  h.Log(L"free.log");
+  {
+    const FileHolder holder(L"write", held);
+    EXPECT_EQ(h.Run(), 1);
+    EXPECT_TRUE(Exists(held));
+    EXPECT_EQ(h.Count(L"Held"), 0U);
+    EXPECT_EQ(h.Count(L"Line"), 1U);
+  }
+  h.Run();
+  EXPECT_EQ(h.Count(L"Held"), 1U) << "read once it is free";
+  EXPECT_FALSE(Exists(held));
+}
+
+TEST(LogHarvester, SkipsALogThatIsHeldUnshared) {
+  Harvest h;
+  const std::wstring held = h.Log(L"held.log");
+  const FileHolder holder(L"unshared", held);
+  h.Run();
+  EXPECT_TRUE(h.commands.All().empty());
+  EXPECT_TRUE(Exists(held));
+}
+
+TEST(LogHarvester, ReadsALogThatOthersOnlyRead) {
+  Harvest h;
+  const std::wstring held = h.Log(L"held.log");
+  const FileHolder holder(L"read", held);
+  h.Run();
+  EXPECT_EQ(h.Count(L"Line"), 1U);
+}
+
+TEST(LogHarvester, SkipsAFolderThatIsNamedLikeALog) {
+  Harvest h;
+  const std::wstring path = h.folder / L"folder.log";
+  ASSERT_TRUE(CreateDirectoryW(path.c_str(), nullptr));
+  h.Log(L"z.log");
+  EXPECT_EQ(h.Run(), 1);
+  EXPECT_EQ(h.Count(L"Line"), 1U);
+  EXPECT_TRUE(Exists(path));
+}
+
+TEST(LogHarvester, CountsALogAgainThatItCannotDelete) {
+  Harvest h;
+  const std::wstring path = h.Log(L"a.log");
+  ASSERT_TRUE(SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY));
+  EXPECT_EQ(h.Run(), 1);
+  EXPECT_EQ(h.Run(), 1);
+  EXPECT_EQ(h.Count(L"Line"), 2U);
+  EXPECT_TRUE(Exists(path));
+  SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
+TEST(LogHarvester, AnEmptyOrMissingFolderIsNoError) {
+  Harvest h;
+  EXPECT_EQ(h.Run(), 1);
+  EXPECT_EQ(LogHarvester(h.commands, h.fileTypes).Harvest(h.folder / L"none", true), 1);
+  EXPECT_EQ(LogHarvester(h.commands, h.fileTypes).Harvest(std::wstring(2000, L'x'), true), 1);
+  EXPECT_TRUE(h.commands.All().empty());
+}
+
+}  // namespace

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "usage/UsageEvent.h"
+
+/// The use of one command.
+struct CommandStat {
+  std::uint64_t count = 0;
+  /// The event that made this entry; its text is the command's name.
+  UsageEvent event;
+  /// The command's place in the order of first use, from 1. 0: it has no place yet.
+  std::uint32_t order = 0;
+};
+
+/// How often each command was used, and in which order the commands were first seen.
+class CommandStats {
+ public:
+  /// Entries by command name, compared code unit by code unit.
+  using Entries = std::map<std::wstring, CommandStat>;
+
+  /// Counts one use. Events of other kinds are ignored.
+  /// Returns the entry that counted it, or null. Entries stay where they are for the life of the
+  /// statistics, so a caller that meets the same command again may use `CountAgain` on it.
+  CommandStat* Count(const UsageEvent& event);
+
+  /// Counts one more use of an entry that `Count` has returned.
+  void CountAgain(CommandStat& entry) {
+    ++entry.count;
+    // An entry may be without a place: an older report lists commands without one.
+    if (entry.order == 0) entry.order = ++lastOrder_;
+  }
+
+  /// Takes over an entry of a loaded report. An entry whose name is known already is dropped, its
+  /// count not added: unlike `FileTypeStats`, and on purpose. A report that is loaded twice in one
+  /// run leaves the commands as they were.
+  void Merge(const CommandStat& loaded);
+
+  const Entries& All() const { return entries_; }
+  /// The highest order number handed out or loaded so far.
+  std::uint32_t LastOrder() const { return lastOrder_; }
+
+ private:
+  Entries entries_;
+  std::uint32_t lastOrder_ = 0;
+};

@@ -1,0 +1,6 @@
+#include "usage/EventTextFilter.h"
+
+const EventTextFilter& EventTextFilter::Instance() {
+  static const EventTextFilter& filter = *new EventTextFilter;
+  return filter;
+}

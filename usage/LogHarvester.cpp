@@ -1,0 +1,42 @@
+#include "usage/LogHarvester.h"
+
+#include "platform/Handles.h"
+#include "platform/Paths.h"
+#include "usage/EventCounter.h"
+#include "usage/LogFile.h"
+#include "usage/LogLineReader.h"
+
+namespace {
+
+/// Whether the file can be opened without letting others write. The host application keeps the log
+/// of its current session open for writing, and such a log is not complete yet.
+bool IsFree(const std::wstring& path) {
+  const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                    nullptr /* security */, OPEN_EXISTING, 0 /* no flags */,
+                                    nullptr /* template */));
+  return static_cast<bool>(file);
+}
+
+void ReadLog(const std::wstring& path, EventCounter& counter) {
+  LogFile file(path);
+  LogLineReader reader(file);
+  while (const std::optional<LogEvent> event = reader.Next()) counter.Count(*event);
+}
+
+}  // namespace
+
+int LogHarvester::Harvest(const std::wstring& folder, bool deletesLogs) {
+  WIN32_FIND_DATAW entry;
+  const FindHandle search(FindFirstFileW(CombinePath(folder, L"*.log").c_str(), &entry));
+  if (!search) return 1;
+  EventCounter counter(commands_, fileTypes_);
+  do {
+    const std::wstring path = CombinePath(folder, entry.cFileName);
+    if (!IsFree(path)) continue;
+    ReadLog(path, counter);
+    // A log that cannot be deleted is counted again by the next run. That is accepted: leaving it
+    // uncounted would lose it.
+    if (deletesLogs) DeleteFileW(path.c_str());
+  } while (FindNextFileW(search.Get(), &entry));
+  return 1;
+}

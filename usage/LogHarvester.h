@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "usage/CommandStats.h"
+#include "usage/FileTypeStats.h"
+
+/// Reads the host application's logs into the statistics.
+class LogHarvester {
+ public:
+  /// The statistics must outlive the harvester.
+  LogHarvester(CommandStats& commands, FileTypeStats& fileTypes)
+      : commands_(commands), fileTypes_(fileTypes) {}
+
+  /// Reads every file of `folder` that "*.log" finds, in the order in which the file system
+  /// returns them, and deletes each one that it has read when `deletesLogs` is set, whatever it
+  /// held. A file that somebody holds open for writing is left for a later run. Always answers 1:
+  /// an empty or missing folder is no error.
+  int Harvest(const std::wstring& folder, bool deletesLogs);
+
+ private:
+  CommandStats& commands_;
+  FileTypeStats& fileTypes_;
+};
