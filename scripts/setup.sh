@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Installs what the build, the tests and the demo need and is missing: Debian packages.
-# Quick and silent when there is nothing to do.
+# Installs what the build, the tests and the demo need and is missing: Debian packages, and
+# TinyXML's source with Debian's patches. Quick and silent when there is nothing to do.
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+deps="$build/deps"
 
 packages=(
   g++-mingw-w64-x86-64-posix wine wine64 cmake ninja-build g++ dpkg-dev python3 mawk
@@ -25,4 +26,45 @@ if [ ${#missing[@]} -gt 0 ]; then
   quietly apt-update as_root apt-get update -q
   quietly apt-install as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -q --no-install-recommends "${missing[@]}"
+fi
+
+# Where the machine gets its packages: address, release, component and origin, a line each.
+package_lists() {
+  # shellcheck disable=SC2016 # the names are apt-get's to fill in
+  apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT) $(ORIGIN)' \
+    'Created-By: Packages'
+}
+
+# TinyXML as a Windows library exists nowhere, so its source is built with the program. The
+# list of source packages is this script's own: the machine's lists stay as they are.
+fetch_tinyxml() {
+  local apt="$deps/apt" lists
+  rm -rf "$apt" "$deps"/tinyxml*
+  mkdir -p "$apt/lists/partial" "$apt/cache/archives/partial" "$apt/parts"
+  lists=$(package_lists)
+  if ! grep -q ' Debian$' <<<"$lists"; then
+    as_root apt-get update -q
+    lists=$(package_lists)
+  fi
+  awk '$4 == "Debian" && $3 == "main" && !seen[$0]++ {
+    print "deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg]", $1, $2, $3
+  }' <<<"$lists" >"$apt/sources.list"
+  local options=(
+    -o "Dir::Etc::SourceList=$apt/sources.list" -o "Dir::Etc::SourceParts=$apt/parts"
+    -o "Dir::State::lists=$apt/lists" -o "Dir::Cache=$apt/cache"
+    -o "APT::Sandbox::User=$(id -un)" -o APT::Get::List-Cleanup=0
+  )
+  apt-get "${options[@]}" update -q &&
+    (cd "$deps" && apt-get "${options[@]}" source -q tinyxml) &&
+    # This one patch is for users of Debian's own binary: it forces the iostream interface, which
+    # would make the executable half as large again.
+    (cd "$deps"/tinyxml-[0-9]* && patch -R -p1 <debian/patches/enforce-use-stl.patch) &&
+    mv "$deps"/tinyxml-[0-9]* "$deps/tinyxml" &&
+    rm -rf "$apt"
+}
+
+if [ ! -e "$deps/tinyxml/tinyxml.h" ]; then
+  say "Fetching TinyXML's source package"
+  mkdir -p "$deps"
+  quietly tinyxml fetch_tinyxml
 fi

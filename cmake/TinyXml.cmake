@@ -1,0 +1,10 @@
+# TinyXML from the source that scripts/setup.sh fetched. Foreign code: its warnings are its own.
+add_library(tinyxml STATIC
+  "${PELTO_DEPS}/tinyxml/tinystr.cpp" "${PELTO_DEPS}/tinyxml/tinyxml.cpp"
+  "${PELTO_DEPS}/tinyxml/tinyxmlerror.cpp" "${PELTO_DEPS}/tinyxml/tinyxmlparser.cpp")
+target_include_directories(tinyxml SYSTEM PUBLIC "${PELTO_DEPS}/tinyxml")
+target_compile_options(tinyxml PRIVATE -w)
+if(WIN32)
+  target_compile_options(tinyxml PRIVATE
+    -fstack-protector-strong -ffunction-sections -fdata-sections)
+endif()

@@ -1,0 +1,188 @@
+#include "store/ReportDocument.h"
+
+#include <tinyxml.h>
+
+#include "platform/AnsiText.h"
+#include "platform/DecimalText.h"
+
+namespace {
+
+// The elements and attributes of a report.
+constexpr char RootElement[] = "PeltoRpt";
+constexpr char CommandSection[] = "cmd_stat";
+constexpr char CommandList[] = "cmds";
+constexpr char CommandElement[] = "cmd";
+constexpr char FileTypeSection[] = "ftype_stat";
+constexpr char FileTypeList[] = "ftypes";
+constexpr char FileTypeElement[] = "ftype";
+constexpr char SystemSection[] = "sys_info";
+constexpr char ApplicationSection[] = "app_info";
+constexpr char CustomerSection[] = "cust_info";
+constexpr char PropertyElement[] = "prop";
+constexpr char NameAttribute[] = "name";
+constexpr char CategoryAttribute[] = "cat";
+constexpr char OrderAttribute[] = "id";
+constexpr char CountAttribute[] = "count";
+constexpr char OpenedAttribute[] = "ocnt";
+constexpr char SavedAttribute[] = "scnt";
+
+// An older form of the report had these too. They are loaded, but never written.
+constexpr char CommandChainElement[] = "cmd_chain";
+constexpr char CounterSection[] = "counter";
+constexpr char RunToolList[] = "run_tools";
+constexpr char RunToolElement[] = "run_tool";
+
+constexpr wchar_t IdentifierProperty[] = L"ID";
+constexpr wchar_t ApplicationNameProperty[] = L"app_name";
+constexpr wchar_t ApplicationVersionProperty[] = L"app_ver";
+constexpr wchar_t EmailProperty[] = L"Email";
+
+TiXmlElement& AddElement(TiXmlNode& parent, const char* name) {
+  return *parent.LinkEndChild(new TiXmlElement(name))->ToElement();
+}
+
+void SetAttribute(TiXmlElement& element, const char* name, const std::wstring& value) {
+  element.SetAttribute(name, AnsiFromWide(value).c_str());
+}
+
+/// Returns the element, which further attributes may follow.
+TiXmlElement& AddProperty(TiXmlElement& section, const std::wstring& name,
+                          const std::wstring& value) {
+  TiXmlElement& property = AddElement(section, PropertyElement);
+  SetAttribute(property, NameAttribute, name);
+  property.LinkEndChild(new TiXmlText(AnsiFromWide(value).c_str()));
+  return property;
+}
+
+void AddCommands(TiXmlElement& root, const CommandStats& commands) {
+  TiXmlElement& list = AddElement(AddElement(root, CommandSection), CommandList);
+  for (const auto& [name, stat] : commands.All()) {
+    TiXmlElement& command = AddElement(list, CommandElement);
+    SetAttribute(command, OrderAttribute, std::to_wstring(stat.order));
+    SetAttribute(command, NameAttribute, name);
+    SetAttribute(command, CountAttribute, std::to_wstring(stat.count));
+  }
+}
+
+void AddFileTypes(TiXmlElement& root, const FileTypeStats& fileTypes) {
+  TiXmlElement& list = AddElement(AddElement(root, FileTypeSection), FileTypeList);
+  for (const auto& [name, stat] : fileTypes.All()) {
+    TiXmlElement& fileType = AddElement(list, FileTypeElement);
+    SetAttribute(fileType, NameAttribute, name);
+    SetAttribute(fileType, OpenedAttribute, std::to_wstring(stat.ocnt));
+    SetAttribute(fileType, SavedAttribute, std::to_wstring(stat.scnt));
+  }
+}
+
+void AddSystemProperties(TiXmlElement& root, const SystemProperties& properties,
+                         const std::wstring& installationIdentifier) {
+  TiXmlElement& section = AddElement(root, SystemSection);
+  for (const auto& [key, value] : properties) {
+    SetAttribute(AddProperty(section, key.name, value), CategoryAttribute, key.category);
+  }
+  // The identifier stands here and not among the customer's data, which only a report with an
+  // e-mail address has: the collecting server looks for it here. Being without a category, it is
+  // never loaded as a property of the machine.
+  AddProperty(section, IdentifierProperty, installationIdentifier);
+}
+
+/// The list inside a section of the root, or null.
+const TiXmlElement* FindList(const TiXmlElement& root, const char* section, const char* list) {
+  const TiXmlElement* const holder = root.FirstChildElement(section);
+  return holder == nullptr ? nullptr : holder->FirstChildElement(list);
+}
+
+/// Calls `merge` for each child of `list` called `name`; a null list has none.
+template <typename Merge>
+void ForEachElement(const TiXmlElement* list, const char* name, Merge merge) {
+  if (list == nullptr) return;
+  for (const TiXmlElement* element = list->FirstChildElement(name); element != nullptr;
+       element = element->NextSiblingElement(name)) {
+    merge(*element);
+  }
+}
+
+std::uint64_t ParseCount(const char* text) {
+  return static_cast<std::uint64_t>(ParseInt64(text));
+}
+
+void MergeCommand(CommandStats& commands, const char* name, const char* order, const char* count) {
+  if (name == nullptr || order == nullptr || count == nullptr) return;
+  CommandStat stat;
+  stat.event = {UsageEventKind::Command, WideFromAnsi(name), {}};
+  stat.order = static_cast<std::uint32_t>(ParseInt32(std::string_view(order)));
+  stat.count = ParseCount(count);
+  commands.Merge(stat);
+}
+
+void MergeFileType(FileTypeStats& fileTypes, const TiXmlElement& element) {
+  const char* const name = element.Attribute(NameAttribute);
+  if (name == nullptr) return;
+  const char* const opened = element.Attribute(OpenedAttribute);
+  const char* const saved = element.Attribute(SavedAttribute);
+  FileTypeStat stat;
+  stat.name = WideFromAnsi(name);
+  stat.ocnt = opened == nullptr ? 0 : ParseCount(opened);
+  stat.scnt = saved == nullptr ? 0 : ParseCount(saved);
+  fileTypes.Merge(stat);
+}
+
+void MergeSystemProperty(SystemProperties& properties, const TiXmlElement& element) {
+  const char* const name = element.Attribute(NameAttribute);
+  const char* const category = element.Attribute(CategoryAttribute);
+  const char* const value = element.GetText();
+  if (name == nullptr || category == nullptr || value == nullptr) return;
+  properties.insert_or_assign({WideFromAnsi(name), WideFromAnsi(category)}, WideFromAnsi(value));
+}
+
+}  // namespace
+
+void BuildReport(TiXmlDocument& document, const CommandStats& commands,
+                 const FileTypeStats& fileTypes, const SystemProperties& systemProperties,
+                 const ReportFacts& facts) {
+  TiXmlElement& root = AddElement(document, RootElement);
+  AddCommands(root, commands);
+  AddFileTypes(root, fileTypes);
+  AddSystemProperties(root, systemProperties, facts.installationIdentifier);
+
+  TiXmlElement& application = AddElement(root, ApplicationSection);
+  if (!facts.applicationName.empty()) {
+    AddProperty(application, ApplicationNameProperty, facts.applicationName);
+  }
+  if (!facts.applicationVersion.empty()) {
+    AddProperty(application, ApplicationVersionProperty, facts.applicationVersion);
+  }
+
+  if (!facts.email.empty()) {
+    AddProperty(AddElement(root, CustomerSection), EmailProperty, facts.email);
+  }
+}
+
+bool MergeReport(const TiXmlDocument& document, CommandStats& commands, FileTypeStats& fileTypes,
+                 SystemProperties& systemProperties, std::wstring& commandChain) {
+  const TiXmlElement* const root = document.FirstChildElement(RootElement);
+  if (root == nullptr) return false;
+
+  ForEachElement(FindList(*root, CommandSection, CommandList), CommandElement,
+                 [&](const TiXmlElement& command) {
+                   MergeCommand(commands, command.Attribute(NameAttribute),
+                                command.Attribute(OrderAttribute),
+                                command.Attribute(CountAttribute));
+                 });
+  if (const TiXmlElement* const chain = FindList(*root, CommandSection, CommandChainElement);
+      chain != nullptr && chain->GetText() != nullptr) {
+    commandChain = WideFromAnsi(chain->GetText());
+  }
+  // A run tool is a command that has no place in the order of first use yet.
+  ForEachElement(FindList(*root, CounterSection, RunToolList), RunToolElement,
+                 [&](const TiXmlElement& runTool) {
+                   MergeCommand(commands, runTool.Attribute(NameAttribute), "0",
+                                runTool.Attribute(CountAttribute));
+                 });
+  ForEachElement(FindList(*root, FileTypeSection, FileTypeList), FileTypeElement,
+                 [&](const TiXmlElement& fileType) { MergeFileType(fileTypes, fileType); });
+  ForEachElement(
+      root->FirstChildElement(SystemSection), PropertyElement,
+      [&](const TiXmlElement& property) { MergeSystemProperty(systemProperties, property); });
+  return true;
+}

@@ -1,0 +1,197 @@
+#include "store/ReportStore.h"
+
+#include "platform/WindowsHeader.h"
+
+#include <tinyxml.h>
+
+#include <utility>
+
+#include "platform/GuidText.h"
+#include "platform/Handles.h"
+#include "platform/Paths.h"
+#include "platform/SystemClock.h"
+#include "store/DateGate.h"
+#include "store/DateText.h"
+#include "store/ReportDocument.h"
+#include "store/ReportShape.h"
+
+namespace {
+
+constexpr wchar_t ReportFileName[] = L"PeltoReport.xml";
+constexpr wchar_t SettingsFileName[] = L"PeltoReport.ini";
+
+constexpr int LockAttempts = 10;
+constexpr std::uint32_t LockWait = 20'000;
+
+constexpr int DefaultConsentState = 2;
+constexpr int DefaultShowMessage = 1;
+
+/// The full path of `path`. The private-profile functions need it: they look for any other path in
+/// the Windows folder.
+std::wstring FullPath(const std::wstring& path) {
+  wchar_t buffer[1040];
+  const DWORD length = GetFullPathNameW(path.c_str(), ARRAYSIZE(buffer), buffer, nullptr);
+  return length < ARRAYSIZE(buffer) ? std::wstring(buffer, length) : std::wstring();
+}
+
+/// Whether no other process holds the file; makes it if it is missing.
+bool IsFree(const std::wstring& path) {
+  const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0 /* no sharing */,
+                                    nullptr /* security */, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL,
+                                    nullptr /* template */));
+  return static_cast<bool>(file);
+}
+
+/// Whether the file that the stream holds can be given to the XML parser.
+bool IsSound(std::FILE* stream) {
+  std::rewind(stream);
+  ReportShape shape;
+  char buffer[4096];
+  while (const size_t count = std::fread(buffer, 1, sizeof buffer, stream)) {
+    shape.Feed({buffer, count});
+  }
+  return std::ferror(stream) == 0 && shape.IsSound();
+}
+
+}  // namespace
+
+void CReportStore::SetApplication(std::wstring name, std::wstring version) {
+  applicationName_ = std::move(name);
+  applicationVersion_ = std::move(version);
+}
+
+bool CReportStore::Open(const std::wstring& dataFolder) {
+  dataFolder_ = dataFolder;
+  reportPath_ = CombinePath(dataFolder_, ReportFileName);
+  const std::wstring settingsPath = FullPath(CombinePath(dataFolder_, SettingsFileName));
+  if (reportPath_.empty() || settingsPath.empty()) return false;
+  settings_.SetPath(settingsPath);
+  if (!EnsureIdentifier()) return false;
+  CloseReport();
+  return TakeReport();
+}
+
+/// An identifier is never used unless it is stored, so what counts is what the file gives back.
+bool CReportStore::EnsureIdentifier() {
+  installationIdentifier_ = InstallationIdentifier();
+  if (installationIdentifier_.empty()) {
+    std::wstring identifier;
+    if (!NewGuidText(identifier)) return false;
+    settings_.WriteText(settings::ProgrammeSection, settings::Identifier, identifier);
+    installationIdentifier_ = InstallationIdentifier();
+  }
+  return !installationIdentifier_.empty();
+}
+
+bool CReportStore::TakeReport() {
+  for (int attempt = 0; attempt < LockAttempts; ++attempt) {
+    if (IsFree(reportPath_)) {
+      std::FILE* stream = nullptr;
+      if (_wfopen_s(&stream, reportPath_.c_str(), L"ab+") == 0) report_.reset(stream);
+      return report_ != nullptr;
+    }
+    clock_.Wait(LockWait);
+  }
+  return false;
+}
+
+bool CReportStore::DeleteReport() const {
+  return DeleteFileW(reportPath_.c_str()) != 0;
+}
+
+bool CReportStore::Load() {
+  if (!report_ || !IsSound(report_.get())) return false;
+  std::rewind(report_.get());
+  TiXmlDocument document;
+  return document.LoadFile(report_.get(), TIXML_ENCODING_UNKNOWN) &&
+         MergeReport(document, commands_, fileTypes_, systemProperties_, commandChain_);
+}
+
+bool CReportStore::Save() {
+  TiXmlDocument document;
+  BuildReport(document, commands_, fileTypes_, systemProperties_,
+              {applicationName_, applicationVersion_, InstallationIdentifier(), Email()});
+  if (!report_) return false;
+  // A stream that cannot be opened anew is closed by the attempt, so it has no owner meanwhile.
+  report_.reset(_wfreopen(reportPath_.c_str(), L"w", report_.release()));
+  return report_ && document.SaveFile(report_.get()) && std::fflush(report_.get()) == 0;
+}
+
+int CReportStore::ConsentState() const {
+  return settings_.ReadInteger(settings::GeneralSection, settings::PeltoState, DefaultConsentState);
+}
+
+void CReportStore::SetConsentState(int state) const {
+  settings_.WriteText(settings::GeneralSection, settings::PeltoState, std::to_wstring(state));
+}
+
+std::wstring CReportStore::Email() const {
+  return settings_.ReadText(settings::GeneralSection, settings::Email);
+}
+
+void CReportStore::SetEmail(const std::wstring& email) const {
+  settings_.WriteText(settings::GeneralSection, settings::Email, email);
+}
+
+bool CReportStore::ShowsMessage() const {
+  return settings_.ReadInteger(settings::GeneralSection, settings::ShowMessage,
+                               DefaultShowMessage) != 0;
+}
+
+void CReportStore::SetShowsMessage(bool shows) const {
+  settings_.WriteText(settings::GeneralSection, settings::ShowMessage, shows ? L"1" : L"0");
+}
+
+std::wstring CReportStore::InstallationIdentifier() const {
+  return settings_.ReadText(settings::ProgrammeSection, settings::Identifier);
+}
+
+bool CReportStore::IsTransmissionDue() const {
+  return IsDue(settings::LastTransmissionDate, TransmissionLimit);
+}
+
+bool CReportStore::IsSystemInformationDue() const {
+  return IsDue(settings::LastSysInfoCollectingDate, SystemInformationLimit);
+}
+
+bool CReportStore::IsDialogDue() {
+  if (!ShowsMessage()) return false;
+  if (!StoredTicks(settings::LastDlgOpenDate)) {
+    StampDialog();
+    return false;
+  }
+  return IsDue(settings::LastDlgOpenDate, DialogLimit);
+}
+
+void CReportStore::StampTransmission() {
+  Stamp(settings::LastTransmissionDate);
+}
+
+void CReportStore::StampSystemInformation() {
+  Stamp(settings::LastSysInfoCollectingDate);
+}
+
+void CReportStore::StampDialog() {
+  Stamp(settings::LastDlgOpenDate);
+}
+
+void CReportStore::SetSystemProperty(const std::wstring& name, const std::wstring& category,
+                                     const std::wstring& value) {
+  systemProperties_.insert_or_assign({name, category}, value);
+}
+
+bool CReportStore::IsDue(const wchar_t* key, double limit) const {
+  const std::optional<std::uint64_t> now = LocalTicks(clock_.Now());
+  return now && IsGateOpen(*now, StoredTicks(key), limit);
+}
+
+/// The date under `key`; none when there is none, or when its text is no date.
+std::optional<std::uint64_t> CReportStore::StoredTicks(const wchar_t* key) const {
+  const std::optional<CivilTime> date =
+      ParseDateText(settings_.ReadText(settings::GeneralSection, key));
+  return date ? LocalTicks(*date) : std::nullopt;
+}
+
+void CReportStore::Stamp(const wchar_t* key) {
+  settings_.WriteText(settings::GeneralSection, key, FormatDateText(clock_.Now()));
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "platform/Clock.h"
+
+/// A clock that stands where the test sets it and only writes down how long it was to wait.
+class FakeClock : public Clock {
+ public:
+  CivilTime Now() override { return now; }
+  void Wait(std::uint32_t milliseconds) override {
+    waits.push_back(milliseconds);
+    if (onWait) onWait();
+  }
+
+  CivilTime now = {2024, 3, 5, 14, 7, 9, 0};
+  std::vector<std::uint32_t> waits;
+  /// Called after each wait is written down.
+  std::function<void()> onWait;
+};

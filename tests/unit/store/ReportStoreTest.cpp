@@ -1,0 +1,419 @@
+#include "store/ReportStore.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "platform/Handles.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/TestProcess.h"
+
+namespace {
+
+struct Fixture {
+  TempFolder folder;
+  std::wstring report = folder / L"PeltoReport.xml";
+  std::wstring settings = folder / L"PeltoReport.ini";
+  CommandStats commands;
+  FileTypeStats fileTypes;
+  FakeClock clock;
+  CReportStore store{commands, fileTypes, clock};
+
+  bool Open() { return store.Open(folder.Path().wstring()); }
+  void Use(const wchar_t* command) { commands.Count({UsageEventKind::Command, command, {}}); }
+  bool IsReportFree() const {
+    return static_cast<bool>(FileHandle(CreateFileW(report.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+                                                    nullptr, OPEN_EXISTING, 0, nullptr)));
+  }
+};
+
+constexpr char Identifier[] = "[PELTO]\r\nID=the-id\r\n";
+
+std::string ReportOf(const std::string& commands) {
+  return "<PeltoRpt>\r\n    <cmd_stat>\r\n" +
+         (commands.empty() ? std::string("        <cmds />\r\n")
+                           : "        <cmds>\r\n" + commands + "        </cmds>\r\n") +
+         "    </cmd_stat>\r\n    <ftype_stat>\r\n        <ftypes />\r\n    </ftype_stat>\r\n"
+         "    <sys_info>\r\n        <prop name=\"ID\">the-id</prop>\r\n    </sys_info>\r\n"
+         "    <app_info />\r\n</PeltoRpt>\r\n";
+}
+
+TEST(ReportStoreOpen, MakesAnIdentifierAndAnEmptyReport) {
+  Fixture f;
+  ASSERT_TRUE(f.Open());
+  const std::wstring identifier = f.store.InstallationIdentifier();
+  EXPECT_EQ(identifier.size(), 36U);
+  EXPECT_EQ(ReadBytes(f.settings),
+            "[PELTO]\r\nID=" + std::string(identifier.begin(), identifier.end()) + "\r\n");
+  f.store.CloseReport();
+  EXPECT_EQ(ReadBytes(f.report), "");
+}
+
+TEST(ReportStoreOpen, KeepsTheIdentifierThatIsThere) {
+  Fixture f;
+  WriteBytes(f.settings, Identifier);
+  ASSERT_TRUE(f.Open());
+  EXPECT_EQ(f.store.InstallationIdentifier(), L"the-id");
+  EXPECT_EQ(ReadBytes(f.settings), Identifier);
+}
+
+TEST(ReportStoreOpen, ReplacesAnEmptyIdentifier) {
+  Fixture f;
+  WriteBytes(f.settings, "[PELTO]\r\nID=\r\n");
+  ASSERT_TRUE(f.Open());
+  EXPECT_EQ(f.store.InstallationIdentifier().size(), 36U);
+}
+
+TEST(ReportStoreOpen, FailsWhenTheIdentifierCannotBeStored) {
+  Fixture f;
+  WriteBytes(f.settings, "[General]\r\nPeltoState=1\r\n");
+  const FileHolder holder(L"unshared", f.settings);
+  EXPECT_FALSE(f.Open());
+  EXPECT_FALSE(Exists(f.report)) << "the report is not touched";
+}
+
+TEST(ReportStoreOpen, FailsWithoutTheFolder) {
+  Fixture f;
+  EXPECT_FALSE(f.store.Open(f.folder / L"none"));
+  EXPECT_TRUE(f.clock.waits.empty());
+}
+
+TEST(ReportStoreOpen, FailsWhenTheFolderIsTooLong) {
+  Fixture f;
+  EXPECT_FALSE(f.store.Open(L"C:\\" + std::wstring(300, L'x')));
+}
+
+TEST(ReportStoreOpen, FindsTheSettingsOfARelativeFolderInThatFolder) {
+  Fixture f;
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(f.folder.Path().parent_path());
+  EXPECT_TRUE(f.store.Open(f.folder.Path().filename().wstring()));
+  EXPECT_TRUE(Exists(f.settings));
+  f.store.CloseReport();
+  std::filesystem::current_path(before);
+}
+
+TEST(ReportStoreOpen, LeavesWhatTheReportHolds) {
+  Fixture f;
+  WriteBytes(f.report, "what is there");
+  ASSERT_TRUE(f.Open());
+  f.store.CloseReport();
+  EXPECT_EQ(ReadBytes(f.report), "what is there");
+}
+
+TEST(ReportStoreLock, HoldsTheReportUntilItIsClosed) {
+  Fixture f;
+  ASSERT_TRUE(f.Open());
+  EXPECT_FALSE(f.IsReportFree());
+  f.store.Save();
+  EXPECT_FALSE(f.IsReportFree()) << "after a save";
+  f.store.CloseReport();
+  EXPECT_TRUE(f.IsReportFree());
+}
+
+TEST(ReportStoreLock, EndsWithTheStore) {
+  Fixture f;
+  {
+    CReportStore store(f.commands, f.fileTypes, f.clock);
+    ASSERT_TRUE(store.Open(f.folder.Path().wstring()));
+    EXPECT_FALSE(f.IsReportFree());
+  }
+  EXPECT_TRUE(f.IsReportFree());
+}
+
+TEST(ReportStoreLock, AReportInUseIsTriedTenTimesWithTwentySecondsAfterEach) {
+  Fixture f;
+  const FileHolder holder(L"unshared", f.report);
+  EXPECT_FALSE(f.Open());
+  EXPECT_EQ(f.clock.waits, std::vector<std::uint32_t>(10, 20'000));
+  EXPECT_FALSE(f.store.Load());
+  EXPECT_FALSE(f.store.Save());
+}
+
+TEST(ReportStoreLock, AnyOtherHolderKeepsItOut) {
+  for (const wchar_t* mode : {L"read", L"write"}) {
+    Fixture f;
+    const FileHolder holder(mode, f.report);
+    EXPECT_FALSE(f.Open());
+    EXPECT_EQ(f.clock.waits.size(), 10U);
+  }
+}
+
+TEST(ReportStoreLock, AReportThatBecomesFreeIsTaken) {
+  for (const size_t waits : {1U, 9U}) {
+    Fixture f;
+    auto holder = std::make_unique<FileHolder>(L"unshared", f.report);
+    f.clock.onWait = [&] {
+      if (f.clock.waits.size() == waits) holder.reset();
+    };
+    EXPECT_TRUE(f.Open()) << waits;
+    EXPECT_EQ(f.clock.waits.size(), waits);
+  }
+}
+
+TEST(ReportStoreLock, AReportThatBecomesFreeAfterTheTenthAttemptIsNotTaken) {
+  Fixture f;
+  auto holder = std::make_unique<FileHolder>(L"unshared", f.report);
+  f.clock.onWait = [&] {
+    if (f.clock.waits.size() == 10) holder.reset();
+  };
+  EXPECT_FALSE(f.Open());
+  EXPECT_EQ(f.clock.waits.size(), 10U);
+}
+
+TEST(ReportStoreLock, OpeningAgainLetsGoFirst) {
+  Fixture f;
+  ASSERT_TRUE(f.Open());
+  EXPECT_TRUE(f.Open());
+  EXPECT_TRUE(f.clock.waits.empty());
+}
+
+TEST(ReportStoreDocument, IsWrittenWithCrLfAndReadBack) {
+  Fixture f;
+  WriteBytes(f.settings, Identifier);
+  ASSERT_TRUE(f.Open());
+  f.Use(L"Line");
+  ASSERT_TRUE(f.store.Save());
+  f.store.CloseReport();
+  EXPECT_EQ(ReadBytes(f.report),
+            ReportOf("            <cmd id=\"1\" name=\"Line\" count=\"1\" />\r\n"));
+
+  Fixture next;
+  WriteBytes(next.settings, Identifier);
+  WriteBytes(next.report, ReadBytes(f.report));
+  ASSERT_TRUE(next.Open());
+  EXPECT_TRUE(next.store.Load());
+  EXPECT_EQ(next.commands.All().at(L"Line").count, 1U);
+  EXPECT_EQ(next.commands.LastOrder(), 1U);
+}
+
+TEST(ReportStoreDocument, AReportThatIsEmptyMalformedOrTruncatedIsReplaced) {
+  const std::string good = ReportOf("            <cmd id=\"1\" name=\"Line\" count=\"1\" />\r\n");
+  std::vector<std::string> reports = {
+      "", "text", "<PeltoRpt>", "<Other />", std::string("\0", 1), std::string(100'000, '<')};
+  std::string nested;
+  for (int i = 0; i < 200'000; ++i) nested += "<a>";
+  reports.push_back(nested);
+  std::string attributes = "<PeltoRpt";
+  for (int i = 0; i < 200'000; ++i) attributes += " a" + std::to_string(i) + "='1'";
+  reports.push_back(attributes + "/>");
+  // Whole but for its last line end, a report is still whole.
+  for (size_t length = 0; length < good.size() - 2; length += 7) {
+    reports.push_back(good.substr(0, length));
+  }
+  for (const std::string& report : reports) {
+    Fixture f;
+    WriteBytes(f.settings, Identifier);
+    WriteBytes(f.report, report);
+    ASSERT_TRUE(f.Open());
+    EXPECT_FALSE(f.store.Load()) << report.substr(0, 100);
+    EXPECT_TRUE(f.commands.All().empty()) << report.substr(0, 100);
+    EXPECT_TRUE(f.store.Save());
+    f.store.CloseReport();
+    EXPECT_EQ(ReadBytes(f.report), ReportOf(""));
+  }
+}
+
+TEST(ReportStoreDocument, AfterASaveALoadFailsAndChangesNothing) {
+  Fixture f;
+  WriteBytes(f.settings, Identifier);
+  ASSERT_TRUE(f.Open());
+  f.fileTypes.Merge({1, 1, L".a"});
+  ASSERT_TRUE(f.store.Save());
+  EXPECT_FALSE(f.store.Load());
+  EXPECT_EQ(f.fileTypes.All().at(L".a").ocnt, 1U);
+  ASSERT_TRUE(f.store.Save()) << "but it can be saved again";
+  f.store.CloseReport();
+  EXPECT_NE(ReadBytes(f.report).find("<ftype name=\".a\" ocnt=\"1\" scnt=\"1\" />"),
+            std::string::npos);
+}
+
+TEST(ReportStoreDocument, ASaveShortensALongerReport) {
+  Fixture f;
+  WriteBytes(f.settings, Identifier);
+  WriteBytes(f.report, "<PeltoRpt>" + std::string(10'000, ' ') + "</PeltoRpt>");
+  ASSERT_TRUE(f.Open());
+  EXPECT_TRUE(f.store.Load());
+  ASSERT_TRUE(f.store.Save());
+  f.store.CloseReport();
+  EXPECT_EQ(ReadBytes(f.report), ReportOf(""));
+}
+
+TEST(ReportStoreDocument, AClosedReportIsNeitherLoadedNorSaved) {
+  Fixture f;
+  ASSERT_TRUE(f.Open());
+  f.store.CloseReport();
+  WriteBytes(f.report, "<PeltoRpt />");
+  EXPECT_FALSE(f.store.Load());
+  EXPECT_FALSE(f.store.Save());
+  EXPECT_EQ(ReadBytes(f.report), "<PeltoRpt />");
+}
+
+TEST(ReportStoreDocument, HoldsApplicationEmailAndIdentifierOfTheMomentOfSaving) {
+  Fixture f;
+  WriteBytes(f.settings, Identifier);
+  ASSERT_TRUE(f.Open());
+  f.store.SetApplication(L"Designer", L"1.2.3.4");
+  f.store.SetSystemProperty(L"Name", L"OS", L"old");
+  f.store.SetSystemProperty(L"Name", L"OS", L"Windows");
+  WriteBytes(f.settings, "[PELTO]\r\nID=another\r\n[General]\r\nEmail=a\\nb@c.d\r\n");
+  ASSERT_TRUE(f.store.Save());
+  f.store.CloseReport();
+  const std::string bytes = ReadBytes(f.report);
+  EXPECT_NE(bytes.find("    <sys_info>\r\n        <prop name=\"Name\" cat=\"OS\">Windows</prop>\r\n"
+                       "        <prop name=\"ID\">another</prop>\r\n    </sys_info>\r\n"
+                       "    <app_info>\r\n        <prop name=\"app_name\">Designer</prop>\r\n"
+                       "        <prop name=\"app_ver\">1.2.3.4</prop>\r\n    </app_info>\r\n"
+                       "    <cust_info>\r\n        <prop name=\"Email\">a&#x0A;b@c.d</prop>\r\n"
+                       "    </cust_info>\r\n</PeltoRpt>\r\n"),
+            std::string::npos)
+      << bytes;
+}
+
+TEST(ReportStoreDocument, LoadsTheCommandChainAndTheProperties) {
+  Fixture f;
+  WriteBytes(f.report,
+             "<PeltoRpt><cmd_stat><cmd_chain>A;B</cmd_chain></cmd_stat><sys_info>"
+             "<prop name=\"Name\" cat=\"OS\">Windows</prop></sys_info></PeltoRpt>");
+  ASSERT_TRUE(f.Open());
+  ASSERT_TRUE(f.store.Load());
+  EXPECT_EQ(f.store.CommandChain(), L"A;B");
+  EXPECT_EQ(f.store.AllSystemProperties().size(), 1U);
+}
+
+TEST(ReportStoreDocument, IsDeletedWhenItIsClosed) {
+  Fixture f;
+  ASSERT_TRUE(f.Open());
+  f.store.CloseReport();
+  EXPECT_EQ(f.store.ReportPath(), f.report);
+  EXPECT_TRUE(f.store.DeleteReport());
+  EXPECT_FALSE(Exists(f.report));
+  EXPECT_FALSE(f.store.DeleteReport());
+}
+
+TEST(ReportStoreSettings, HaveTheirDefaults) {
+  Fixture f;
+  ASSERT_TRUE(f.Open());
+  EXPECT_EQ(f.store.ConsentState(), 2);
+  EXPECT_EQ(f.store.Email(), L"");
+  EXPECT_TRUE(f.store.ShowsMessage());
+}
+
+TEST(ReportStoreSettings, AreWrittenInTheirForms) {
+  Fixture f;
+  WriteBytes(f.settings, Identifier);
+  ASSERT_TRUE(f.Open());
+  f.store.SetConsentState(3);
+  f.store.SetEmail(L"a@b.c");
+  f.store.SetShowsMessage(false);
+  f.clock.now = {2024, 3, 5, 14, 7, 9, 500};
+  f.store.StampDialog();
+  f.store.StampTransmission();
+  f.store.StampSystemInformation();
+  EXPECT_EQ(ReadBytes(f.settings),
+            std::string(Identifier) +
+                "[General]\r\nPeltoState=3\r\nEmail=a@b.c\r\nShowMessage=0\r\n"
+                "LastDlgOpenDate=2024-03-05T14:07:09Z\r\n"
+                "LastTransmissionDate=2024-03-05T14:07:09Z\r\n"
+                "LastSysInfoCollectingDate=2024-03-05T14:07:09Z\r\n");
+  EXPECT_EQ(f.store.ConsentState(), 3);
+  EXPECT_EQ(f.store.Email(), L"a@b.c");
+  EXPECT_FALSE(f.store.ShowsMessage());
+  f.store.SetShowsMessage(true);
+  EXPECT_TRUE(f.store.ShowsMessage());
+}
+
+/// The three gates alike: the key, the days, and the question.
+struct Gate {
+  const char* key;
+  int days;
+  bool (*isDue)(CReportStore&);
+};
+const Gate Gates[] = {
+    {"LastTransmissionDate", 28, [](CReportStore& store) { return store.IsTransmissionDue(); }},
+    {"LastSysInfoCollectingDate", 30,
+     [](CReportStore& store) { return store.IsSystemInformationDue(); }},
+    {"LastDlgOpenDate", 7, [](CReportStore& store) { return store.IsDialogDue(); }},
+};
+
+bool IsDue(const Gate& gate, const std::string& date, const CivilTime& now) {
+  Fixture f;
+  WriteBytes(f.settings,
+             std::string(Identifier) + "[General]\r\n" + gate.key + "=" + date + "\r\n");
+  EXPECT_TRUE(f.Open());
+  f.clock.now = now;
+  return gate.isDue(f.store);
+}
+
+TEST(ReportStoreGates, OpenAtTheLimitAndNotASecondBefore) {
+  const CivilTime now = {2024, 1, 31, 12, 0, 0, 0};
+  for (const Gate& gate : Gates) {
+    const std::string day = std::to_string(131 - gate.days).substr(1);
+    EXPECT_TRUE(IsDue(gate, "2024-01-" + day + "T12:00:00Z", now)) << gate.key;
+    EXPECT_FALSE(IsDue(gate, "2024-01-" + day + "T12:00:01Z", now)) << gate.key;
+    EXPECT_FALSE(IsDue(gate, "2024-01-31T12:00:00Z", now)) << gate.key;
+    EXPECT_TRUE(IsDue(gate, "2001-01-01T00:00:00Z", now)) << gate.key;
+  }
+}
+
+TEST(ReportStoreGates, MillisecondsOfNowCountButNotOfTheDate) {
+  for (const Gate& gate : Gates) {
+    const std::string day = std::to_string(131 - gate.days).substr(1);
+    EXPECT_FALSE(IsDue(gate, "2024-01-" + day + "T12:00:00Z", {2024, 1, 31, 11, 59, 59, 999}))
+        << gate.key;
+  }
+}
+
+TEST(ReportStoreGates, ADateInTheFutureOpensThem) {
+  for (const Gate& gate : Gates) {
+    EXPECT_TRUE(IsDue(gate, "2099-01-01T00:00:00Z", {2024, 1, 31, 12, 0, 0, 0})) << gate.key;
+    EXPECT_TRUE(IsDue(gate, "2024-01-31T12:00:01Z", {2024, 1, 31, 12, 0, 0, 0})) << gate.key;
+  }
+}
+
+TEST(ReportStoreGates, ATextThatIsNoDateCountsAsNone) {
+  for (const char* text : {"", "never", "2024-13-01T00:00:00Z", "2024-02-30T00:00:00Z",
+                           "2024-01-31T24:00:00Z", "0000-00-00T00:00:00Z", "1"}) {
+    const CivilTime now = {2024, 1, 31, 12, 0, 0, 0};
+    EXPECT_TRUE(IsDue(Gates[0], text, now)) << text;
+    EXPECT_TRUE(IsDue(Gates[1], text, now)) << text;
+    EXPECT_FALSE(IsDue(Gates[2], text, now)) << text;
+  }
+}
+
+TEST(ReportStoreGates, TheDialogsDateIsPutDownWhenThereIsNone) {
+  for (const char* before : {"", "[General]\r\nLastDlgOpenDate=rubbish\r\n"}) {
+    Fixture f;
+    WriteBytes(f.settings, std::string(Identifier) + before);
+    ASSERT_TRUE(f.Open());
+    f.clock.now = {2024, 3, 5, 14, 7, 9, 0};
+    EXPECT_FALSE(f.store.IsDialogDue());
+    EXPECT_EQ(ReadBytes(f.settings),
+              std::string(Identifier) + "[General]\r\nLastDlgOpenDate=2024-03-05T14:07:09Z\r\n");
+    f.clock.now = {2024, 3, 12, 14, 7, 9, 0};
+    EXPECT_TRUE(f.store.IsDialogDue());
+  }
+}
+
+TEST(ReportStoreGates, TheOthersWriteNothing) {
+  Fixture f;
+  WriteBytes(f.settings, Identifier);
+  ASSERT_TRUE(f.Open());
+  EXPECT_TRUE(f.store.IsTransmissionDue());
+  EXPECT_TRUE(f.store.IsSystemInformationDue());
+  EXPECT_EQ(ReadBytes(f.settings), Identifier);
+}
+
+TEST(ReportStoreGates, ASilencedDialogIsNeverDueAndWritesNothing) {
+  Fixture f;
+  const std::string silenced = std::string(Identifier) + "[General]\r\nShowMessage=0\r\n";
+  WriteBytes(f.settings, silenced);
+  ASSERT_TRUE(f.Open());
+  EXPECT_FALSE(f.store.IsDialogDue());
+  EXPECT_EQ(ReadBytes(f.settings), silenced);
+  WriteBytes(f.settings, silenced + "LastDlgOpenDate=2001-01-01T00:00:00Z\r\n");
+  EXPECT_FALSE(f.store.IsDialogDue());
+}
+
+}  // namespace
