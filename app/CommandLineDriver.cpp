@@ -1,0 +1,25 @@
+#include "app/CommandLineDriver.h"
+
+#include <optional>
+
+#include "app/CommandLine.h"
+#include "app/ProductVersion.h"
+#include "app/RunController.h"
+
+int RunCommandLine(const std::vector<std::wstring>& arguments, RunSteps& steps, Clock& clock) try {
+  const std::optional<CommandLine> commandLine = ParseCommandLine(arguments);
+  if (!commandLine) return 1;
+  const std::wstring applicationVersion = commandLine->mode == RunMode::Duty
+                                              ? ReadProductVersion(commandLine->applicationPath)
+                                              : std::wstring();
+  CRunController controller(steps, clock);
+  if (controller.Initialise(commandLine->uploadAddress, commandLine->dataFolder,
+                            commandLine->logFolder, commandLine->applicationName,
+                            applicationVersion)) {
+    controller.Run(commandLine->mode);
+  }
+  return 0;
+} catch (...) {
+  // Memory exhaustion outside of a step. Nothing is to be told to the user, not even by the system.
+  return 0;
+}

@@ -1,0 +1,76 @@
+#include "app/PeltoApp.h"
+
+#include "platform/WindowsHeader.h"
+
+#include <commctrl.h>
+#include <shellapi.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/CommandLineDriver.h"
+#include "app/ProgramSteps.h"
+#include "app/ResourceModule.h"
+#include "platform/SystemClock.h"
+
+namespace {
+
+/// Every class of the first eight groups of common controls.
+constexpr DWORD CommonControlClasses = 0xFF;
+
+/// The program's own path. None also when it does not fit: a part of it would name another folder,
+/// and a library must not be loaded from there.
+std::optional<std::wstring> ProgramPath() {
+  wchar_t buffer[520];
+  const DWORD length = GetModuleFileNameW(nullptr /* the program */, buffer, ARRAYSIZE(buffer));
+  if (length == 0 || length == ARRAYSIZE(buffer)) return {};
+  return std::wstring(buffer, length);
+}
+
+struct LocalBlockCloser {
+  void operator()(wchar_t** block) const { LocalFree(block); }
+};
+
+std::vector<std::wstring> Arguments() {
+  int count = 0;
+  const std::unique_ptr<wchar_t*, LocalBlockCloser> arguments(
+      CommandLineToArgvW(GetCommandLineW(), &count));
+  if (!arguments) return {};
+  return {arguments.get(), arguments.get() + count};
+}
+
+}  // namespace
+
+BOOL CPeltoApp::InitInstance() {
+  const INITCOMMONCONTROLSEX controls = {sizeof controls, CommonControlClasses};
+  InitCommonControlsEx(&controls);
+  CWinApp::InitInstance();
+
+  resourceModule_ = AfxGetResourceHandle();
+  if (const std::optional<std::wstring> path = ProgramPath()) {
+    const size_t backslash = path->rfind(L'\\');
+    // The system gives no such path; a program that does not know its folder does nothing.
+    if (backslash == std::wstring::npos) return TRUE;
+    if (const auto module = LoadResourceModule(path->substr(0, backslash), m_hInstance)) {
+      resourceModule_ = *module;
+    }
+  }
+  if (resourceModule_ != nullptr) AfxSetResourceHandle(resourceModule_);
+  AfxEnableControlContainer();
+
+  ProgramSteps steps;
+  SystemClock clock;
+  RunCommandLine(Arguments(), steps, clock);
+  return FALSE;
+}
+
+int CPeltoApp::ExitInstance() {
+  const int exitCode = CWinApp::ExitInstance();
+  if (const HINSTANCE module = AfxGetResourceHandle(); module != m_hInstance) {
+    AfxSetResourceHandle(m_hInstance);
+    AfxFreeLibrary(module);
+  }
+  return exitCode;
+}

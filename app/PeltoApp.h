@@ -1,0 +1,14 @@
+#pragma once
+
+#include "framework/afxwin.h"
+
+/// The application: prepares the user interface, chooses the module of the localized texts, does
+/// what the command line asks for, and ends. It makes no main window.
+class CPeltoApp : public CWinApp {
+ public:
+  BOOL InitInstance() override;
+  int ExitInstance() override;
+
+ private:
+  HINSTANCE resourceModule_ = nullptr;
+};

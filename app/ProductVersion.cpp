@@ -1,0 +1,35 @@
+#include "app/ProductVersion.h"
+
+#include <cstdio>
+#include <memory>
+
+#include "platform/WindowsHeader.h"
+
+namespace {
+
+struct GlobalBlockCloser {
+  void operator()(void* block) const { GlobalFree(block); }
+};
+using GlobalBlock = std::unique_ptr<void, GlobalBlockCloser>;
+
+}  // namespace
+
+std::wstring ReadProductVersion(const std::wstring& path) {
+  DWORD ignored = 0;
+  const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &ignored);
+  const GlobalBlock block(GlobalAlloc(GPTR, size));
+  void* record = nullptr;
+  UINT recordSize = 0;
+  if (!block || !GetFileVersionInfoW(path.c_str(), 0 /* ignored */, size, block.get()) ||
+      !VerQueryValueW(block.get(), L"\\", &record, &recordSize) ||
+      recordSize < sizeof(VS_FIXEDFILEINFO)) {
+    return {};
+  }
+  const auto& info = *static_cast<const VS_FIXEDFILEINFO*>(record);
+  wchar_t text[64];
+  const int length =
+      std::swprintf(text, std::size(text), L"%u.%u.%u.%u", HIWORD(info.dwProductVersionMS),
+                    LOWORD(info.dwProductVersionMS), HIWORD(info.dwProductVersionLS),
+                    LOWORD(info.dwProductVersionLS));
+  return {text, static_cast<size_t>(length)};
+}

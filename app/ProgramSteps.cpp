@@ -1,0 +1,16 @@
+#include "app/ProgramSteps.h"
+
+#include "usage/LogHarvester.h"
+
+void ProgramSteps::HarvestLogs(const std::wstring& logFolder, CommandStats& commands,
+                               FileTypeStats& fileTypes) {
+  LogHarvester(commands, fileTypes).Harvest(logFolder, true /* deletes what it has read */);
+}
+
+void ProgramSteps::ShowConsentDialog(CReportStore&, int, int) {}
+
+void ProgramSteps::CollectSystemInformation(CReportStore&) {}
+
+int ProgramSteps::UploadReport(CReportStore&, const std::wstring&) {
+  return 0;
+}

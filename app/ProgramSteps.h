@@ -1,0 +1,14 @@
+#pragma once
+
+#include "app/RunSteps.h"
+
+/// The steps as the program takes them. The consent dialog, the survey of the machine and the
+/// upload are not built in: they end at once, having done nothing.
+class ProgramSteps : public RunSteps {
+ public:
+  void HarvestLogs(const std::wstring& logFolder, CommandStats& commands,
+                   FileTypeStats& fileTypes) override;
+  void ShowConsentDialog(CReportStore& store, int first, int fade) override;
+  void CollectSystemInformation(CReportStore& store) override;
+  int UploadReport(CReportStore& store, const std::wstring& address) override;
+};

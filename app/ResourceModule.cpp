@@ -1,0 +1,20 @@
+#include "app/ResourceModule.h"
+
+#include "platform/Handles.h"
+
+namespace {
+
+/// The contract with the library: it gets the program's module and 0.
+using LoadResExtDll = HINSTANCE(__cdecl*)(HINSTANCE instance, DWORD_PTR reserved);
+
+}  // namespace
+
+std::optional<HINSTANCE> LoadResourceModule(const std::wstring& folder, HINSTANCE instance) {
+  const LibraryHandle library(LoadLibraryW((folder + L"\\LangExt.dll").c_str()));
+  if (!library) return {};
+  const FARPROC address = GetProcAddress(library.Get(), "LoadResExtDLL");
+  if (address == nullptr) return {};
+  const auto load = reinterpret_cast<LoadResExtDll>(reinterpret_cast<void*>(address));
+  const HINSTANCE module = load(instance, 0);
+  return module != nullptr ? module : instance;
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "app/CommandLine.h"
+#include "app/RunSteps.h"
+#include "platform/Clock.h"
+#include "store/ReportStore.h"
+#include "usage/CommandStats.h"
+#include "usage/FileTypeStats.h"
+
+/// Sequences one run: which steps are due by the user's consent and the date gates, and in which
+/// order. Made, initialised once, run once.
+class CRunController {
+ public:
+  /// Both must outlive the controller.
+  CRunController(RunSteps& steps, Clock& clock) : steps_(steps), clock_(clock) {}
+
+  /// Makes the data folder and opens the store on it. Answers false when the store cannot be
+  /// opened (see `CReportStore::Open`); the controller is not to be run then.
+  bool Initialise(const std::wstring& uploadAddress, const std::wstring& dataFolder,
+                  const std::wstring& logFolder, const std::wstring& applicationName,
+                  const std::wstring& applicationVersion);
+
+  /// Runs once. 1 for a completed log step or a delivered report, otherwise 0. Failures show
+  /// nothing to the user.
+  int Run(RunMode mode);
+
+ private:
+  int RunLogHandle();
+  int RunDuty();
+  int RunDialog();
+  int RunLogStep();
+  int Remind();
+  int Transmit();
+  int CollectSystemInformation();
+  int Upload();
+
+  RunSteps& steps_;
+  Clock& clock_;
+  std::wstring uploadAddress_;
+  std::wstring dataFolder_;
+  std::wstring logFolder_;
+  CommandStats commands_;
+  FileTypeStats fileTypes_;
+  /// Refers to the statistics, so it stands behind them and goes first.
+  std::unique_ptr<CReportStore> store_;
+};

@@ -1,0 +1,138 @@
+#include "app/PeltoApp.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/TempFolder.h"
+#include "tests/unit/app/LanguageLibrary.h"
+
+namespace {
+
+/// The application in this process. The test program's own command line asks for no run.
+class PeltoApp : public testing::Test {
+ protected:
+  // Also before a test: a test program that was ended in the middle leaves its libraries there.
+  void SetUp() override { DeleteLibraries(); }
+  void TearDown() override {
+    DeleteLibraries();
+    MSG message;
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    }
+  }
+
+  void DeleteLibraries() const {
+    for (const std::wstring& file : {library_, texts_, calls_}) DeleteFileW(file.c_str());
+  }
+  void PutLibrary() const { CopyLibrary(L"localizer.dll", library_); }
+  void PutTexts() const { CopyLibrary(L"localized_texts.dll", texts_); }
+
+  /// What `AfxWinMain` does before `InitInstance`.
+  void Prepare() {
+    app_.m_hInstance = instance_;
+    AfxSetResourceHandle(instance_);
+  }
+
+  const HINSTANCE instance_ = GetModuleHandleW(nullptr);
+  const std::wstring library_ = ProgramFolder() + L"\\LangExt.dll";
+  const std::wstring texts_ = ProgramFolder() + L"\\Texts.dll";
+  const std::wstring calls_ = ProgramFolder() + L"\\LangExt.calls";
+  CPeltoApp app_;
+};
+
+TEST_F(PeltoApp, IsTheApplicationObject) {
+  EXPECT_EQ(AfxGetApp(), &app_);
+}
+
+TEST_F(PeltoApp, DoesNotGoOnAfterInitInstance) {
+  Prepare();
+  EXPECT_EQ(app_.InitInstance(), FALSE);
+}
+
+TEST_F(PeltoApp, ExitsWithZeroWhenTheCommandLineIsRefused) {
+  EXPECT_EQ(AfxWinMain(instance_), 0);
+}
+
+TEST_F(PeltoApp, TakesItsOwnResourcesWithoutALibrary) {
+  Prepare();
+  app_.InitInstance();
+  EXPECT_EQ(AfxGetResourceHandle(), instance_);
+}
+
+TEST_F(PeltoApp, TakesItsOwnResourcesWhenTheLibraryLacksTheExport) {
+  CopyLibrary(L"localizer_without_export.dll", library_);
+  Prepare();
+  app_.InitInstance();
+  EXPECT_EQ(AfxGetResourceHandle(), instance_);
+}
+
+TEST_F(PeltoApp, TakesItsOwnResourcesWhenTheLibraryReturnsNone) {
+  PutLibrary();
+  Prepare();
+  app_.InitInstance();
+  EXPECT_TRUE(Exists(calls_)) << "not called";
+  EXPECT_EQ(AfxGetResourceHandle(), instance_);
+}
+
+TEST_F(PeltoApp, TakesTheResourcesThatTheLibraryBesideItReturns) {
+  PutLibrary();
+  PutTexts();
+  Prepare();
+  app_.InitInstance();
+  EXPECT_EQ(AfxGetResourceHandle(), GetModuleHandleW(texts_.c_str()));
+  EXPECT_EQ(TextOf(AfxGetResourceHandle(), LocalizedText), L"A localized text");
+  app_.ExitInstance();
+}
+
+TEST_F(PeltoApp, GivesTheLibraryItsOwnModule) {
+  PutLibrary();
+  Prepare();
+  app_.InitInstance();
+  EXPECT_EQ(ReadBytes(calls_), std::to_string(reinterpret_cast<DWORD_PTR>(instance_)) + " 0\n");
+}
+
+TEST_F(PeltoApp, ExitInstanceSetsTheResourceModuleBackAndFreesIt) {
+  PutTexts();
+  const HINSTANCE texts = LoadLibraryW(texts_.c_str());
+  ASSERT_NE(texts, nullptr) << GetLastError();
+  Prepare();
+  AfxSetResourceHandle(texts);
+  EXPECT_EQ(app_.ExitInstance(), 0);
+  EXPECT_EQ(AfxGetResourceHandle(), instance_);
+  EXPECT_EQ(GetModuleHandleW(texts_.c_str()), nullptr);
+}
+
+TEST_F(PeltoApp, ExitInstanceFreesNothingWhenTheResourcesAreItsOwn) {
+  // A module that can be watched stands for the program's own.
+  PutTexts();
+  const HINSTANCE own = LoadLibraryW(texts_.c_str());
+  ASSERT_NE(own, nullptr) << GetLastError();
+  app_.m_hInstance = own;
+  AfxSetResourceHandle(own);
+  app_.ExitInstance();
+  EXPECT_EQ(AfxGetResourceHandle(), own);
+  EXPECT_EQ(GetModuleHandleW(texts_.c_str()), own);
+  FreeLibrary(own);
+}
+
+TEST_F(PeltoApp, WholeRunLeavesNoLibraryLoaded) {
+  PutLibrary();
+  PutTexts();
+  EXPECT_EQ(AfxWinMain(instance_), 0);
+  EXPECT_EQ(AfxGetResourceHandle(), instance_);
+  EXPECT_EQ(GetModuleHandleW(library_.c_str()), nullptr);
+  EXPECT_EQ(GetModuleHandleW(texts_.c_str()), nullptr);
+}
+
+TEST_F(PeltoApp, ExitInstanceKeepsTheExitCode) {
+  PutTexts();
+  const HINSTANCE texts = LoadLibraryW(texts_.c_str());
+  ASSERT_NE(texts, nullptr) << GetLastError();
+  Prepare();
+  AfxSetResourceHandle(texts);
+  PostThreadMessageW(GetCurrentThreadId(), WM_QUIT, 42, 0);
+  EXPECT_EQ(app_.Run(), 42);
+  EXPECT_EQ(GetModuleHandleW(texts_.c_str()), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,29 @@
+#include "app/ProgramSteps.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "tests/support/TempFolder.h"
+#include "tests/support/TestText.h"
+
+namespace {
+
+TEST(ProgramSteps, HarvestCountsTheLogsOfTheFolderAndDeletesThem) {
+  const TempFolder folder;
+  WriteBytes(folder / L"a.log", Prefix() + "Command = Line\r\n" + Prefix() + "OnOpenDocument\r\n" +
+                                    Prefix() + "C:\\a.dwg\r\n");
+  WriteBytes(folder / L"b.txt", Prefix() + "Command = Line\r\n");
+  CommandStats commands;
+  FileTypeStats fileTypes;
+  ProgramSteps().HarvestLogs(folder.Path().wstring(), commands, fileTypes);
+  ASSERT_EQ(commands.All().size(), 1U);
+  EXPECT_EQ(commands.All().at(L"Line").count, 1U);
+  ASSERT_EQ(fileTypes.All().size(), 1U);
+  EXPECT_EQ(fileTypes.All().at(L".dwg").ocnt, 1U);
+  EXPECT_EQ(fileTypes.All().at(L".dwg").scnt, 0U);
+  EXPECT_FALSE(Exists(folder / L"a.log"));
+  EXPECT_TRUE(Exists(folder / L"b.txt"));
+}
+
+}  // namespace

@@ -1,0 +1,113 @@
+// What stands in for time and for the steps of a run, and how a test sets up and looks at the data
+// folder that a run works on.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "app/RunSteps.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/TempFolder.h"
+
+/// What happened in a run, in order.
+using Journal = std::vector<std::string>;
+
+/// Puts down each wait as a step.
+class JournalClock : public FakeClock {
+ public:
+  explicit JournalClock(Journal& journal) {
+    onWait = [this, &journal] { journal.push_back("wait " + std::to_string(waits.back())); };
+  }
+};
+
+/// Puts down each step, then does what the test gives for it.
+class RecordingSteps : public RunSteps {
+ public:
+  explicit RecordingSteps(Journal& journal) : journal_(journal) {}
+
+  void HarvestLogs(const std::wstring& logFolder, CommandStats& commands,
+                   FileTypeStats& fileTypes) override {
+    journal_.push_back("harvest " + std::filesystem::path(logFolder).string());
+    if (onHarvest) onHarvest(commands, fileTypes);
+  }
+  void ShowConsentDialog(CReportStore& store, int first, int fade) override {
+    journal_.push_back("dialog " + std::to_string(first) + " " + std::to_string(fade));
+    if (onDialog) onDialog(store);
+  }
+  void CollectSystemInformation(CReportStore& store) override {
+    journal_.emplace_back("collect");
+    if (onCollect) onCollect(store);
+  }
+  int UploadReport(CReportStore& store, const std::wstring& address) override {
+    journal_.push_back("upload " + std::filesystem::path(address).string());
+    store.CloseReport();
+    sent = ReadBytes(store.ReportPath());
+    return onUpload ? onUpload() : 1;
+  }
+
+  std::function<void(CommandStats&, FileTypeStats&)> onHarvest;
+  std::function<void(CReportStore&)> onDialog;
+  std::function<void(CReportStore&)> onCollect;
+  std::function<int()> onUpload;
+  /// The report file's bytes as the last upload found them.
+  std::string sent;
+
+ private:
+  Journal& journal_;
+};
+
+/// Values of the settings file by "section/key".
+using Settings = std::map<std::string, std::string>;
+
+inline constexpr char Identifier[] = "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9";
+
+inline Settings ReadSettings(const std::wstring& path) {
+  Settings settings;
+  std::istringstream lines(ReadBytes(path));
+  std::string section;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.ends_with('\r')) line.pop_back();
+    if (line.starts_with('[')) {
+      section = line.substr(1, line.size() - 2);
+    } else if (const size_t equals = line.find('='); equals != std::string::npos) {
+      settings[section + "/" + line.substr(0, equals)] = line.substr(equals + 1);
+    }
+  }
+  return settings;
+}
+
+inline void WriteSettings(const std::wstring& path, const Settings& settings) {
+  std::string text;
+  std::string lastSection;
+  for (const auto& [name, value] : settings) {
+    const size_t slash = name.find('/');
+    const std::string section = name.substr(0, slash);
+    if (section != lastSection) text += "[" + section + "]\r\n";
+    lastSection = section;
+    text += name.substr(slash + 1) + "=" + value + "\r\n";
+  }
+  WriteBytes(path, text);
+}
+
+/// A data folder with the settings of a user who takes part, and a log folder beside it.
+class DataFolder {
+ public:
+  explicit DataFolder(const Settings& general = {{"General/PeltoState", "1"}}) {
+    std::filesystem::create_directory(path);
+    std::filesystem::create_directory(logs);
+    Settings settings = general;
+    settings["PELTO/ID"] = Identifier;
+    WriteSettings(settingsPath, settings);
+  }
+
+  const TempFolder temp;
+  const std::wstring path = temp / L"data";
+  const std::wstring logs = temp / L"logs";
+  const std::wstring settingsPath = path + L"\\PeltoReport.ini";
+  const std::wstring reportPath = path + L"\\PeltoReport.xml";
+};
