@@ -1,0 +1,95 @@
+// The log reader on any bytes: it must give what a reader gives that takes the same rules the slow
+// way, one byte after the other, and must not care in which pieces the bytes come.
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "tests/support/TestText.h"
+#include "usage/EventCounter.h"
+#include "usage/FileExtension.h"
+#include "usage/LogLine.h"
+#include "usage/LogLineReader.h"
+
+namespace {
+
+/// The file as a text stream shows it.
+std::string TextOf(const std::string& bytes) {
+  std::string text;
+  for (size_t i = 0; i < bytes.size() && bytes[i] != '\x1A'; ++i) {
+    if (bytes[i] == '\r' && i + 1 < bytes.size() && bytes[i + 1] == '\n') continue;
+    text += bytes[i];
+  }
+  return text;
+}
+
+/// Reads lines as `std::istream::getline` does into 1,024 bytes that hold a C text.
+class SlowLines {
+ public:
+  explicit SlowLines(std::string text) : text_(std::move(text)) {}
+
+  std::string Next() {
+    std::string line;
+    while (!isFailed_ && at_ < text_.size()) {
+      if (text_[at_] == '\n') {
+        ++at_;
+        return line.c_str();
+      }
+      if (line.size() == 1023) {
+        isFailed_ = true;
+        break;
+      }
+      line += text_[at_++];
+    }
+    return line.c_str();
+  }
+
+ private:
+  std::string text_;
+  size_t at_ = 0;
+  bool isFailed_ = false;
+};
+
+std::vector<std::string> SlowEvents(const std::string& bytes) {
+  SlowLines lines(TextOf(bytes));
+  std::vector<std::string> events;
+  for (std::string line = lines.Next(); !line.empty(); line = lines.Next()) {
+    if (line.size() < 23) continue;
+    const std::string content = line.substr(23);
+    if (content.rfind("Command = ", 0) == 0) {
+      events.push_back("C" + content.substr(10));
+    } else if (content.rfind("OnOpenDocument", 0) == 0 || content.rfind("OnSaveDocument", 0) == 0) {
+      const std::string path = lines.Next();
+      if (path.size() < 23) continue;
+      events.push_back(content + "|" + std::string(FindExtension(path.substr(23))));
+    }
+  }
+  return events;
+}
+
+std::vector<std::string> Events(const std::string& bytes, size_t piece) {
+  MemorySource source(bytes, piece);
+  LogLineReader reader(source);
+  CommandStats commands;
+  FileTypeStats fileTypes;
+  EventCounter counter(commands, fileTypes);
+  std::vector<std::string> events;
+  while (const auto event = reader.Next()) {
+    counter.Count(*event);
+    events.push_back(event->kind == UsageEventKind::Command
+                         ? "C" + std::string(event->text)
+                         : std::string(event->text) + "|" + std::string(event->fileType));
+  }
+  return events;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string bytes(reinterpret_cast<const char*>(data), size);
+  const std::vector<std::string> expected = SlowEvents(bytes);
+  for (const size_t piece : {std::string::npos, size_t{1}, size_t{1000}}) {
+    if (Events(bytes, piece) != expected) std::abort();
+  }
+  return 0;
+}
