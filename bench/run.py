@@ -1,0 +1,130 @@
+#!/usr/bin/env python3
+"""run.py BUILD SCRATCH: measures the program and prints the speed table.
+
+What is compared runs in turn, A B A B ..., in one run on one machine; a ratio is the median of the
+ratios pair by pair. Needs a running Wine server (scripts/bench.sh starts one)."""
+
+import os
+import shutil
+import statistics
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+MEGABYTES = 500
+BUILD = Path(sys.argv[1])
+SCRATCH = Path(sys.argv[2])
+PROGRAM = BUILD / "PELTOSender.exe"
+MAWK = "/Command = /{c[substr($0,34)]++}"
+
+
+class Run:
+    """One finished run of a command: its seconds and its peak memory in KiB."""
+
+    def __init__(self, *command: str):
+        start = time.perf_counter()
+        with open(os.devnull, "r+b") as null:
+            process = subprocess.Popen(command, stdin=null, stdout=null, stderr=null)
+            _, status, usage = os.wait4(process.pid, 0)
+        self.seconds = time.perf_counter() - start
+        self.peak = usage.ru_maxrss
+        if status != 0:
+            sys.exit(f"{command[0]} ended with {status}")
+
+
+def windows_path(path: Path) -> str:
+    return "Z:" + str(path).replace("/", "\\")
+
+
+def wine(program: Path, *arguments: str) -> Run:
+    return Run("wine", str(program), *arguments)
+
+
+def data_folder(consent: int) -> Path:
+    folder = SCRATCH / f"data{consent}"
+    shutil.rmtree(folder, ignore_errors=True)
+    folder.mkdir()
+    (folder / "PeltoReport.ini").write_text(
+        f"[PELTO]\r\nID=bench\r\n[General]\r\nPeltoState={consent}\r\n", newline="")
+    return folder
+
+
+def log_handle(data: Path, logs: Path) -> Run:
+    return wine(PROGRAM, "log_handle", windows_path(data), windows_path(logs))
+
+
+def row(name: str, value: str, wanted: str) -> None:
+    print(f"{name:<58} {value:>22}   {wanted}", flush=True)
+
+
+def pairs(count: int, a, b) -> tuple[float, float, float]:
+    """Medians of A, of B and of A/B, pair by pair."""
+    runs = [(a(), b()) for _ in range(count)]
+    return (statistics.median(x for x, _ in runs), statistics.median(y for _, y in runs),
+            statistics.median(x / y for x, y in runs))
+
+
+def harvest() -> None:
+    log = SCRATCH / "big.log"
+    subprocess.run([sys.executable, Path(__file__).parent / "make_log.py", log, str(MEGABYTES)],
+                   check=True)
+    logs = SCRATCH / "logs"
+    shutil.rmtree(logs, ignore_errors=True)
+    logs.mkdir()
+    data = data_folder(1)
+    peaks = []
+
+    def program() -> float:
+        # A second name of the same file: the program deletes the log that it has read.
+        os.link(log, logs / "big.log")
+        (data / "PeltoReport.xml").unlink(missing_ok=True)
+        run = log_handle(data, logs)
+        assert not (logs / "big.log").exists(), "the log was not read"
+        peaks.append(run.peak)
+        return run.seconds
+
+    def mawk() -> float:
+        return Run("mawk", MAWK, str(log)).seconds
+
+    mawk()
+    ours, theirs, ratio = pairs(5, program, mawk)
+    row(f"log_handle, {MEGABYTES} MB of logs / mawk counting commands",
+        f"{ours:.2f} s / {theirs:.2f} s = {ratio:.2f}", "at most 1")
+    empty = [log_handle(data, logs).peak for _ in range(3)]
+    more = (max(peaks) - min(empty)) / 1024
+    row("  peak memory over a run without logs", f"{more:.1f} MiB", "under 32 MiB")
+
+
+def idle() -> None:
+    data = data_folder(2)
+    logs = SCRATCH / "logs"
+
+    def program() -> float:
+        return log_handle(data, logs).seconds
+
+    for name, other, wanted in (("an empty program", "bench_empty", "at most 1.3"),
+                                ("one that prepares the user interface", "bench_startup", "")):
+        ours, theirs, ratio = pairs(
+            60, program, lambda other=other: wine(BUILD / "bench" / f"{other}.exe").seconds)
+        row(f"nothing to do / {name}",
+            f"{ours * 1000:.0f} ms / {theirs * 1000:.0f} ms = {ratio:.2f}", wanted)
+
+
+def size() -> None:
+    row("size of PELTOSender.exe", f"{PROGRAM.stat().st_size / 2**20:.2f} MiB", "at most 1.5 MiB")
+    dump = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", PROGRAM], check=True,
+                          capture_output=True, text=True).stdout
+    libraries = [line.split(":")[1].strip() for line in dump.splitlines() if "DLL Name:" in line]
+    print("libraries that it loads:", ", ".join(libraries))
+
+
+def main() -> None:
+    SCRATCH.mkdir(parents=True, exist_ok=True)
+    harvest()
+    idle()
+    size()
+    shutil.rmtree(SCRATCH)
+
+
+main()

@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Prints the speed table: the program's times as ratios, measured in one run.
+set -euo pipefail
+# shellcheck source=scripts/lib.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+"$repo/scripts/build.sh"
+cd "$repo"
+quietly build-bench cmake --build --preset windows --target bench_empty bench_startup
+start_wine
+# Wine's services end with the last program; one that stays keeps them from being started anew in
+# the middle of a measurement. It reads this script's pipe and ends with it.
+exec 9> >(exec wine cmd /c pause >/dev/null 2>&1)
+say 'Measuring (about 2 minutes)'
+bench/run.py "$build/windows" "$build/bench"
