@@ -1,0 +1,104 @@
+#!/usr/bin/env bash
+# Every check of the project. Takes no input; its last line is "N passed, N failed", and its exit
+# code is 0 only when nothing failed and every step could run.
+#
+#   scripts/test.sh            everything
+#   scripts/test.sh STEP...    some steps: format shell tidy native fuzz windows e2e
+set -uo pipefail
+# shellcheck source=scripts/lib.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+"$repo/scripts/setup.sh" || { echo '0 passed, 1 failed'; exit 1; }
+cd "$repo" || exit 1
+
+passed=0
+failed=0
+count() {
+  passed=$((passed + $1))
+  failed=$((failed + $2))
+  printf '    %s passed, %s failed\n' "$1" "$2"
+}
+
+# check NAME COMMAND...: one check.
+check() {
+  if quietly "$@"; then count 1 0; else count 0 1; fi
+}
+
+# The tests of one build by CTest, counted one by one from what GoogleTest wrote. A program that
+# ends before it has written that counts as a failure, and so does CTest's own.
+ctest_build() {
+  local preset=$1 result=0 counts
+  rm -f "$build/$preset"/tests/*.xml
+  quietly "ctest-$preset" ctest --preset "$preset" || result=1
+  counts=$(scripts/tally.py "$preset" "$result")
+  # shellcheck disable=SC2086 # two numbers
+  count $counts
+}
+
+step_format() {
+  say 'Format'
+  check clang-format bash -c "git ls-files -z --cached --others --exclude-standard \
+    '*.cpp' '*.h' | xargs -0 clang-format --dry-run -Werror"
+}
+
+step_shell() {
+  say 'Shell scripts'
+  check shellcheck shellcheck -x scripts/*.sh .ci/run
+}
+
+step_tidy() {
+  say 'clang-tidy (about 2 minutes)'
+  check tidy scripts/tidy.sh
+}
+
+step_native() {
+  say 'Rules, here, under sanitizers'
+  check configure-native cmake --preset native
+  check build-native cmake --build --preset native
+  ctest_build native
+}
+
+step_fuzz() {
+  say 'Fuzz targets (20 s each)'
+  check configure-fuzz cmake --preset fuzz
+  check build-fuzz cmake --build --preset fuzz
+  local target
+  for target in log_reader report_load; do
+    mkdir -p "$build/fuzz/found/$target"
+    check "fuzz-$target" "$build/fuzz/tests/fuzz/fuzz_$target" -max_total_time=20 -max_len=4096 \
+      -timeout=10 -artifact_prefix="$build/fuzz/found/$target-" \
+      "$build/fuzz/found/$target" "tests/fuzz/corpus/$target"
+  done
+}
+
+build_windows() {
+  say 'Build for Windows'
+  check configure-windows cmake --preset windows
+  check build-windows cmake --build --preset windows
+}
+
+step_windows() {
+  say 'Unit tests under Wine (about a minute)'
+  start_wine || count 0 1
+  ctest_build windows
+}
+
+step_e2e() {
+  say 'End to end (about 5 minutes)'
+  start_wine || count 0 1
+  local counts
+  quietly e2e tests/e2e/run.py "$build/e2e.counts"
+  counts=$(cat "$build/e2e.counts" 2>/dev/null) || counts='0 1'
+  # shellcheck disable=SC2086 # two numbers
+  count $counts
+}
+
+started=$SECONDS
+steps=("$@")
+[ $# -gt 0 ] || steps=(format shell native fuzz tidy windows e2e)
+rm -f "$build/e2e.counts"
+[[ " ${steps[*]} " =~ \ (tidy|windows|e2e)\  ]] && build_windows
+for step in "${steps[@]}"; do "step_$step"; done
+
+say "$((SECONDS - started)) s"
+echo "$passed passed, $failed failed"
+[ "$failed" = 0 ] && [ "$passed" != 0 ]

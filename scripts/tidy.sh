@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Runs clang-tidy over the program's own sources as they are built for Windows. Needs that build's
+# compile_commands.json.
+set -euo pipefail
+# shellcheck source=scripts/lib.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+cd "$repo"
+
+headers=$(echo /usr/lib/gcc/x86_64-w64-mingw32/*-posix/include/c++)
+arguments=(--target=x86_64-w64-windows-gnu
+  -isystem "$headers" -isystem "$headers/x86_64-w64-mingw32" -isystem "$headers/backward"
+  -Wno-unknown-warning-option)
+extra=()
+for argument in "${arguments[@]}"; do extra+=("--extra-arg=$argument"); done
+git ls-files --cached --others --exclude-standard -- 'app/*.cpp' 'framework/*.cpp' \
+  'platform/*.cpp' 'store/*.cpp' 'usage/*.cpp' |
+  xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p "$build/windows" "${extra[@]}"
