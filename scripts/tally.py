@@ -18,9 +18,10 @@ def main() -> None:
                              check=True, capture_output=True, text=True).stdout
     passed = failed = 0
     for test in json.loads(listing)["tests"]:
-        output = next(argument.split("xml:", 1)[1] for argument in test["command"]
-                      if argument.startswith("--gtest_output=xml:"))
-        if not Path(output).exists():
+        name = next(argument.split("xml:", 1)[1] for argument in test["command"]
+                    if argument.startswith("--gtest_output=xml:"))
+        output = folder / "tests" / name
+        if not output.exists():
             failed += 1
             continue
         suites = xml.etree.ElementTree.parse(output).getroot()

@@ -6,7 +6,8 @@ if(WIN32)
   foreach(zone America/New_York Europe/Berlin Australia/Sydney)
     string(REPLACE "/" "_" name ${zone})
     add_test(NAME platform_${name} COMMAND platform_tests --gtest_brief=1
-      --gtest_filter=SystemClockZone.* "--gtest_output=xml:${PELTO_TEST_PROGRAMS}/${name}.xml")
+      --gtest_filter=SystemClockZone.* --gtest_output=xml:${name}.xml
+      WORKING_DIRECTORY "${PELTO_TEST_PROGRAMS}")
     set_tests_properties(platform_${name} PROPERTIES
       ENVIRONMENT "TZ=${zone};PELTO_TEST_ZONE=${zone}")
   endforeach()
