@@ -1,5 +1,8 @@
 #include "store/ReportShape.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
 constexpr bool IsQuote(char c) {
@@ -14,6 +17,10 @@ constexpr char ToLower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
 }
 
+constexpr bool IsLetter(char c) {
+  return ToLower(c) >= 'a' && ToLower(c) <= 'z';
+}
+
 constexpr bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -24,8 +31,41 @@ constexpr bool IsHexadecimalDigit(char c) {
 
 /// What the parser takes for the first character of an element's name.
 constexpr bool BeginsName(char c) {
-  return (ToLower(c) >= 'a' && ToLower(c) <= 'z') || c == '_' ||
-         static_cast<unsigned char>(c) >= 0x7F;
+  return IsLetter(c) || c == '_' || static_cast<unsigned char>(c) >= 0x7F;
+}
+
+/// A declaration is far shorter.
+constexpr std::size_t DeclarationLimit = 256;
+
+/// The encoding, in small letters, that a declaration names ("" when it names none); none when the
+/// declaration is not of the plain form: attributes of letters, each behind a blank, with a quoted
+/// value right behind its "=" that holds no blank, quote or reference; and a "?" at the end.
+std::optional<std::string> DeclaredEncoding(std::string_view declaration) {
+  std::string encoding;
+  if (declaration.size() >= DeclarationLimit) return {};
+  if (declaration.ends_with('?')) declaration.remove_suffix(1);
+  std::size_t at = 0;
+  const auto count = [&](auto belongs) {
+    const std::size_t start = at;
+    while (at < declaration.size() && belongs(declaration[at])) ++at;
+    return declaration.substr(start, at - start);
+  };
+  for (;;) {
+    const bool isSeparated = !count(IsSpace).empty();
+    if (at == declaration.size()) return encoding;
+    const std::string_view name = count(IsLetter);
+    if (!isSeparated || name.empty() || count([](char c) { return c == '='; }) != "=") return {};
+    if (at == declaration.size() || !IsQuote(declaration[at])) return {};
+    const char quote = declaration[at++];
+    const std::string_view value =
+        count([](char c) { return !IsQuote(c) && !IsSpace(c) && c != '&' && c != '<'; });
+    if (at == declaration.size() || declaration[at++] != quote) return {};
+    const auto isSame = [](char a, char b) { return ToLower(a) == b; };
+    if (std::ranges::equal(name.substr(0, 8), std::string_view("encoding"), isSame)) {
+      encoding.clear();
+      std::ranges::transform(value, std::back_inserter(encoding), ToLower);
+    }
+  }
 }
 
 }  // namespace
@@ -37,7 +77,7 @@ void ReportShape::Feed(char c) {
     state_ = State::Ended;
     return;
   }
-  if (state_ == State::Text || state_ == State::TagValue || state_ == State::DeclarationValue) {
+  if (state_ == State::Text || state_ == State::TagValue) {
     const std::optional<Reference> next = NextReference(c);
     if (!next) isSound_ = false;
     reference_ = next.value_or(Reference::None);
@@ -68,9 +108,6 @@ void ReportShape::Feed(char c) {
       break;
     case State::Declaration:
       FeedDeclaration(c);
-      break;
-    case State::DeclarationValue:
-      FeedDeclarationValue(c);
       break;
     case State::EndTag:
       if (c == '>') {
@@ -123,9 +160,11 @@ std::optional<ReportShape::Reference> ReportShape::NextReference(char c) const {
       return c == '&' ? Reference::Ampersand : Reference::None;
     case Reference::Number:
       if (c == 'x') return Reference::Hexadecimal;
+      if (c == ';') return Reference::None;
       if (IsDigit(c)) return Reference::DecimalDigits;
       return {};
     case Reference::Hexadecimal:
+      if (c == ';') return Reference::None;
       if (IsHexadecimalDigit(c)) return Reference::HexadecimalDigits;
       return {};
     case Reference::DecimalDigits:
@@ -162,7 +201,7 @@ void ReportShape::FeedOpening(std::string_view opening, State opened, char c) {
   } else if (++matched_ == opening.size()) {
     matched_ = 0;
     state_ = opened;
-    if (opened == State::Declaration) mayBeUtf8_ = true;
+    declaration_.clear();
   }
 }
 
@@ -175,24 +214,20 @@ void ReportShape::FeedClosing(char repeated, char c) {
   }
 }
 
-/// The parser knows three attributes of a declaration and runs over everything else up to a blank,
-/// quoted or not. The two readings agree while every value is quoted right behind its "=" and holds
-/// neither a blank nor an angle bracket; any other declaration is refused.
+/// The parser has rules of its own for what a declaration holds. They are those of everybody while
+/// it is of the plain form; any other is refused.
 void ReportShape::FeedDeclaration(char c) {
-  if (c == '>') {
-    state_ = State::Text;
-  } else if (IsQuote(c)) {
-    if (previous_ != '=') isSound_ = false;
-    quote_ = c;
-    state_ = State::DeclarationValue;
+  if (c != '>') {
+    // Without a limit a file of one declaration would be read into memory twice.
+    if (declaration_.size() < DeclarationLimit) declaration_ += c;
+    return;
   }
-}
-
-void ReportShape::FeedDeclarationValue(char c) {
-  if (c == quote_) {
-    state_ = State::Declaration;
-  } else if (c == '<' || c == '>' || IsSpace(c)) {
+  state_ = State::Text;
+  const std::optional<std::string> encoding = DeclaredEncoding(declaration_);
+  if (!encoding) {
     isSound_ = false;
+  } else if (encoding->empty() || encoding->starts_with("utf-8") || encoding->starts_with("utf8")) {
+    mayBeUtf8_ = true;
   }
 }
 

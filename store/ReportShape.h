@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
 
 /// Tells whether a report file can be given to the XML parser.
@@ -13,10 +14,12 @@
 /// is refused, which is a failed load as any malformed file's, when it
 /// - nests elements deeper than `DepthLimit` (a report nests four),
 /// - gives an element more than `AttributeLimit` attributes (a report gives three),
-/// - can be taken for UTF-8, by its byte-order mark or an XML declaration, and is not UTF-8
-///   (RFC 3629),
-/// - has an XML declaration in which it is not plain where a quoted value ends,
-/// - has a numeric character reference that is none ("&#x4g;"): the parser looks for its semicolon
+/// - is taken for UTF-8, by its byte-order mark or by an XML declaration that names UTF-8 or no
+///   encoding, and is not UTF-8 (RFC 3629),
+/// - has an XML declaration in other than the plain form, in which the parser could find another
+///   end or encoding,
+/// - has a numeric character reference with something else than digits in it ("&#x4g;"): the parser
+/// looks for its semicolon
 ///   beyond any markup, so that it is not plain what nests what.
 /// Whether the text is XML at all is the parser's to say.
 class ReportShape {
@@ -35,18 +38,17 @@ class ReportShape {
  private:
   enum class State {
     Text,
-    MarkupStart,       // behind "<"
-    Exclamation,       // behind "<!"
-    Question,          // behind "<?"
-    Comment,           // behind "<!--"
-    CharacterData,     // behind "<![CDATA["
-    Declaration,       // behind "<?xml"
-    DeclarationValue,  // in a quoted value of it
-    EndTag,            // behind "</"
-    Unknown,           // in other markup
-    Tag,               // in an element's start tag
-    TagValue,          // in a quoted value of it
-    Ended,             // behind a NUL byte, where the parser stops
+    MarkupStart,    // behind "<"
+    Exclamation,    // behind "<!"
+    Question,       // behind "<?"
+    Comment,        // behind "<!--"
+    CharacterData,  // behind "<![CDATA["
+    Declaration,    // behind "<?xml"
+    EndTag,         // behind "</"
+    Unknown,        // in other markup
+    Tag,            // in an element's start tag
+    TagValue,       // in a quoted value of it
+    Ended,          // behind a NUL byte, where the parser stops
   };
 
   /// How far a character reference has been met.
@@ -66,7 +68,6 @@ class ReportShape {
   void FeedOpening(std::string_view opening, State opened, char c);
   void FeedClosing(char repeated, char c);
   void FeedDeclaration(char c);
-  void FeedDeclarationValue(char c);
   void FeedTag(char c);
 
   State state_ = State::Text;
@@ -81,6 +82,8 @@ class ReportShape {
   std::size_t matched_ = 0;
 
   Reference reference_ = Reference::None;
+  /// The text of the declaration so far, behind "<?xml".
+  std::string declaration_;
 
   bool isAtStart_ = true;
   bool mayBeUtf8_ = false;

@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdlib>
 #include <vector>
 
 #include "platform/Handles.h"
+#include "store/DateText.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestProcess.h"
@@ -271,6 +274,22 @@ TEST(ReportStoreDocument, HoldsApplicationEmailAndIdentifierOfTheMomentOfSaving)
       << bytes;
 }
 
+TEST(ReportStoreDocument, LoadsWhatOthersMayHaveWritten) {
+  const std::string commands =
+      "<PeltoRpt><cmd_stat><cmds><cmd id=\"1\" name=\"R\xE9sum\xE9&#x;\" count=\"3\"/></cmds>"
+      "</cmd_stat></PeltoRpt>";
+  for (const char* before :
+       {"", "<?xml version=\"1.0\" encoding=\"windows-1252\"?>\r\n",
+        "<?xml version='1.0' encoding='ISO-8859-1' standalone='yes' ?>", "<!-- by hand -->\n"}) {
+    Fixture f;
+    WriteBytes(f.report, before + commands);
+    ASSERT_TRUE(f.Open());
+    EXPECT_TRUE(f.store.Load()) << before;
+    ASSERT_TRUE(f.commands.All().contains(L"R\u00E9sum\u00E9")) << before;
+    EXPECT_EQ(f.commands.All().at(L"R\u00E9sum\u00E9").count, 3U) << before;
+  }
+}
+
 TEST(ReportStoreDocument, LoadsTheCommandChainAndTheProperties) {
   Fixture f;
   WriteBytes(f.report,
@@ -354,6 +373,47 @@ TEST(ReportStoreGates, OpenAtTheLimitAndNotASecondBefore) {
     EXPECT_FALSE(IsDue(gate, "2024-01-" + day + "T12:00:01Z", now)) << gate.key;
     EXPECT_FALSE(IsDue(gate, "2024-01-31T12:00:00Z", now)) << gate.key;
     EXPECT_TRUE(IsDue(gate, "2001-01-01T00:00:00Z", now)) << gate.key;
+  }
+}
+
+/// A day not long behind a change of the clocks, and the hour in UTC at which a gate opens then
+/// that was last passed at noon.
+struct ClockChange {
+  const char* zone;
+  std::chrono::sys_days day;
+  int openingHour;
+};
+
+// Both times of an age are local, so an age that spans the night in which the clocks are set
+// forward is an hour long, and one that spans the other is an hour short. Run in several zones.
+TEST(ReportStoreGates, AChangeOfTheClocksMovesThemByAnHour) {
+  using namespace std::chrono;
+  const ClockChange changes[] = {{"America/New_York", 2024y / March / 13, 11},
+                                 {"Europe/Berlin", 2024y / April / 3, 11},
+                                 {"Australia/Sydney", 2024y / April / 10, 13}};
+  const char* const setting = std::getenv("PELTO_TEST_ZONE");
+  const std::string zone = setting == nullptr ? "none" : setting;
+  ClockChange change = {"none", 2024y / April / 3, 12};  // without a zone there is no change
+  for (const ClockChange& candidate : changes) {
+    if (candidate.zone == zone) change = candidate;
+  }
+  ASSERT_EQ(change.zone, zone) << "an unknown zone";
+  const auto at = [](sys_days day, int hour, int minute, int second) {
+    const year_month_day date(day);
+    return CivilTime{static_cast<int>(date.year()),
+                     static_cast<int>(static_cast<unsigned>(date.month())),
+                     static_cast<int>(static_cast<unsigned>(date.day())),
+                     hour,
+                     minute,
+                     second,
+                     0};
+  };
+  for (const Gate& gate : Gates) {
+    const std::wstring stored = FormatDateText(at(change.day - days(gate.days), 12, 0, 0));
+    const std::string date(stored.begin(), stored.end());
+    EXPECT_TRUE(IsDue(gate, date, at(change.day, change.openingHour, 0, 0))) << gate.key << zone;
+    EXPECT_FALSE(IsDue(gate, date, at(change.day, change.openingHour - 1, 59, 59)))
+        << gate.key << zone;
   }
 }
 
