@@ -9,7 +9,7 @@
 /// The rules of `atoi`: leading white space is skipped, one sign and decimal digits are read,
 /// whatever follows is ignored, no digits give 0. A larger number wraps around at 32 bits.
 std::int32_t ParseInt32(std::string_view text);
-/// The same for wide text (`_wtoi`).
+/// The same for wide text, the rules of `_wtoi` within 32 bits.
 std::int32_t ParseInt32(std::wstring_view text);
 
 /// The rules of `_atoi64`: as `ParseInt32`, but a larger number stops at the limit of 64 bits.

@@ -8,7 +8,10 @@
 /// A clock that stands where the test sets it and only writes down how long it was to wait.
 class FakeClock : public Clock {
  public:
-  CivilTime Now() override { return now; }
+  CivilTime Now() override {
+    if (onNow) onNow();
+    return now;
+  }
   void Wait(std::uint32_t milliseconds) override {
     waits.push_back(milliseconds);
     if (onWait) onWait();
@@ -16,6 +19,8 @@ class FakeClock : public Clock {
 
   CivilTime now = {2024, 3, 5, 14, 7, 9, 0};
   std::vector<std::uint32_t> waits;
+  /// Called whenever somebody asks for the time.
+  std::function<void()> onNow;
   /// Called after each wait is written down.
   std::function<void()> onWait;
 };

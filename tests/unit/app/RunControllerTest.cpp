@@ -533,6 +533,28 @@ TEST_F(RunController, TransmissionAfterAFailedOneIsTriedAtOnce) {
   EXPECT_EQ(steps_.sent, SavedReport(LineCommand, DwgType));
 }
 
+TEST_F(RunController, SuccessfulUploadIsPutDownFirstThenTheCollectionThenTheReportIsDeleted) {
+  WriteBytes(data_.reportPath, StoredReport);
+  Start();
+  bool isUploaded = false;
+  Journal stamps;
+  steps_.onUpload = [&] {
+    isUploaded = true;
+    return 1;
+  };
+  clock_.onNow = [&] {
+    if (!isUploaded) return;
+    const std::string settings = ReadBytes(data_.settingsPath);
+    stamps.push_back(std::string(settings.find("LastTransmissionDate") != std::string::npos
+                                     ? "after the transmission"
+                                     : "first") +
+                     (Exists(data_.reportPath) ? ", report there" : ", report gone"));
+  };
+  EXPECT_EQ(RunAndEnd(RunMode::Duty), 1);
+  EXPECT_EQ(stamps, (Journal{"first, report there", "after the transmission, report there"}));
+  EXPECT_FALSE(Exists(data_.reportPath));
+}
+
 TEST_F(RunController, SuccessfulUploadDeletesTheReportAndTheNextTransmissionWaits28Days) {
   WriteBytes(data_.reportPath, StoredReport);
   Start();

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/support/TempFolder.h"
+#include "tests/support/TestProcess.h"
 #include "tests/support/TestText.h"
 #include "usage/LogFile.h"
 #include "usage/LogLine.h"
@@ -108,6 +109,29 @@ TEST(LogLineReader, ReadsAsATextStreamReads) {
     events += expected.size();
   }
   EXPECT_GT(events, 4'000U) << "too few of the lines were events";
+}
+
+TEST(LogFile, LetsOthersReadAndWriteMeanwhile) {
+  const TempFolder folder;
+  const std::wstring path = folder / L"a.log";
+  WriteBytes(path, "abc");
+  LogFile file(path);
+  char byte = 0;
+  ASSERT_EQ(file.Read({&byte, 1}), 1U);
+  const FileHolder writer(L"write", path);
+  const FileHolder reader(L"read", path);
+  EXPECT_EQ(file.Read({&byte, 1}), 1U);
+  EXPECT_EQ(byte, 'b');
+}
+
+TEST(LogFile, IsOpenedOnTheFirstRead) {
+  const TempFolder folder;
+  const std::wstring path = folder / L"a.log";
+  LogFile file(path);
+  WriteBytes(path, "abc");
+  char bytes[8];
+  EXPECT_EQ(file.Read(bytes), 3U);
+  EXPECT_EQ(file.Read(bytes), 0U);
 }
 
 TEST(LogFile, AMissingFileHasNoBytes) {
