@@ -29,14 +29,14 @@ ctest_build() {
   local preset=$1 result=0 counts
   rm -f "$build/$preset"/tests/*.xml
   quietly "ctest-$preset" ctest --preset "$preset" || result=1
-  counts=$(scripts/tally.py "$preset" "$result")
+  counts=$(scripts/tally.py "$preset" "$result") || counts='0 1'
   # shellcheck disable=SC2086 # two numbers
   count $counts
 }
 
 step_format() {
   say 'Format'
-  check clang-format bash -c "git ls-files -z --cached --others --exclude-standard \
+  check clang-format bash -o pipefail -c "git ls-files -z --cached --others --exclude-standard \
     '*.cpp' '*.h' | xargs -0 clang-format --dry-run -Werror"
 }
 
@@ -85,9 +85,11 @@ step_windows() {
 step_e2e() {
   say 'End to end (about 5 minutes)'
   start_wine || count 0 1
-  local counts
-  quietly e2e tests/e2e/run.py "$build/e2e.counts"
+  local counts result=0
+  quietly e2e tests/e2e/run.py "$build/e2e.counts" || result=1
   counts=$(cat "$build/e2e.counts" 2>/dev/null) || counts='0 1'
+  # It failed, but no test did: there was none.
+  [ "$result" = 1 ] && [ "${counts#* }" = 0 ] && counts='0 1'
   # shellcheck disable=SC2086 # two numbers
   count $counts
 }
@@ -97,7 +99,14 @@ steps=("$@")
 [ $# -gt 0 ] || steps=(format shell native fuzz tidy windows e2e)
 rm -f "$build/e2e.counts"
 [[ " ${steps[*]} " =~ \ (tidy|windows|e2e)\  ]] && build_windows
-for step in "${steps[@]}"; do "step_$step"; done
+for step in "${steps[@]}"; do
+  if declare -F "step_$step" >/dev/null; then
+    "step_$step"
+  else
+    say "There is no step \"$step\""
+    count 0 1
+  fi
+done
 
 say "$((SECONDS - started)) s"
 echo "$passed passed, $failed failed"
