@@ -44,17 +44,6 @@ TEST_F(PeltoApp, IsTheApplicationObject) {
   EXPECT_EQ(AfxGetApp(), &app_);
 }
 
-TEST_F(PeltoApp, MakesTheCommonControlsReady) {
-  WNDCLASSEXW information = {};
-  information.cbSize = sizeof information;
-  AfxWinMain(GetModuleHandleW(nullptr));
-  for (const wchar_t* name : {L"SysListView32", L"SysTreeView32", L"tooltips_class32",
-                              L"msctls_updown32", L"SysAnimate32", L"SysTabControl32"}) {
-    EXPECT_TRUE(GetClassInfoExW(nullptr, name, &information))
-        << std::filesystem::path(name).string() << ": " << GetLastError();
-  }
-}
-
 TEST_F(PeltoApp, DoesNotGoOnAfterInitInstance) {
   Prepare();
   EXPECT_EQ(app_.InitInstance(), FALSE);
