@@ -1,5 +1,6 @@
 #include "app/ProgramSteps.h"
 
+#include "upload/UploadJob.h"
 #include "usage/LogHarvester.h"
 
 void ProgramSteps::HarvestLogs(const std::wstring& logFolder, CommandStats& commands,
@@ -11,6 +12,6 @@ void ProgramSteps::ShowConsentDialog(CReportStore&, int, int) {}
 
 void ProgramSteps::CollectSystemInformation(CReportStore&) {}
 
-int ProgramSteps::UploadReport(CReportStore&, const std::wstring&) {
-  return 0;
+int ProgramSteps::UploadReport(CReportStore& store, const std::wstring& address) {
+  return ::UploadReport(store, address);
 }

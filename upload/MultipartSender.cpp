@@ -1,0 +1,284 @@
+#include "upload/MultipartSender.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include "platform/AnsiText.h"
+#include "platform/Handles.h"
+#include "upload/DeliveryVerdict.h"
+#include "upload/MultipartForm.h"
+#include "upload/UploadAddress.h"
+
+namespace {
+
+/// The name under which collection servers know this sender.
+constexpr wchar_t Agent[] = L"CrashRpt";
+
+constexpr std::size_t ChunkLength = 1024;
+/// Only so much of an answer's body is looked at.
+constexpr DWORD AnswerLength = 4095;
+
+constexpr long TlsPort = 443;
+
+struct InternetTraits {
+  using Handle = HINTERNET;
+  static Handle None() { return nullptr; }
+  static void Close(Handle handle) { InternetCloseHandle(handle); }
+};
+using InternetHandle = UniqueHandle<InternetTraits>;
+
+FileHandle OpenAttachment(const std::wstring& path) {
+  return FileHandle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr /* security */,
+                                OPEN_EXISTING, 0 /* no flags */, nullptr /* template */));
+}
+
+std::optional<std::uint64_t> AttachmentSize(const std::wstring& path) {
+  const FileHandle file = OpenAttachment(path);
+  LARGE_INTEGER size;
+  if (!file || !GetFileSizeEx(file.Get(), &size)) return {};
+  return static_cast<std::uint64_t>(size.QuadPart);
+}
+
+}  // namespace
+
+bool CMultipartSender::StartSend(const CUploadRequest& request, CUploadNotifier& notifier) {
+  request_ = request;
+  notifier_ = &notifier;
+  const HANDLE thread = CreateThread(nullptr /* security */, 0 /* default stack */, ThreadMain,
+                                     this, 0 /* no flags */, nullptr /* no id */);
+  // The handle is deliberately not closed, once in a process: the thread ends by itself after it
+  // has signalled completion, and nobody waits for the thread.
+  return thread != nullptr;
+}
+
+DWORD WINAPI CMultipartSender::ThreadMain(void* sender) {
+  static_cast<CMultipartSender*>(sender)->RunSend();
+  return 0;
+}
+
+/// The last thing done with the notifier, and with this object, is to tell completion: the waiting
+/// thread may destroy both at once.
+bool CMultipartSender::RunSend() {
+  bool isDelivered = false;
+  try {
+    isDelivered = Deliver();
+  } catch (...) {
+    // Memory exhaustion is a failure like any other; whoever waits must be told.
+  }
+  notifier_->Complete(isDelivered ? CUploadNotifier::Succeeded : CUploadNotifier::Failed);
+  return isDelivered;
+}
+
+bool CMultipartSender::Deliver() {
+  // Closed from the last to the first.
+  InternetHandle session;
+  InternetHandle connection;
+  InternetHandle http;
+
+  Report(L"Calculating size of data to send.");
+  const std::optional<std::uint64_t> length = FormLength(request_, AttachmentSize);
+  if (!length) return Fail(L"Error calculating size of data to send!");
+
+  Report(L"Opening Internet connection.");
+  session.Reset(InternetOpenW(Agent, INTERNET_OPEN_TYPE_PRECONFIG, nullptr /* proxy */,
+                              nullptr /* bypass */, 0 /* no flags */));
+  if (!session) return Fail(L"Error opening Internet session");
+
+  const std::optional<UploadAddress> address = SplitAddress(request_.address);
+  Report(L"Connecting to server");
+  if (address) {
+    connection.Reset(InternetConnectW(session.Get(), address->host.c_str(),
+                                      static_cast<INTERNET_PORT>(address->port), nullptr /* user */,
+                                      nullptr /* password */, INTERNET_SERVICE_HTTP,
+                                      0 /* no flags */, 0 /* context */));
+  }
+  if (!connection) return Fail(L"Error connecting to server");
+  if (notifier_->CancelRequested()) return Fail();
+
+  Report(L"Opening HTTP request...");
+  // The port decides on TLS and not the scheme, deliberately: a maker's server on another port
+  // speaks plain HTTP, whatever its address was written as.
+  const DWORD flags =
+      INTERNET_FLAG_NO_CACHE_WRITE | (address->port == TlsPort ? INTERNET_FLAG_SECURE : DWORD{0});
+  const wchar_t* acceptTypes[] = {L"*/*", nullptr};
+  http.Reset(HttpOpenRequestW(connection.Get(), L"POST", address->path.c_str(),
+                              nullptr /* default version */, nullptr /* referrer */, acceptTypes,
+                              flags, 0 /* context */));
+  if (!http) return Fail(L"HttpOpenRequest has failed.");
+
+  const std::wstring header = FormRequestHeader();
+  totalSize_ = static_cast<std::uint32_t>(*length);
+  bytesUploaded_ = 0;
+  INTERNET_BUFFERSW buffers = {};
+  buffers.dwStructSize = sizeof buffers;
+  buffers.lpcszHeader = header.c_str();
+  buffers.dwHeadersLength = static_cast<DWORD>(header.size());
+  buffers.dwBufferTotal = totalSize_;
+  Report(L"Sending HTTP request...");
+  if (!HttpSendRequestExW(http.Get(), &buffers, nullptr /* output */, 0 /* no flags */,
+                          0 /* context */)) {
+    return Fail(L"HttpSendRequestEx has failed.");
+  }
+  if (!SendBody(http.Get())) return Fail();
+
+  Report(L"Ending HTTP request...");
+  if (!HttpEndRequestW(http.Get(), nullptr /* output */, 0 /* no flags */, 0 /* context */)) {
+    return Fail(L"HttpEndRequest has failed.");
+  }
+  return JudgeAnswer(http.Get()) || Fail();
+}
+
+bool CMultipartSender::SendBody(HINTERNET http) {
+  for (const auto& [name, value] : request_.textFields) {
+    if (!SendTextPart(http, name)) return false;
+  }
+  for (const auto& [name, file] : request_.files) {
+    if (!SendAttachmentPart(http, name)) return false;
+  }
+  const char* const closing = converter_.ToAnsi(ClosingBoundary().c_str());
+  return closing != nullptr && Write(http, closing, std::strlen(closing));
+}
+
+bool CMultipartSender::SendTextPart(HINTERNET http, const std::wstring& name) {
+  if (!request_.textFields.contains(name)) {
+    Report(L"Error formatting text part header.");
+    return false;
+  }
+  if (!WriteFormText(
+          http, TextPartHeader(name),
+          {L"Error converting text part header to ASCII.", L"Error uploading text part header."})) {
+    return false;
+  }
+  const std::string& value = request_.textFields.at(name);
+  for (std::size_t position = 0;;) {
+    if (notifier_->CancelRequested()) return false;
+    const std::size_t chunk = std::min(value.size() - position, ChunkLength);
+    if (chunk == 0) break;
+    if (!Write(http, value.data() + position, chunk)) {
+      Report(L"Error uploading text part data.");
+      return false;
+    }
+    position += chunk;
+  }
+  return WriteFormText(
+      http, PartFooter(),
+      {L"Error converting text part footer to ASCII.", L"Error uploading text part footer."});
+}
+
+bool CMultipartSender::SendAttachmentPart(HINTERNET http, const std::wstring& name) {
+  const auto attachment = request_.files.find(name);
+  if (attachment == request_.files.end()) {
+    Report(L"Error formatting attachment part header.");
+    return false;
+  }
+  if (!WriteFormText(http, AttachmentPartHeader(name, attachment->second),
+                     {L"Error converting attachment part header to ASCII.",
+                      L"Error uploading attachment part header."})) {
+    return false;
+  }
+  FileHandle file = OpenAttachment(attachment->second.path);
+  if (!file) {
+    Report(L"Error opening attachment file.");
+    return false;
+  }
+  for (;;) {
+    if (notifier_->CancelRequested()) {
+      // Deliberately left open, here and below: the process ends right after a send that ended
+      // early, and its attachments end with it.
+      file.Release();
+      return false;
+    }
+    char bytes[ChunkLength];
+    DWORD count = 0;
+    if (!ReadFile(file.Get(), bytes, sizeof bytes, &count, nullptr /* not overlapped */)) {
+      Report(L"Error reading data from attachment file.");
+      return false;
+    }
+    if (count == 0) break;
+    if (!Write(http, bytes, count)) {
+      Report(L"Error uploading attachment part data.");
+      file.Release();
+      return false;
+    }
+  }
+  file.Reset();
+  return WriteFormText(http, PartFooter(),
+                       {L"Error converting attachment part footer to ASCII.",
+                        L"Error uploading attachment part footer."});
+}
+
+bool CMultipartSender::JudgeAnswer(HINTERNET http) {
+  Report(L"Reading server response...");
+  DWORD code = 0;
+  DWORD codeSize = sizeof code;
+  std::optional<unsigned long> statusCode;
+  if (HttpQueryInfoW(http, HTTP_QUERY_STATUS_CODE | HTTP_QUERY_FLAG_NUMBER, &code, &codeSize,
+                     nullptr /* first header */)) {
+    statusCode = code;
+    Report(L"Server responce code: " + std::to_wstring(static_cast<long>(code)));
+  }
+  char answer[AnswerLength + 1] = {};
+  DWORD count = 0;
+  // A failure is none: with nothing read, the status code decides.
+  InternetReadFile(http, answer, AnswerLength, &count);
+  answer[count] = '\0';
+  const std::string_view body = answer;
+  Report(L"Server responce body:" + WideFromAnsi(body));
+
+  if (IsJudgedByBody(body)) {
+    Report(L"Assuming legacy method of determining delivery status (from HTTP responce body).");
+  }
+  switch (JudgeDelivery(statusCode, body)) {
+    case DeliveryVerdict::Delivered:
+      ReportVerdict(L"Error report was sent OK!");
+      return true;
+    case DeliveryVerdict::RefusedByBody:
+      ReportVerdict(L"Failed (HTTP responce body doesn't start with code 200).");
+      return false;
+    case DeliveryVerdict::RefusedByStatus:
+      ReportVerdict(L"Failed (HTTP responce code is not equal to 200).");
+      return false;
+  }
+  return false;
+}
+
+bool CMultipartSender::WriteFormText(HINTERNET http, const std::wstring& text,
+                                     const FormTextMessages& messages) {
+  const char* const bytes = converter_.ToAnsi(text.c_str());
+  if (bytes == nullptr) {
+    Report(messages.notConverted);
+    return false;
+  }
+  if (!Write(http, bytes, std::strlen(bytes))) {
+    Report(messages.notWritten);
+    return false;
+  }
+  return true;
+}
+
+bool CMultipartSender::Write(HINTERNET http, const void* bytes, std::size_t count) {
+  DWORD written = 0;
+  if (!InternetWriteFile(http, bytes, static_cast<DWORD>(count), &written)) return false;
+  bytesUploaded_ += written;
+  const float percent =
+      100.0F * static_cast<float>(bytesUploaded_) / static_cast<float>(totalSize_);
+  notifier_->SetPercent(static_cast<int>(percent), false);
+  return true;
+}
+
+void CMultipartSender::Report(const std::wstring& message) {
+  notifier_->AddStatus(message, 0, true);
+}
+
+void CMultipartSender::ReportVerdict(const std::wstring& message) {
+  notifier_->AddStatus(message, 100, false);
+}
+
+/// Gives the verdict of every send that fails, behind what failed. Always false.
+bool CMultipartSender::Fail(const wchar_t* message) {
+  if (message != nullptr) Report(message);
+  ReportVerdict(L"Error sending HTTP request.");
+  return false;
+}
