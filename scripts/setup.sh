@@ -8,7 +8,8 @@ deps="$build/deps"
 
 packages=(
   g++-mingw-w64-x86-64-posix wine wine64 cmake ninja-build g++ dpkg-dev python3 mawk
-  googletest patch clang clang-tidy clang-format libclang-rt-14-dev shellcheck git
+  googletest libbenchmark-dev patch clang clang-tidy clang-format libclang-rt-14-dev shellcheck openssl
+  git
 )
 
 as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
