@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Shows the program's main job on the sample logs: a user who takes part works for two days, and
-# after each the logs become counts in the report.
+# Shows the program's jobs on the sample logs: a user who takes part works for two days, and after
+# each the logs become counts in the report; then the report goes to a collection server on loopback,
+# and another one to a server that refuses it at first.
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -26,13 +27,32 @@ printf '[General]\r\nPeltoState=1\r\nEmail=user@example.com\r\nShowMessage=1\r\n
   >"$data/PeltoReport.ini"
 sed 's/^/    /' "$data/PeltoReport.ini"
 
+run_program() {
+  wine "$build/windows/PELTOSender.exe" "$@" >/dev/null 2>&1 </dev/null
+}
+
+log_handle() {
+  say 'PELTOSender log_handle <data folder> <log folder>'
+  run_program log_handle "$(windows_path "$data")" "$(windows_path "$demo/logs")"
+}
+
+show_data_folder() {
+  say 'The data folder, and what the settings say of dates'
+  (cd "$data" && wc -c -- Pelto*) | sed '/total$/d; s/^/    /; s/$/ (bytes)/'
+  grep -a '^Last' "$data/PeltoReport.ini" | tr -d '\r' | sed 's/^/    /' || true
+}
+
+duty() {
+  say 'PELTOSender duty <upload address> <data folder> <application name> <executable>'
+  run_program duty "http://127.0.0.1:$port/collect?product=7" "$(windows_path "$data")" \
+    'Example Designer' "$(windows_path "$build/windows/PELTOSender.exe")"
+}
+
 for day in monday tuesday; do
   say "The logs of $day, in lines"
   cp "$repo/samples/$day"/*.log "$demo/logs/"
   show_logs
-  say 'PELTOSender log_handle <data folder> <log folder>'
-  wine "$build/windows/PELTOSender.exe" log_handle "$(windows_path "$data")" \
-    "$(windows_path "$demo/logs")" >/dev/null 2>&1 </dev/null
+  log_handle
   say 'The logs that are left'
   show_logs
   say "What the report says after $day"
@@ -41,4 +61,36 @@ done
 
 say 'The report itself: PeltoReport.xml'
 iconv -f cp1252 "$data/PeltoReport.xml" | sed 's/^/    /'
+
+say 'A collection server starts on loopback: it says yes, then no, then yes'
+"$repo/tests/e2e/collector.py" --answers OK,REFUSE,OK --out "$demo/received" >"$demo/port" &
+server=$!
+trap 'kill "$server" 2>/dev/null || true; stop_wine' EXIT
+until [ -s "$demo/port" ]; do sleep 0.1; done
+port=$(cat "$demo/port")
+show_data_folder
+duty
+show_data_folder
+
+say 'Another session, and the 28 days until the next transmission have passed'
+cp "$repo/samples/monday"/*.log "$demo/logs/"
+log_handle
+sed -i 's/^LastTransmissionDate=.*/LastTransmissionDate=2026-01-01T00:00:00Z\r/' \
+  "$data/PeltoReport.ini"
+show_data_folder
+say 'The server refuses: nothing is lost, no date is written'
+duty
+show_data_folder
+say 'The next run delivers the same report'
+duty
+show_data_folder
+
+wait "$server"
+say 'The first request as it arrived'
+cut -c 1-100 "$demo/received/request-1.txt" | sed 's/^/    /'
+say 'The report in it (its last character doubled, as every report goes out)'
+iconv -f cp1252 "$demo/received/report-1.xml" | head -n 8 | sed 's/^/    /'
+if cmp -s "$demo/received/report-2.xml" "$demo/received/report-3.xml"; then
+  say 'The refused report and the one delivered after it are the same'
+fi
 say "All of it stands in ${demo#"$repo"/}"
