@@ -4,15 +4,20 @@
 What is compared runs in turn, A B A B ..., in one run on one machine; a ratio is the median of the
 ratios pair by pair. Needs a running Wine server (scripts/bench.sh starts one)."""
 
+import json
 import os
+import re
 import shutil
+import socket
 import statistics
 import subprocess
 import sys
+import threading
 import time
 from pathlib import Path
 
 MEGABYTES = 500
+REPORT_MEGABYTES = 64
 BUILD = Path(sys.argv[1])
 SCRATCH = Path(sys.argv[2])
 PROGRAM = BUILD / "PELTOSender.exe"
@@ -111,6 +116,60 @@ def idle() -> None:
             f"{ours * 1000:.0f} ms / {theirs * 1000:.0f} ms = {ratio:.2f}", wanted)
 
 
+class Sink(threading.Thread):
+    """A server on loopback that takes posts and says yes to each."""
+
+    def __init__(self):
+        super().__init__(daemon=True)
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.port = self.listener.getsockname()[1]
+        self.start()
+
+    def run(self) -> None:
+        while True:
+            connection, _ = self.listener.accept()
+            with connection:
+                head = b""
+                while b"\r\n\r\n" not in head:
+                    head += connection.recv(65536)
+                head, body = head.split(b"\r\n\r\n", 1)
+                left = int(re.search(rb"Content-Length: (\d+)", head)[1]) - len(body)
+                while left > 0:
+                    left -= len(connection.recv(1 << 20))
+                connection.sendall(b"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nOK")
+
+
+def upload() -> None:
+    sink = Sink()
+    data = data_folder(1)
+    report = data / "PeltoReport.xml"
+    report.write_bytes(b"<PeltoRpt />\n".ljust(REPORT_MEGABYTES << 20, b" "))
+    body = (REPORT_MEGABYTES << 20) * 4 // 3
+    peaks = []
+
+    def program() -> float:
+        run = wine(BUILD / "bench" / "bench_upload_job.exe", f"http://127.0.0.1:{sink.port}/in",
+                   windows_path(data))
+        peaks.append(run.peak)
+        return run.seconds
+
+    def loop() -> float:
+        return wine(BUILD / "bench" / "bench_wininet_loop.exe", str(sink.port), str(body)).seconds
+
+    ours, theirs, ratio = pairs(5, program, loop)
+    row(f"upload of {REPORT_MEGABYTES} MiB / WinINet alone, as rates",
+        f"{1 / ratio:.2f} ({ours:.1f} s, {theirs:.1f} s)", "at least 0.9")
+    row("  peak memory", f"{max(peaks) / 1024 / REPORT_MEGABYTES:.1f} reports", "at most 4")
+
+
+def base64() -> None:
+    out = subprocess.run([BUILD / "bench" / "base64", "--benchmark_format=json"], check=True,
+                         capture_output=True, text=True).stdout
+    rates = [run["bytes_per_second"] / 1e9 for run in json.loads(out)["benchmarks"]]
+    row("Base64, natively, 1 KiB to 64 MiB at once",
+        " ".join(f"{rate:.1f}" for rate in rates) + " GB/s", "at least 1 GB/s")
+
+
 def size() -> None:
     row("size of PELTOSender.exe", f"{PROGRAM.stat().st_size / 2**20:.2f} MiB", "at most 1.5 MiB")
     dump = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", PROGRAM], check=True,
@@ -123,6 +182,8 @@ def main() -> None:
     SCRATCH.mkdir(parents=True, exist_ok=True)
     harvest()
     idle()
+    upload()
+    base64()
     size()
     shutil.rmtree(SCRATCH)
 

@@ -5,7 +5,9 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 "$repo/scripts/build.sh"
 cd "$repo"
-quietly build-bench cmake --build --preset windows --target bench_empty bench_startup
+quietly build-bench cmake --build --preset windows
+quietly build-base64 g++ -std=c++20 -O2 -I. bench/base64.cpp upload/Base64.cpp \
+  -o "$build/windows/bench/base64" -lbenchmark -lpthread
 start_wine
 # Wine's services end with the last program; one that stays keeps them from being started anew in
 # the middle of a measurement. It reads this script's pipe and ends with it.
