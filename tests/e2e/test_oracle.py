@@ -416,7 +416,10 @@ def compare_folder(seed: int) -> Counter[str]:
             outcome = box.harvest()
 
             if outcome.returncode != 0:
-                raise AssertionError(f"{where}exit code {outcome.returncode}: {outcome.output}")
+                raise AssertionError(
+                    f"{where}exit code {outcome.returncode} after {outcome.seconds:.3f} s, "
+                    f"output {outcome.output!r}, files {sorted(box.snapshot())}"
+                )
             if identifier is None:
                 identifier = box.settings().get(("PELTO", "ID"), "")
                 if not GENERATED_ID.fullmatch(identifier):
