@@ -14,7 +14,7 @@
 std::wstring FormRequestHeader();
 
 /// What stands before the value of a text field. The keyword is spelled "Content-disposition", with
-/// a small d: there are servers that look for it so.
+/// a small d, and is to be kept so.
 std::wstring TextPartHeader(const std::wstring& name);
 
 /// What stands before the bytes of an attachment.

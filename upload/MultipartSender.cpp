@@ -13,7 +13,7 @@
 
 namespace {
 
-/// The name under which collection servers know this sender.
+/// Goes out as the user agent. Like the form's texts it is part of what the servers get, and stays.
 constexpr wchar_t Agent[] = L"CrashRpt";
 
 constexpr std::size_t ChunkLength = 1024;
@@ -65,7 +65,13 @@ bool CMultipartSender::RunSend() {
   try {
     isDelivered = Deliver();
   } catch (...) {
-    // Memory exhaustion is a failure like any other; whoever waits must be told.
+    // Memory exhaustion is a failure like any other; whoever waits must be told, even if there is
+    // no memory left to say why.
+    try {
+      Fail();
+    } catch (...) {
+      notifier_->SetPercent(100, false);
+    }
   }
   notifier_->Complete(isDelivered ? CUploadNotifier::Succeeded : CUploadNotifier::Failed);
   return isDelivered;
@@ -98,8 +104,8 @@ bool CMultipartSender::Deliver() {
   if (notifier_->CancelRequested()) return Fail();
 
   Report(L"Opening HTTP request...");
-  // The port decides on TLS and not the scheme, deliberately: a maker's server on another port
-  // speaks plain HTTP, whatever its address was written as.
+  // The port decides on TLS and not the scheme, deliberately. An address of another port goes out
+  // in clear, whatever its scheme says.
   const DWORD flags =
       INTERNET_FLAG_NO_CACHE_WRITE | (address->port == TlsPort ? INTERNET_FLAG_SECURE : DWORD{0});
   const wchar_t* acceptTypes[] = {L"*/*", nullptr};
@@ -151,7 +157,12 @@ bool CMultipartSender::SendTextPart(HINTERNET http, const std::wstring& name) {
           {L"Error converting text part header to ASCII.", L"Error uploading text part header."})) {
     return false;
   }
-  const std::string& value = request_.textFields.at(name);
+  const auto field = request_.textFields.find(name);
+  if (field == request_.textFields.end()) {
+    Report(L"Error searching for text part header name.");
+    return false;
+  }
+  const std::string& value = field->second;
   for (std::size_t position = 0;;) {
     if (notifier_->CancelRequested()) return false;
     const std::size_t chunk = std::min(value.size() - position, ChunkLength);
@@ -262,9 +273,10 @@ bool CMultipartSender::Write(HINTERNET http, const void* bytes, std::size_t coun
   DWORD written = 0;
   if (!InternetWriteFile(http, bytes, static_cast<DWORD>(count), &written)) return false;
   bytesUploaded_ += written;
+  // Both count in 32 bits: of a body beyond them the percentage says little, but it stays one.
   const float percent =
-      100.0F * static_cast<float>(bytesUploaded_) / static_cast<float>(totalSize_);
-  notifier_->SetPercent(static_cast<int>(percent), false);
+      100.0F * static_cast<float>(bytesUploaded_) / static_cast<float>(std::max(totalSize_, 1U));
+  notifier_->SetPercent(static_cast<int>(std::min(percent, 100.0F)), false);
   return true;
 }
 

@@ -27,8 +27,7 @@ int UploadReport(CReportStore& store, const std::wstring& address) {
     request.textFields[ReportField] =
         Base64Encode(ReadReportPayload(report.get()), 0 /* one line */, '\0');
   }
-  // Not the installation's identifier, which stands in the report: this one tells two deliveries
-  // of one report apart.
+  // Not the installation's identifier, which stands in the report: each upload has its own.
   std::wstring id;
   if (!NewGuidText(id)) return 0;
   request.textFields[IdField] = AnsiFromWide(id);

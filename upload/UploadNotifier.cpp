@@ -65,13 +65,12 @@ void CUploadNotifier::SetPercentLocked(int percent, bool isRelative) {
 }
 
 void CUploadNotifier::Complete(int status) {
-  // Read before the status is stored: once it is signalled, this object may be gone.
-  const HANDLE completion = completion_;
   {
     const Lock lock(lock_);
     status_ = status;
   }
-  SetEvent(completion);
+  // Outside the lock, and the last thing: whoever waits may destroy this object now.
+  SetEvent(completion_);
 }
 
 int CUploadNotifier::AwaitResult() {
@@ -81,7 +80,8 @@ int CUploadNotifier::AwaitResult() {
 }
 
 bool CUploadNotifier::CancelRequested() {
-  // A sender asks before each piece, and asking the system costs as much as sending one.
+  // A sender asks before each piece. Under Wine, where a wait of no time goes through its server,
+  // asking the system each time took as long as sending.
   if (!mayBeCancelled_) return false;
   if (WaitForSingleObject(cancel_, 0) != WAIT_OBJECT_0) return false;
   // Asking has taken the signal.

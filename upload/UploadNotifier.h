@@ -10,16 +10,15 @@
 /// either thread.
 class CUploadNotifier {
  public:
-  /// 0 means success: unlike everywhere else, this is a completion status, of which there may be
-  /// many kinds of failure.
+  /// A completion status, where 0 means success: the one inversion of this program's flags.
   static constexpr int Succeeded = 0;
   static constexpr int Failed = 1;
   /// Until completion.
   static constexpr int Pending = -1;
 
   CUploadNotifier();
-  /// Leaves the three events open, deliberately: the thread that signals completion may still be
-  /// inside the call when the waiting one has gone on to destroy the notifier.
+  /// Leaves the three events open to the end of the process, deliberately: whatever the other
+  /// thread is about, it never meets a closed one.
   ~CUploadNotifier();
   CUploadNotifier(const CUploadNotifier&) = delete;
   CUploadNotifier& operator=(const CUploadNotifier&) = delete;
@@ -49,9 +48,9 @@ class CUploadNotifier {
   int status_ = Pending;
   HANDLE completion_;
   HANDLE cancel_;
-  /// Set with the cancel event, so that nobody asks the system while there was no request.
-  std::atomic<bool> mayBeCancelled_ = false;
   HANDLE feedback_;
   int percent_ = 0;
   std::vector<std::wstring> log_;
+  /// Set with the cancel event, so that nobody asks the system while there was no request.
+  std::atomic<bool> mayBeCancelled_ = false;
 };
