@@ -11,7 +11,7 @@ function(pelto_delay_load target dll)
   add_custom_command(OUTPUT "${library}"
     COMMAND ${CMAKE_DLLTOOL} -d "${definitions}" --output-delaylib "${library}"
     DEPENDS "${definitions}" VERBATIM)
-  add_custom_target(${name}_delayed DEPENDS "${library}")
-  add_dependencies(${target} ${name}_delayed)
+  add_custom_target(${target}_${name}_delayed DEPENDS "${library}")
+  add_dependencies(${target} ${target}_${name}_delayed)
   target_link_libraries(${target} PUBLIC "${library}")
 endfunction()
