@@ -58,6 +58,13 @@ void AfxSetResourceHandle(HINSTANCE module) {
   resourceModule = module;
 }
 
+HINSTANCE AfxFindResourceHandle(LPCWSTR name, LPCWSTR type) {
+  for (const HINSTANCE module : {resourceModule, instanceModule}) {
+    if (FindResourceW(module, name, type) != nullptr) return module;
+  }
+  return resourceModule;
+}
+
 BOOL AfxFreeLibrary(HINSTANCE library) {
   return FreeLibrary(library);
 }

@@ -1,0 +1,165 @@
+#include <algorithm>
+#include <map>
+
+#include "framework/afxwin.h"
+
+namespace {
+
+/// The windows that are attached to an object. Deliberately not released: the end of the process
+/// may still send messages.
+std::map<HWND, CWnd*>& AttachedWindows() {
+  static auto& windows = *new std::map<HWND, CWnd*>;
+  return windows;
+}
+
+/// The message that is being handled, for `Default`.
+struct CurrentMessage {
+  UINT message = 0;
+  WPARAM first = 0;
+  LPARAM second = 0;
+};
+
+CurrentMessage current;
+
+/// Handlers send messages, which are handled in between.
+class CurrentMessageScope {
+ public:
+  explicit CurrentMessageScope(const CurrentMessage& message) : outer_(current) {
+    current = message;
+  }
+  ~CurrentMessageScope() { current = outer_; }
+  CurrentMessageScope(const CurrentMessageScope&) = delete;
+  CurrentMessageScope& operator=(const CurrentMessageScope&) = delete;
+
+ private:
+  CurrentMessage outer_;
+};
+
+const AFX_MSGMAP_ENTRY* FindEntry(const AFX_MSGMAP* map, UINT message, WPARAM first) {
+  const bool color = message >= WM_CTLCOLORMSGBOX && message <= WM_CTLCOLORSTATIC;
+  const UINT wanted = color ? WM_CTLCOLOR : message;
+  const UINT code = message == WM_COMMAND ? HIWORD(first) : 0;
+  const UINT id = message == WM_COMMAND ? LOWORD(first) : 0;
+  while (map != nullptr) {
+    for (const AFX_MSGMAP_ENTRY* entry = map->entries; entry->call != nullptr; ++entry) {
+      if (entry->message == wanted && entry->code == code && entry->id == id) return entry;
+    }
+    map = map->baseMap != nullptr ? map->baseMap() : nullptr;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+CPoint CPoint::FromParameter(LPARAM parameter) {
+  // The halves are signed: a second screen may stand to the left of the first.
+  return {static_cast<SHORT>(LOWORD(parameter)), static_cast<SHORT>(HIWORD(parameter))};
+}
+
+/// The procedure of every attached window.
+LRESULT CALLBACK AfxWndProc(HWND handle, UINT message, WPARAM first, LPARAM second) {
+  CWnd* const window = CWnd::FromHandlePermanent(handle);
+  if (window == nullptr) return DefWindowProcW(handle, message, first, second);
+  const CurrentMessageScope scope({message, first, second});
+  LRESULT result = 0;
+  try {
+    result = window->WindowProc(message, first, second);
+  } catch (...) {
+    // Nothing may unwind through the system, which stands between the sender and this procedure.
+    // The message counts as answered; the user can try again or leave.
+  }
+  // The last message that a window gets.
+  if (message == WM_NCDESTROY) window->Detach();
+  return result;
+}
+
+CWnd::~CWnd() {
+  DestroyWindow();
+}
+
+CWnd* CWnd::FromHandlePermanent(HWND window) {
+  const auto found = AttachedWindows().find(window);
+  return found != AttachedWindows().end() ? found->second : nullptr;
+}
+
+BOOL CWnd::SubclassWindow(HWND window) {
+  if (m_hWnd != nullptr || !::IsWindow(window)) return FALSE;
+  if (!AttachedWindows().emplace(window, this).second) return FALSE;
+  m_hWnd = window;
+  PreSubclassWindow();
+  ownProcedure_ = reinterpret_cast<WNDPROC>(
+      SetWindowLongPtrW(m_hWnd, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&AfxWndProc)));
+  return TRUE;
+}
+
+void CWnd::Detach() {
+  AttachedWindows().erase(m_hWnd);
+  m_hWnd = nullptr;
+  ownProcedure_ = nullptr;
+}
+
+BOOL CWnd::DestroyWindow() {
+  return m_hWnd != nullptr && ::DestroyWindow(m_hWnd);
+}
+
+void CWnd::CenterWindow() {
+  RECT window;
+  GetWindowRect(m_hWnd, &window);
+  const LONG width = window.right - window.left;
+  const LONG height = window.bottom - window.top;
+
+  const HWND owner = GetWindow(m_hWnd, GW_OWNER);
+  const bool onOwner = ::IsWindowVisible(owner) && !::IsIconic(owner);
+  MONITORINFO monitor = {};
+  monitor.cbSize = sizeof monitor;
+  GetMonitorInfoW(MonitorFromWindow(onOwner ? owner : m_hWnd, MONITOR_DEFAULTTOPRIMARY), &monitor);
+  const RECT& area = monitor.rcWork;
+  RECT center = area;
+  if (onOwner) GetWindowRect(owner, &center);
+
+  LONG left = (center.left + center.right) / 2 - width / 2;
+  LONG top = (center.top + center.bottom) / 2 - height / 2;
+  left = std::max(area.left, std::min(left, area.right - width));
+  top = std::max(area.top, std::min(top, area.bottom - height));
+  SetWindowPos(m_hWnd, nullptr /* no order */, left, top, 0 /* width */, 0 /* height */,
+               SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+std::wstring CWnd::GetWindowText() const {
+  std::wstring text(static_cast<size_t>(GetWindowTextLengthW(m_hWnd)), L'\0');
+  const int length = ::GetWindowTextW(m_hWnd, text.data(), static_cast<int>(text.size() + 1));
+  text.resize(static_cast<size_t>(length));
+  return text;
+}
+
+BOOL CWnd::ModifyStyle(HWND window, DWORD remove, DWORD add) {
+  const auto style = static_cast<DWORD>(GetWindowLongW(window, GWL_STYLE));
+  const DWORD changed = (style & ~remove) | add;
+  if (changed == style) return FALSE;
+  SetWindowLongW(window, GWL_STYLE, static_cast<LONG>(changed));
+  return TRUE;
+}
+
+const AFX_MSGMAP* CWnd::GetThisMessageMap() {
+  static const AFX_MSGMAP_ENTRY entries[] = {{0, 0, 0, nullptr}};
+  static const AFX_MSGMAP map = {nullptr, entries};
+  return &map;
+}
+
+const AFX_MSGMAP* CWnd::GetMessageMap() const {
+  return GetThisMessageMap();
+}
+
+LRESULT CWnd::WindowProc(UINT message, WPARAM first, LPARAM second) {
+  const AFX_MSGMAP_ENTRY* const entry = FindEntry(GetMessageMap(), message, first);
+  if (entry == nullptr) return DefWindowProc(message, first, second);
+  return entry->call(*this, message, first, second);
+}
+
+LRESULT CWnd::DefWindowProc(UINT message, WPARAM first, LPARAM second) {
+  return CallWindowProcW(ownProcedure_, m_hWnd, message, first, second);
+}
+
+LRESULT CWnd::Default() {
+  return DefWindowProc(current.message, current.first, current.second);
+}
