@@ -1,5 +1,6 @@
 #include "app/ProgramSteps.h"
 
+#include "ui/PeltoDialog.h"
 #include "upload/UploadJob.h"
 #include "usage/LogHarvester.h"
 
@@ -8,7 +9,9 @@ void ProgramSteps::HarvestLogs(const std::wstring& logFolder, CommandStats& comm
   LogHarvester(commands, fileTypes).Harvest(logFolder, true /* deletes what it has read */);
 }
 
-void ProgramSteps::ShowConsentDialog(CReportStore&, int, int) {}
+void ProgramSteps::ShowConsentDialog(CReportStore& store, int first, int fade) {
+  PeltoDialog(&store, first, fade).DoModal();
+}
 
 void ProgramSteps::CollectSystemInformation(CReportStore&) {}
 

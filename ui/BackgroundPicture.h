@@ -1,0 +1,10 @@
+#pragma once
+
+#include "platform/WindowsHeader.h"
+
+/// Makes a bitmap of the background picture in the resources, on white. Null when there is no such
+/// picture or it cannot be read.
+///
+/// Starts the graphics library each time and never shuts it down; the decoded image and its bytes
+/// stay until the process ends. All of that is deliberate: the dialog is shown once in a process.
+HBITMAP LoadBackgroundPicture();
