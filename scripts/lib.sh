@@ -29,8 +29,12 @@ quietly() {
   fi
 }
 
-# The prefix's Wine server outlives the program it served. A script that started one ends it.
-stop_wine() { wineserver_command -k 2>/dev/null || true; }
+# The prefix's Wine server outlives the program it served, and so does a screen. A script that
+# started one ends it.
+stop_wine() {
+  wineserver_command -k 2>/dev/null || true
+  [ -z "${display_server:-}" ] || kill "$display_server" 2>/dev/null || true
+}
 
 # Debian keeps the server beside the loader, not on the path.
 wineserver_command() {
@@ -44,12 +48,32 @@ wineserver_command() {
   return 1
 }
 
+# Starts a screen of the script's own, where windows come up without disturbing anybody.
+start_display() {
+  [ -z "${display_server:-}" ] || return 0
+  rm -f "$build/display"
+  Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$build/display" \
+    >"$logs/xvfb.log" 2>&1 </dev/null &
+  display_server=$!
+  trap stop_wine EXIT
+  for _ in {1..100}; do
+    [ -s "$build/display" ] && break
+    sleep 0.1
+  done
+  [ -s "$build/display" ] || {
+    echo 'The screen did not start; see build/logs/xvfb.log' >&2
+    return 1
+  }
+  DISPLAY=:$(cat "$build/display")
+  export DISPLAY
+}
+
 # Makes the prefix on first use and keeps its server running, so that each program starts at once.
+# Windows come up on the screen that DISPLAY names now.
 start_wine() {
   if [ ! -e "$WINEPREFIX/.ready" ]; then
     say 'Making the Wine prefix (once, about 10 s)'
-    quietly wine-prefix env -u DISPLAY wine wineboot --init || return 1
-    wineserver_command -w
+    quietly wine-prefix make_prefix || return 1
     : >"$WINEPREFIX/.ready"
   fi
   trap stop_wine EXIT
@@ -57,6 +81,18 @@ start_wine() {
   # The first program starts Wine's services, which keep its standard handles open: with a pipe
   # there, its reader would wait for ever.
   wine cmd /c exit >/dev/null 2>&1 </dev/null
+}
+
+make_prefix() {
+  env -u DISPLAY wine wineboot --init || return 1
+  # Without a window manager, closing a window that waits for one takes 2 s.
+  env -u DISPLAY wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f || return 1
+  wineserver_command -w
+  local font
+  for font in tahoma tahomabd; do
+    "$repo/scripts/wine_font.py" "/usr/share/wine/fonts/$font.ttf" \
+      "$WINEPREFIX/drive_c/windows/Fonts/$font.ttf" || return 1
+  done
 }
 
 # windows_path PATH: the path as a program under Wine sees it.
