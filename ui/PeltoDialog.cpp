@@ -90,8 +90,11 @@ void PeltoDialog::InitializeOpacity() {
 }
 
 void PeltoDialog::InitializeControls() {
-  if (GetDlgItem(m_hWnd, IDC_PARTICIPATE) != nullptr &&
-      GetDlgItem(m_hWnd, IDC_DECLINE) != nullptr) {
+  const HWND participate = GetDlgItem(m_hWnd, IDC_PARTICIPATE);
+  if (participate != nullptr && GetDlgItem(m_hWnd, IDC_DECLINE) != nullptr) {
+    // In the template the group of the two starts with the text above them, and an arrow key would
+    // give the focus to that text.
+    ModifyStyle(participate, 0, WS_GROUP);
     Check(PreselectsParticipation(settings_->ConsentState()) ? IDC_PARTICIPATE : IDC_DECLINE, true);
   }
   const HWND emailField = GetDlgItem(m_hWnd, IDC_EMAIL);
