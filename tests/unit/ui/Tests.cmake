@@ -1,0 +1,3 @@
+pelto_tests(ui
+  RULES ConsentAnswerTest.cpp FadeInTest.cpp
+  EDGES)
