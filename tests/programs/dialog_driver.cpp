@@ -1,0 +1,213 @@
+// Drives the consent dialog of another process through its window, as assistive tools do. Reads a
+// command per line from its standard input and answers each with a line of JSON:
+//
+//   wait MILLISECONDS        whether a dialog is visible by then; the others speak of that one
+//   gone MILLISECONDS        whether it is gone by then
+//   opacities MILLISECONDS   the dialog's opacities, each as it changes, until none has changed for
+//                            so long
+//   window                   what can be seen of it
+//   control ID               what can be seen of one of its controls, or null
+//   controls                 the controls' numbers in the order of the Tab key
+//   click ID                 as the mouse or the space bar does
+//   text ID TEXT             replaces a control's text (UTF-8, up to the end of the line)
+//   command ID               the notification that a click on the button ID sends
+//   close                    asks it to close, as the system menu does
+//   timer ID                 sends it a timer's message
+//   hit X Y                  what it says is at a point of the screen
+#include "platform/WindowsHeader.h"
+
+#include <fcntl.h>
+#include <io.h>
+
+#include <cstdio>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr DWORD PollMilliseconds = 5;
+constexpr size_t TextLimit = 40'000;
+
+HWND dialog = nullptr;
+
+std::wstring FromUtf8(const std::string& text) {
+  const int size = static_cast<int>(text.size());
+  std::wstring wide(text.size(), L'\0');
+  wide.resize(
+      static_cast<size_t>(MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), size)));
+  return wide;
+}
+
+/// A JSON text; everything but printable ASCII is escaped.
+std::string Quoted(const std::wstring& text) {
+  std::string quoted = "\"";
+  for (const wchar_t character : text) {
+    if (character >= L' ' && character <= L'~' && character != L'"' && character != L'\\') {
+      quoted += static_cast<char>(character);
+    } else {
+      char escape[8];
+      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(character));
+      quoted += escape;
+    }
+  }
+  return quoted + '"';
+}
+
+std::string Bool(bool value) {
+  return value ? "true" : "false";
+}
+
+BOOL CALLBACK FindVisibleDialog(HWND window, LPARAM found) {
+  wchar_t name[16];
+  GetClassNameW(window, name, ARRAYSIZE(name));
+  if (std::wstring(name) != L"#32770" || !IsWindowVisible(window)) return TRUE;
+  *reinterpret_cast<HWND*>(found) = window;
+  return FALSE;
+}
+
+std::string Wait(DWORD milliseconds, bool appears) {
+  for (const ULONGLONG start = GetTickCount64();;) {
+    if (appears) {
+      dialog = nullptr;
+      EnumWindows(&FindVisibleDialog, reinterpret_cast<LPARAM>(&dialog));
+    }
+    if (appears ? dialog != nullptr : !IsWindow(dialog)) return Bool(true);
+    if (GetTickCount64() - start >= milliseconds) return Bool(false);
+    Sleep(PollMilliseconds);
+  }
+}
+
+std::string Rectangle(const RECT& area) {
+  std::ostringstream text;
+  text << '[' << area.left << ',' << area.top << ',' << area.right - area.left << ','
+       << area.bottom - area.top << ']';
+  return text.str();
+}
+
+/// What a window and a control have in common.
+std::string Common(HWND window, const RECT& area) {
+  std::ostringstream text;
+  text << "\"style\":" << static_cast<DWORD>(GetWindowLongW(window, GWL_STYLE))
+       << ",\"exstyle\":" << static_cast<DWORD>(GetWindowLongW(window, GWL_EXSTYLE))
+       << ",\"visible\":" << Bool(IsWindowVisible(window))
+       << ",\"enabled\":" << Bool(IsWindowEnabled(window)) << ",\"area\":" << Rectangle(area);
+  return text.str();
+}
+
+std::string TextOf(HWND window) {
+  std::wstring text(TextLimit, L'\0');
+  text.resize(static_cast<size_t>(
+      SendMessageW(window, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()))));
+  return Quoted(text);
+}
+
+std::string Window() {
+  RECT area;
+  RECT client;
+  GetWindowRect(dialog, &area);
+  GetClientRect(dialog, &client);
+  BYTE opacity = 0;
+  DWORD flags = 0;
+  COLORREF key = 0;
+  GetLayeredWindowAttributes(dialog, &key, &opacity, &flags);
+  GUITHREADINFO thread = {};
+  thread.cbSize = sizeof thread;
+  GetGUIThreadInfo(GetWindowThreadProcessId(dialog, nullptr), &thread);
+  std::ostringstream text;
+  text << '{' << Common(dialog, area) << ",\"client\":" << Rectangle(client)
+       << ",\"opacity\":" << int{opacity} << ",\"flags\":" << flags << ",\"key\":" << key
+       << ",\"focus\":" << GetDlgCtrlID(thread.hwndFocus)
+       << ",\"big_icon\":" << Bool(SendMessageW(dialog, WM_GETICON, ICON_BIG, 0) != 0)
+       << ",\"small_icon\":" << Bool(SendMessageW(dialog, WM_GETICON, ICON_SMALL, 0) != 0) << '}';
+  return text.str();
+}
+
+std::string Control(int id) {
+  const HWND control = GetDlgItem(dialog, id);
+  if (control == nullptr) return "null";
+  wchar_t name[64];
+  GetClassNameW(control, name, ARRAYSIZE(name));
+  RECT area;
+  GetWindowRect(control, &area);
+  MapWindowPoints(nullptr /* the screen */, dialog, reinterpret_cast<POINT*>(&area), 2);
+  return "{\"class\":" + Quoted(name) + ",\"text\":" + TextOf(control) +
+         ",\"checked\":" + std::to_string(SendMessageW(control, BM_GETCHECK, 0, 0)) + ',' +
+         Common(control, area) + '}';
+}
+
+std::string Controls() {
+  std::string list;
+  for (HWND control = GetWindow(dialog, GW_CHILD); control != nullptr;
+       control = GetWindow(control, GW_HWNDNEXT)) {
+    list += (list.empty() ? "" : ",") + std::to_string(GetDlgCtrlID(control));
+  }
+  return '[' + list + ']';
+}
+
+std::string Opacities(DWORD milliseconds) {
+  std::string list;
+  int last = -1;
+  ULONGLONG changed = GetTickCount64();
+  while (GetTickCount64() - changed < milliseconds) {
+    BYTE opacity = 0;
+    if (!GetLayeredWindowAttributes(dialog, nullptr, &opacity, nullptr) || opacity == last)
+      continue;
+    last = opacity;
+    changed = GetTickCount64();
+    list += (list.empty() ? "" : ",") + std::to_string(last);
+  }
+  return '[' + list + ']';
+}
+
+std::string Answer(std::istream& arguments) {
+  std::string command;
+  arguments >> command;
+  if (command == "window") return Window();
+  if (command == "controls") return Controls();
+  if (command == "close") return Bool(PostMessageW(dialog, WM_CLOSE, 0, 0));
+
+  int number = 0;
+  arguments >> number;
+  const HWND control = GetDlgItem(dialog, number);
+  if (command == "wait") return Wait(static_cast<DWORD>(number), true);
+  if (command == "gone") return Wait(static_cast<DWORD>(number), false);
+  if (command == "opacities") return Opacities(static_cast<DWORD>(number));
+  if (command == "control") return Control(number);
+  if (command == "click") return Bool(PostMessageW(control, BM_CLICK, 0, 0));
+  if (command == "timer") {
+    SendMessageW(dialog, WM_TIMER, static_cast<WPARAM>(number), 0);
+    return Bool(true);
+  }
+  if (command == "command") {
+    return Bool(PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(static_cast<WORD>(number), BN_CLICKED),
+                             reinterpret_cast<LPARAM>(control)));
+  }
+  if (command == "text") {
+    arguments.get();
+    std::string text;
+    std::getline(arguments, text);
+    return Bool(SendMessageW(control, WM_SETTEXT, 0,
+                             reinterpret_cast<LPARAM>(FromUtf8(text).c_str())) != 0);
+  }
+  if (command == "hit") {
+    int top = 0;
+    arguments >> top;
+    return std::to_string(SendMessageW(dialog, WM_NCHITTEST, 0, MAKELPARAM(number, top)));
+  }
+  return "\"no such command\"";
+}
+
+}  // namespace
+
+int main() {
+  _setmode(_fileno(stdin), _O_BINARY);
+  _setmode(_fileno(stdout), _O_BINARY);
+  std::string line;
+  while (std::getline(std::cin, line)) {
+    std::istringstream arguments(line);
+    std::cout << Answer(arguments) << '\n' << std::flush;
+  }
+  return 0;
+}
