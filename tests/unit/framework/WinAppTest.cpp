@@ -48,6 +48,10 @@ class WinApp : public Test {
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
     }
+    // Later tests load resources.
+    app_.onInit = nullptr;
+    app_.goesOn = false;
+    AfxWinMain(GetModuleHandleW(nullptr));
   }
 
   RecordingApp app_;
