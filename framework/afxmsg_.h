@@ -18,7 +18,7 @@ constexpr UINT WM_CTLCOLOR = 0x0019;
     return GetThisMessageMap();                       \
   }                                                   \
   const AFX_MSGMAP* theClass::GetThisMessageMap() {   \
-    using ThisClass = theClass;                       \
+    using ThisClass [[maybe_unused]] = theClass;      \
     using TheBaseClass = baseClass;                   \
     static const AFX_MSGMAP_ENTRY entries[] = {
 #define END_MESSAGE_MAP()                                                    \
