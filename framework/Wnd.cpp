@@ -86,7 +86,13 @@ BOOL CWnd::SubclassWindow(HWND window) {
   if (m_hWnd != nullptr || !::IsWindow(window)) return FALSE;
   if (!AttachedWindows().emplace(window, this).second) return FALSE;
   m_hWnd = window;
-  PreSubclassWindow();
+  try {
+    PreSubclassWindow();
+  } catch (...) {
+    // The window does not pass its messages yet, so not even its last one would detach it.
+    Detach();
+    throw;
+  }
   ownProcedure_ = reinterpret_cast<WNDPROC>(
       SetWindowLongPtrW(m_hWnd, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&AfxWndProc)));
   return TRUE;
