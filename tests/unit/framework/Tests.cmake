@@ -1,4 +1,4 @@
-pelto_tests(framework EDGES DialogExTest.cpp WinAppTest.cpp)
+pelto_tests(framework EDGES DialogExTest.cpp WinAppTest.cpp WndTest.cpp)
 if(WIN32)
   target_sources(framework_tests PRIVATE "${CMAKE_CURRENT_LIST_DIR}/dialogs.rc")
   add_dependencies(framework_tests localized_texts)
