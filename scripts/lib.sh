@@ -88,11 +88,9 @@ make_prefix() {
   # Without a window manager, closing a window that waits for one takes 2 s.
   env -u DISPLAY wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f || return 1
   wineserver_command -w
-  local font
-  for font in tahoma tahomabd; do
-    "$repo/scripts/wine_font.py" "/usr/share/wine/fonts/$font.ttf" \
-      "$WINEPREFIX/drive_c/windows/Fonts/$font.ttf" || return 1
-  done
+  local fonts="$WINEPREFIX/drive_c/windows/Fonts"
+  cp /usr/share/wine/fonts/tahomabd.ttf "$fonts" || return 1
+  "$repo/scripts/wine_font.py" /usr/share/wine/fonts/tahoma.ttf "$fonts/tahoma.ttf"
 }
 
 # windows_path PATH: the path as a program under Wine sees it.

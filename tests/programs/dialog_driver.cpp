@@ -118,9 +118,7 @@ std::string Window() {
   std::ostringstream text;
   text << '{' << Common(dialog, area) << ",\"client\":" << Rectangle(client)
        << ",\"opacity\":" << int{opacity} << ",\"flags\":" << flags << ",\"key\":" << key
-       << ",\"focus\":" << GetDlgCtrlID(thread.hwndFocus)
-       << ",\"big_icon\":" << Bool(SendMessageW(dialog, WM_GETICON, ICON_BIG, 0) != 0)
-       << ",\"small_icon\":" << Bool(SendMessageW(dialog, WM_GETICON, ICON_SMALL, 0) != 0) << '}';
+       << ",\"focus\":" << GetDlgCtrlID(thread.hwndFocus) << '}';
   return text.str();
 }
 

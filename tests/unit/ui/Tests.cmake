@@ -1,3 +1,9 @@
 pelto_tests(ui
   RULES ConsentAnswerTest.cpp FadeInTest.cpp
-  EDGES)
+  EDGES HyperlinkStaticTest.cpp PeltoDialogTest.cpp)
+if(WIN32)
+  target_sources(ui_tests PRIVATE "${PROJECT_SOURCE_DIR}/ui/PeltoDialog.rc")
+  target_include_directories(ui_tests PRIVATE "${PROJECT_SOURCE_DIR}/ui")
+  target_link_libraries(ui_tests PRIVATE gdiplus)
+  add_dependencies(ui_tests bare_dialog localized_dialog)
+endif()
