@@ -1,11 +1,18 @@
 #!/usr/bin/env bash
-# Shows the program's jobs on the sample logs: a user who takes part works for two days, and after
-# each the logs become counts in the report; then the report goes to a collection server on loopback,
-# and another one to a server that refuses it at first.
+# Shows the program's jobs on the sample logs: the dialog asks the user, who takes part and works for
+# two days; after each the logs become counts in the report; then the report goes to a collection
+# server on loopback, and another one to a server that refuses it at first.
+#
+#   scripts/demo.sh                on a screen, waits for your answer in the dialog
+#   scripts/demo.sh --unattended   answers it through its window, on a screen of its own; so does a
+#                                  demo where there is no screen. Leaves a screenshot.
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 "$repo/scripts/build.sh"
+unattended=
+[ "${1:-}" = --unattended ] || [ -z "${DISPLAY:-}" ] && unattended=yes
+[ -z "$unattended" ] || start_display
 start_wine
 
 demo="$build/demo"
@@ -22,11 +29,6 @@ show_logs() {
   fi
 }
 
-say 'The user has answered "Yes" and left an e-mail address: PeltoReport.ini'
-printf '[General]\r\nPeltoState=1\r\nEmail=user@example.com\r\nShowMessage=1\r\n' \
-  >"$data/PeltoReport.ini"
-sed 's/^/    /' "$data/PeltoReport.ini"
-
 run_program() {
   wine "$build/windows/PELTOSender.exe" "$@" >/dev/null 2>&1 </dev/null
 }
@@ -39,7 +41,7 @@ log_handle() {
 show_data_folder() {
   say 'The data folder, and what the settings say of dates'
   (cd "$data" && wc -c -- Pelto*) | sed '/total$/d; s/^/    /; s/$/ (bytes)/'
-  grep -a '^Last' "$data/PeltoReport.ini" | tr -d '\r' | sed 's/^/    /' || true
+  grep -a '^Last[TS]' "$data/PeltoReport.ini" | tr -d '\r' | sed 's/^/    /' || true
 }
 
 duty() {
@@ -47,6 +49,37 @@ duty() {
   run_program duty "http://127.0.0.1:$port/collect?product=7" "$(windows_path "$data")" \
     'Example Designer' "$(windows_path "$build/windows/PELTOSender.exe")"
 }
+
+# Answers the dialog as assistive tools do, a screenshot before and after.
+answer_dialog() {
+  {
+    echo 'wait 20000'
+    sleep 1
+    import -window root -crop 755x447+263+177 +repage "$demo/dialog.png"
+    printf '%s\n' 'click 1001' 'text 1004 user@example.com'
+    sleep 1
+    import -window root -crop 755x447+263+177 +repage "$demo/dialog-answered.png"
+    printf '%s\n' 'click 1' 'gone 10000'
+  } | wine "$build/windows/tests/dialog_driver.exe" >"$logs/demo-dialog.log" 2>&1
+}
+
+say 'PELTOSender dlg <data folder>: the dialog asks the user'
+if [ -n "$unattended" ]; then
+  quietly demo-driver cmake --build --preset windows --target dialog_driver
+  answer_dialog &
+  run_program dlg "$(windows_path "$data")"
+  wait $!
+  echo "    It looks so: ${demo#"$repo"/}/dialog.png; answered: dialog-answered.png"
+else
+  echo '    Your answer, please: this demo is about users who take part.'
+  run_program dlg "$(windows_path "$data")"
+fi
+say 'What the settings say now: PeltoReport.ini'
+sed 's/^/    /' "$data/PeltoReport.ini"
+if ! grep -q '^PeltoState=1' "$data/PeltoReport.ini"; then
+  say 'The user does not take part, so no log will be read and nothing will be sent'
+  exit 0
+fi
 
 for day in monday tuesday; do
   say "The logs of $day, in lines"
