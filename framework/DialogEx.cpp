@@ -32,9 +32,15 @@ INT_PTR CDialogEx::DoModal() {
     const HWND owner = parent_ != nullptr ? parent_->m_hWnd : nullptr;
     const DisabledWindow disabledOwner(owner);
     const LPCWSTR name = MAKEINTRESOURCEW(templateId_);
-    CreateDialogParamW(AfxFindResourceHandle(name, RT_DIALOG), name, owner,
-                       &CDialogEx::DialogProcedure, reinterpret_cast<LPARAM>(this));
-    if (m_hWnd != nullptr) RunModalLoop();
+    const HWND window =
+        CreateDialogParamW(AfxFindResourceHandle(name, RT_DIALOG), name, owner,
+                           &CDialogEx::DialogProcedure, reinterpret_cast<LPARAM>(this));
+    if (m_hWnd != nullptr) {
+      RunModalLoop();
+    } else if (window != nullptr) {
+      // It could not be attached, so nobody else would destroy it.
+      ::DestroyWindow(window);
+    }
   }
   // Only now: the system activates the owner in the dialog's place if the owner takes input.
   DestroyWindow();
@@ -63,7 +69,8 @@ INT_PTR CALLBACK CDialogEx::DialogProcedure(HWND window, UINT message, WPARAM, L
 
 void CDialogEx::RunModalLoop() {
   bool shown = false;
-  while (running_) {
+  // Its window may also go without its doing, as with its owner.
+  while (running_ && m_hWnd != nullptr) {
     MSG message = {};
     if (!shown && !PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE)) {
       shown = true;

@@ -13,7 +13,7 @@ class CDialogEx : public CWnd {
 
   /// Makes the dialog, shows it as soon as no message waits, and runs it until `EndDialog`. The
   /// parent is disabled meanwhile. Answers with what `EndDialog` got; -1 when the dialog cannot be
-  /// made or initialised, or when the thread is to quit.
+  /// made or initialised, when somebody else destroys its window, or when the thread is to quit.
   virtual INT_PTR DoModal();
   void EndDialog(int result);
 
