@@ -6,6 +6,7 @@
 
 #include "framework/afxwin.h"
 #include "tests/support/TestProcess.h"
+#include "tests/unit/framework/dialogs.h"
 
 namespace {
 
@@ -210,6 +211,51 @@ TEST(WinAppWithoutObject, IsNotFoundBeforeAndAfter) {
     EXPECT_EQ(AfxGetApp(), &app);
   }
   EXPECT_EQ(AfxGetApp(), nullptr);
+}
+
+/// Text number 1000 and the dialogs stand in blocks of their own.
+const LPCWSTR LocalizedTexts = MAKEINTRESOURCEW(1000 / 16 + 1);
+const LPCWSTR LocalizedDialog = MAKEINTRESOURCEW(IDD_LOCALIZED);
+const LPCWSTR ProgramsDialog = MAKEINTRESOURCEW(IDD_FULL);
+const LPCWSTR MissingDialog = MAKEINTRESOURCEW(IDD_MISSING);
+
+class ResourceSearch : public WinApp {
+ protected:
+  ResourceSearch() {
+    EXPECT_NE(texts_, nullptr) << GetLastError();
+    AfxWinMain(program_);
+    AfxSetResourceHandle(texts_);
+  }
+  ~ResourceSearch() override { FreeLibrary(texts_); }
+
+  const HINSTANCE program_ = GetModuleHandleW(nullptr);
+  const HINSTANCE texts_ = LoadLibraryW((ProgramFolder() + L"\\localized_texts.dll").c_str());
+};
+
+TEST_F(ResourceSearch, FindsWhatOnlyTheResourceModuleHolds) {
+  EXPECT_EQ(AfxFindResourceHandle(LocalizedTexts, RT_STRING), texts_);
+}
+
+TEST_F(ResourceSearch, PrefersTheResourceModule) {
+  EXPECT_EQ(AfxFindResourceHandle(LocalizedDialog, RT_DIALOG), texts_);
+}
+
+TEST_F(ResourceSearch, FindsInTheProgramWhatTheResourceModuleDoesNotHold) {
+  EXPECT_EQ(AfxFindResourceHandle(ProgramsDialog, RT_DIALOG), program_);
+}
+
+TEST_F(ResourceSearch, AnswersWithTheResourceModuleWhenNeitherHoldsIt) {
+  EXPECT_EQ(AfxFindResourceHandle(MissingDialog, RT_DIALOG), texts_);
+}
+
+TEST_F(ResourceSearch, DoesNotTakeOneKindForAnother) {
+  EXPECT_EQ(AfxFindResourceHandle(ProgramsDialog, RT_STRING), texts_);
+}
+
+TEST_F(ResourceSearch, FindsTheProgramsOwnWhenThatIsTheResourceModule) {
+  AfxSetResourceHandle(program_);
+  EXPECT_EQ(AfxFindResourceHandle(LocalizedDialog, RT_DIALOG), program_);
+  EXPECT_EQ(AfxFindResourceHandle(LocalizedTexts, RT_STRING), program_);
 }
 
 TEST(FreeLibrary, UnloadsTheLibrary) {
