@@ -44,6 +44,19 @@ std::int32_t ParseWrapping(std::basic_string_view<Char> text) {
   return static_cast<std::int32_t>(number.negative ? 0 - value : value);
 }
 
+template <typename Char>
+std::int64_t StopAtLimits(const Number<Char>& number) {
+  constexpr std::uint64_t largest = std::numeric_limits<std::int64_t>::max();
+  const std::uint64_t limit = number.negative ? largest + 1 : largest;
+  std::uint64_t value = 0;
+  for (const Char c : number.digits) {
+    const auto digit = static_cast<std::uint64_t>(c - '0');
+    value = value > (limit - digit) / 10 ? limit : value * 10 + digit;
+    if (value == limit) break;
+  }
+  return static_cast<std::int64_t>(number.negative ? 0 - value : value);
+}
+
 }  // namespace
 
 std::int32_t ParseInt32(std::string_view text) {
@@ -55,14 +68,11 @@ std::int32_t ParseInt32(std::wstring_view text) {
 }
 
 std::int64_t ParseInt64(std::string_view text) {
-  const Number<char> number = FindNumber(text);
-  constexpr std::uint64_t largest = std::numeric_limits<std::int64_t>::max();
-  const std::uint64_t limit = number.negative ? largest + 1 : largest;
-  std::uint64_t value = 0;
-  for (const char c : number.digits) {
-    const auto digit = static_cast<std::uint64_t>(c - '0');
-    value = value > (limit - digit) / 10 ? limit : value * 10 + digit;
-    if (value == limit) break;
-  }
-  return static_cast<std::int64_t>(number.negative ? 0 - value : value);
+  return StopAtLimits(FindNumber(text));
+}
+
+std::optional<std::int64_t> ReadInt64(std::wstring_view text) {
+  const Number<wchar_t> number = FindNumber(text);
+  if (number.digits.empty()) return {};
+  return StopAtLimits(number);
 }

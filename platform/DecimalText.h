@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 /// The rules of `atoi`: leading white space is skipped, one sign and decimal digits are read,
@@ -14,3 +15,6 @@ std::int32_t ParseInt32(std::wstring_view text);
 
 /// The rules of `_atoi64`: as `ParseInt32`, but a larger number stops at the limit of 64 bits.
 std::int64_t ParseInt64(std::string_view text);
+
+/// The rules of `swscanf_s` with "%lld": as `ParseInt64`, but a text without digits is no number.
+std::optional<std::int64_t> ReadInt64(std::wstring_view text);

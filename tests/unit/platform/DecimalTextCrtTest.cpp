@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cwchar>
+#include <limits>
 #include <random>
 #include <string>
 
@@ -23,6 +25,15 @@ TEST(ParseNumbers, AgreeWithTheCRunTimeOnRandomTexts) {
       ASSERT_EQ(ParseInt32(std::wstring_view(wide)), _wtoi(wide.c_str())) << '"' << text << '"';
     }
     ASSERT_EQ(ParseInt64(text), _atoi64(text.c_str())) << '"' << text << '"';
+    std::int64_t scanned = 0;
+    const bool isNumber = swscanf_s(wide.c_str(), L"%lld", &scanned) == 1;
+    ASSERT_EQ(ReadInt64(wide).has_value(), isNumber) << '"' << text << '"';
+    // It does not stop at the limits, but wraps around there.
+    const std::int64_t value = ParseInt64(text);
+    if (isNumber && value > std::numeric_limits<std::int64_t>::min() &&
+        value < std::numeric_limits<std::int64_t>::max()) {
+      ASSERT_EQ(ReadInt64(wide), scanned) << '"' << text << '"';
+    }
     numbers += ParseInt64(text) != 0 ? 1 : 0;
   }
   EXPECT_GT(numbers, 10'000) << "too few of the texts are numbers";

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cwchar>
 #include <limits>
 
 namespace {
@@ -73,6 +74,49 @@ TEST(ParseInt64, FollowsTheSameRulesAtItsStartAndEnd) {
   EXPECT_EQ(ParseInt64(" \t+42;"), 42);
   EXPECT_EQ(ParseInt64("abc"), 0);
   EXPECT_EQ(ParseInt64(""), 0);
+}
+
+TEST(ReadInt64, ReadsTheNumberAtTheStartOfATextAsAScanDoes) {
+  const struct {
+    const wchar_t* text;
+    long long value;
+  } rows[] = {
+      {L"0", 0},
+      {L"12", 12},
+      {L"0012", 12},
+      {L"+12", 12},
+      {L"-12", -12},
+      {L" \t\n\v\f\r12", 12},
+      {L"12abc", 12},
+      {L"12 34", 12},
+      {L"1.9", 1},
+      {L"0x12", 0},
+      {L"9223372036854775807", Largest},
+      {L"-9223372036854775808", Smallest},
+  };
+  for (const auto& [text, value] : rows) {
+    EXPECT_EQ(ReadInt64(text), value) << testing::PrintToString(text);
+    long long scanned = 0;
+    EXPECT_EQ(std::swscanf(text, L"%lld", &scanned), 1) << testing::PrintToString(text);
+    EXPECT_EQ(scanned, value) << testing::PrintToString(text);
+  }
+}
+
+TEST(ReadInt64, WithoutDigitsThereIsNoNumberAsForAScan) {
+  for (const wchar_t* const text :
+       {L"", L"  ", L"abc", L"-", L"+", L"- 5", L"--5", L"+-5", L".5"}) {
+    EXPECT_EQ(ReadInt64(text), std::nullopt) << testing::PrintToString(text);
+    long long ignored = 0;
+    EXPECT_LT(std::swscanf(text, L"%lld", &ignored), 1) << testing::PrintToString(text);
+  }
+}
+
+// A scan's result is undefined here, and the run-times differ.
+TEST(ReadInt64, StopsAtItsLimits) {
+  EXPECT_EQ(ReadInt64(L"9223372036854775808"), Largest);
+  EXPECT_EQ(ReadInt64(L"18446744073709551615"), Largest);
+  EXPECT_EQ(ReadInt64(L"-9223372036854775809"), Smallest);
+  EXPECT_EQ(ReadInt64(L"-99999999999999999999999999"), Smallest);
 }
 
 }  // namespace
