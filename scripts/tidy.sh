@@ -13,5 +13,6 @@ arguments=(--target=x86_64-w64-windows-gnu
 extra=()
 for argument in "${arguments[@]}"; do extra+=("--extra-arg=$argument"); done
 git ls-files --cached --others --exclude-standard -- 'app/*.cpp' 'framework/*.cpp' \
-  'platform/*.cpp' 'store/*.cpp' 'ui/*.cpp' 'upload/*.cpp' 'usage/*.cpp' |
+  'platform/*.cpp' 'store/*.cpp' 'survey/*.cpp' 'ui/*.cpp' 'upload/*.cpp' \
+  'usage/*.cpp' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p "$build/windows" "${extra[@]}"

@@ -1,0 +1,76 @@
+#include "survey/InfoSection.h"
+
+#include <utility>
+
+/// By hand, because the owners of a chain or of nested sections would free it by recursion, one
+/// stack frame a link. The children are hung behind the rows, so that one loop meets all sections.
+InfoSection::~InfoSection() {
+  while (firstProperty_) firstProperty_ = std::move(firstProperty_->next);
+  InfoSection* last = HangChildrenBehind(LastRow());
+  while (nextRow_) {
+    const std::unique_ptr<InfoSection> row = std::move(nextRow_);
+    last = row->HangChildrenBehind(last);
+    nextRow_ = std::move(row->nextRow_);
+  }
+}
+
+void InfoSection::AddProperty(std::wstring_view name, std::wstring_view value) {
+  auto property = std::make_unique<InfoProperty>();
+  property->name = name;
+  property->value = value;
+  *endOfProperties_ = std::move(property);
+  endOfProperties_ = &(*endOfProperties_)->next;
+}
+
+const InfoProperty* InfoSection::FindProperty(std::wstring_view name) const {
+  const InfoProperty* property = firstProperty_.get();
+  while (property != nullptr && property->name != name) property = property->next.get();
+  return property;
+}
+
+InfoSection& InfoSection::NextRow() {
+  if (!nextRow_) nextRow_ = std::make_unique<InfoSection>(name_);
+  return *nextRow_;
+}
+
+void InfoSection::AddChild(std::unique_ptr<InfoSection>&& child) {
+  if (!child || child->parent_ != nullptr) return;
+  child->parent_ = this;
+  children_.push_back(std::move(child));
+}
+
+const InfoProperty* InfoSection::FirstProperty() {
+  propertyCursor_ = &firstProperty_;
+  return NextProperty();
+}
+
+const InfoProperty* InfoSection::NextProperty() {
+  const InfoProperty* const property = propertyCursor_->get();
+  if (property != nullptr) propertyCursor_ = &property->next;
+  return property;
+}
+
+InfoSection* InfoSection::FirstChild() {
+  childCursor_ = 0;
+  return NextChild();
+}
+
+InfoSection* InfoSection::NextChild() {
+  return childCursor_ < children_.size() ? children_[childCursor_++].get() : nullptr;
+}
+
+InfoSection* InfoSection::LastRow() {
+  InfoSection* row = this;
+  while (row->nextRow_) row = row->nextRow_.get();
+  return row;
+}
+
+/// Makes the children, with the rows behind each, the rows behind `last`. The new last row.
+InfoSection* InfoSection::HangChildrenBehind(InfoSection* last) {
+  for (std::unique_ptr<InfoSection>& child : children_) {
+    last->nextRow_ = std::move(child);
+    last = last->LastRow();
+  }
+  children_.clear();
+  return last;
+}

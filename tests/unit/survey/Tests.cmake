@@ -1,0 +1,1 @@
+pelto_tests(survey RULES InfoSectionTest.cpp)
