@@ -1,1 +1,1 @@
-pelto_tests(survey RULES InfoSectionTest.cpp)
+pelto_tests(survey RULES InfoSectionTest.cpp PropertyListTest.cpp SystemInformationTest.cpp)

@@ -1,0 +1,125 @@
+#include "survey/SystemInformation.h"
+
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+#include "platform/DecimalText.h"
+
+namespace {
+
+/// The local machine.
+constexpr wchar_t Cimv2[] = L"\\\\.\\ROOT\\CIMV2";
+
+/// A category, and what its step asks first. The step fills `section` and answers 1, or 0 when the
+/// category is to be left out.
+struct Category {
+  const wchar_t* name;
+  int (*describe)(const WmiQuery& ask, const Category& category, InfoSection& section);
+  const wchar_t* query;
+  const wchar_t* properties;
+};
+
+/// The first row as it is.
+int DescribeFirst(const WmiQuery& ask, const Category& category, InfoSection& section) {
+  return ask(Cimv2, category.query, category.properties, &section);
+}
+
+/// The sum of the sizes, of network and removable disks too. A drive without a disk has none. A
+/// sum beyond 64 bits wraps around.
+int DescribeDisks(const WmiQuery& ask, const Category& category, InfoSection& section) {
+  InfoSection disks(L"Logical Disk Info");
+  if (ask(Cimv2, category.query, category.properties, &disks) == 0) return 0;
+  std::uint64_t sum = 0;
+  for (const InfoSection* disk = &disks; disk != nullptr; disk = disk->ExistingNextRow()) {
+    const InfoProperty* const size = disk->FindProperty(L"Size");
+    if (size == nullptr) continue;
+    if (const std::optional<std::int64_t> bytes = ReadInt64(size->value)) {
+      sum += static_cast<std::uint64_t>(*bytes);
+    }
+  }
+  section.AddProperty(L"Size", std::to_wstring(static_cast<std::int64_t>(sum)));
+  return 1;
+}
+
+/// The number of rows. The first one is there, and counts, even when there is no monitor: the
+/// number is never below 1, and is meant to be so.
+int DescribeMonitors(const WmiQuery& ask, const Category& category, InfoSection& section) {
+  InfoSection monitors(L"Monitor");
+  if (ask(Cimv2, category.query, category.properties, &monitors) == 0) return 0;
+  int count = 0;
+  for (const InfoSection* row = &monitors; row != nullptr; row = row->ExistingNextRow()) ++count;
+  section.AddProperty(L"Number", std::to_wstring(count));
+  return 1;
+}
+
+/// The query for the configuration of a connected network adapter, or none when it would be longer
+/// than any that is asked.
+std::optional<std::wstring> ConfigurationQuery(const std::wstring& deviceId) {
+  constexpr std::size_t limit = 1023;
+  std::wstring query =
+      L"SELECT * FROM Win32_NetworkAdapterConfiguration where IPEnabled='True' and index=" +
+      deviceId;
+  if (query.size() > limit) return {};
+  return query;
+}
+
+/// The address of the first connected adapter. Left out when no adapter is connected; there, but
+/// without an address, when IP is not enabled on the first one.
+int DescribeAdapter(const WmiQuery& ask, const Category& category, InfoSection& section) {
+  InfoSection adapters(L"Adapters");
+  if (ask(Cimv2, category.query, category.properties, &adapters) == 0) return 0;
+  const InfoProperty* deviceId = nullptr;
+  for (const InfoSection* adapter = &adapters; adapter != nullptr && deviceId == nullptr;
+       adapter = adapter->ExistingNextRow()) {
+    deviceId = adapter->FindProperty(L"DeviceId");
+  }
+  if (deviceId == nullptr) return 0;
+  // Whether this one succeeds does not matter: the adapter is known to be there.
+  if (const std::optional<std::wstring> query = ConfigurationQuery(deviceId->value)) {
+    ask(Cimv2, *query, L"MACAddress", &section);
+  }
+  return 1;
+}
+
+/// In the order of the description.
+constexpr Category Categories[] = {
+    {L"Video Card", DescribeFirst, L"SELECT * FROM Win32_VideoController",
+     L"Name;CurrentHorizontalResolution;CurrentVerticalResolution;AdapterRAM"},
+    {L"System", DescribeFirst, L"SELECT * FROM Win32_ComputerSystem", L"TotalPhysicalMemory"},
+    {L"OS", DescribeFirst, L"SELECT * FROM Win32_OperatingSystem",
+     L"Caption;Version;OSArchitecture;Locale"},
+    {L"Processor", DescribeFirst, L"SELECT * FROM Win32_Processor", L"Name;NumberOfCores"},
+    {L"HardDisk", DescribeDisks, L"SELECT * FROM Win32_LogicalDisk", L"DeviceID;FreeSpace;Size"},
+    // Two blanks behind FROM: the text of this query is kept as it has always been sent.
+    {L"Monitor", DescribeMonitors, L"SELECT * FROM  Win32_DesktopMonitor Where Status='OK'",
+     L"Name"},
+    // The spelling "DeviceId", unlike the disks', is the name that the step looks for.
+    {L"Adapter", DescribeAdapter, L"SELECT * FROM Win32_NetworkAdapter WHERE NetConnectionStatus=2",
+     L"DeviceId"},
+};
+
+}  // namespace
+
+std::unique_ptr<InfoSection> BuildSystemInformation(const WmiQuery& ask) {
+  auto root = std::make_unique<InfoSection>(L"SystemInfo");
+  for (const Category& category : Categories) {
+    auto section = std::make_unique<InfoSection>(category.name);
+    if (category.describe(ask, category, *section) != 0) root->AddChild(std::move(section));
+  }
+  return root;
+}
+
+int CollectSystemInformation(const WmiQuery& ask, const SystemProperties& held,
+                             const SystemPropertySetter& set) {
+  if (!held.empty()) return 0;
+  const std::unique_ptr<InfoSection> root = BuildSystemInformation(ask);
+  for (InfoSection* category = root->FirstChild(); category != nullptr;
+       category = root->NextChild()) {
+    for (const InfoProperty* property = category->FirstProperty(); property != nullptr;
+         property = category->NextProperty()) {
+      set(property->name, category->Name(), property->value);
+    }
+  }
+  return 1;
+}
