@@ -1,0 +1,116 @@
+#include "survey/WmiQueryEngine.h"
+
+#include "platform/WindowsHeader.h"
+
+#include <oleauto.h>
+#include <wbemidl.h>
+
+#include <optional>
+#include <vector>
+
+#include "platform/Handles.h"
+#include "survey/PropertyList.h"
+#include "survey/VariantText.h"
+
+namespace {
+
+template <typename Interface>
+struct ComPointerTraits {
+  using Handle = Interface*;
+  static Handle None() { return nullptr; }
+  static void Close(Handle object) { object->Release(); }
+};
+template <typename Interface>
+using ComPointer = UniqueHandle<ComPointerTraits<Interface>>;
+
+struct SystemStringTraits {
+  using Handle = BSTR;
+  static Handle None() { return nullptr; }
+  static void Close(Handle text) { SysFreeString(text); }
+};
+using SystemString = UniqueHandle<SystemStringTraits>;
+
+/// Holds one value, and frees what it refers to.
+class Variant {
+ public:
+  Variant() = default;
+  Variant(const Variant&) = delete;
+  Variant& operator=(const Variant&) = delete;
+  ~Variant() { Clear(); }
+
+  VARIANT& Get() { return value_; }
+  void Clear() { VariantClear(&value_); }
+
+ private:
+  VARIANT value_ = {};
+};
+
+ComPointer<IWbemLocator> CreateLocator() {
+  void* locator = nullptr;
+  CoCreateInstance(CLSID_WbemLocator, nullptr /* no aggregate */, CLSCTX_INPROC_SERVER,
+                   IID_IWbemLocator, &locator);
+  return ComPointer<IWbemLocator>(static_cast<IWbemLocator*>(locator));
+}
+
+ComPointer<IWbemServices> Connect(const ComPointer<IWbemLocator>& locator, const wchar_t* space) {
+  const SystemString spaceText(SysAllocString(space));
+  IWbemServices* services = nullptr;
+  locator.Get()->ConnectServer(spaceText.Get(), nullptr /* user */, nullptr /* password */,
+                               nullptr /* locale */, 0 /* no flags */, nullptr /* authority */,
+                               nullptr /* context */, &services);
+  return ComPointer<IWbemServices>(services);
+}
+
+ComPointer<IEnumWbemClassObject> Execute(const ComPointer<IWbemServices>& services,
+                                         const std::wstring& query) {
+  const SystemString language(SysAllocString(L"WQL"));
+  const SystemString text(SysAllocString(query.c_str()));
+  IEnumWbemClassObject* objects = nullptr;
+  services.Get()->ExecQuery(language.Get(), text.Get(),
+                            WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY,
+                            nullptr /* context */, &objects);
+  return ComPointer<IEnumWbemClassObject>(objects);
+}
+
+void AddProperties(IWbemClassObject& object, const std::vector<std::wstring>& names,
+                   InfoSection& row) {
+  Variant value;
+  for (const std::wstring& name : names) {
+    value.Clear();
+    if (FAILED(object.Get(name.c_str(), 0 /* no flags */, &value.Get(), nullptr /* type */,
+                          nullptr /* origin */))) {
+      continue;
+    }
+    if (const std::optional<std::wstring> text = VariantText(value.Get())) {
+      row.AddProperty(name, *text);
+    }
+  }
+}
+
+}  // namespace
+
+int RunWmiQuery(const wchar_t* space, const std::wstring& query, const wchar_t* properties,
+                InfoSection* firstRow) {
+  if (firstRow == nullptr) return 0;
+  const ComPointer<IWbemLocator> locator = CreateLocator();
+  if (!locator) return 0;
+  const ComPointer<IWbemServices> services = Connect(locator, space);
+  if (!services) return 0;
+  // Not looked at: where the rights are missing, the query itself fails.
+  CoSetProxyBlanket(services.Get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr /* principal */,
+                    RPC_C_AUTHN_LEVEL_CALL, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr /* identity */,
+                    EOAC_NONE);
+  const ComPointer<IEnumWbemClassObject> objects = Execute(services, query);
+  if (!objects) return 0;
+
+  const std::vector<std::wstring> names = SplitPropertyList(properties);
+  for (InfoSection* row = nullptr;;) {
+    // Deliberately not released: a handful of small objects, once in a process.
+    IWbemClassObject* object = nullptr;
+    ULONG count = 0;
+    objects.Get()->Next(static_cast<LONG>(WBEM_INFINITE), 1, &object, &count);
+    if (count == 0) return 1;
+    row = row == nullptr ? firstRow : &row->NextRow();
+    AddProperties(*object, names, *row);
+  }
+}
