@@ -1,5 +1,6 @@
 #include "app/ProgramSteps.h"
 
+#include "survey/SurveyJob.h"
 #include "ui/PeltoDialog.h"
 #include "upload/UploadJob.h"
 #include "usage/LogHarvester.h"
@@ -13,7 +14,9 @@ void ProgramSteps::ShowConsentDialog(CReportStore& store, int first, int fade) {
   PeltoDialog(&store, first, fade).DoModal();
 }
 
-void ProgramSteps::CollectSystemInformation(CReportStore&) {}
+void ProgramSteps::CollectSystemInformation(CReportStore& store) {
+  ::CollectSystemInformation(store);
+}
 
 int ProgramSteps::UploadReport(CReportStore& store, const std::wstring& address) {
   return ::UploadReport(store, address);

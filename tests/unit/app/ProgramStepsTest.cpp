@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "tests/support/FakeClock.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestText.h"
 
@@ -24,6 +25,17 @@ TEST(ProgramSteps, HarvestCountsTheLogsOfTheFolderAndDeletesThem) {
   EXPECT_EQ(fileTypes.All().at(L".dwg").scnt, 0U);
   EXPECT_FALSE(Exists(folder / L"a.log"));
   EXPECT_TRUE(Exists(folder / L"b.txt"));
+}
+
+TEST(ProgramSteps, CollectionPutsTheMachinesDescriptionIntoTheStore) {
+  CommandStats commands;
+  FileTypeStats fileTypes;
+  FakeClock clock;
+  CReportStore store(commands, fileTypes, clock);
+  ProgramSteps().CollectSystemInformation(store);
+  const SystemProperties& all = store.AllSystemProperties();
+  ASSERT_TRUE(all.contains({L"OSArchitecture", L"OS"}));
+  EXPECT_EQ(all.at({L"OSArchitecture", L"OS"}), L"64-bit");
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "platform/Handles.h"
+#include "survey/SystemInformation.h"
 #include "tests/support/TestProcess.h"
 #include "tests/unit/app/RunFakes.h"
 
@@ -309,6 +310,15 @@ void CountCommand(CommandStats& commands, const wchar_t* name) {
   commands.Count({UsageEventKind::Command, name, {}});
 }
 
+/// The machine's description by these answers, put into the store.
+void Survey(const WmiQuery& ask, CReportStore& store) {
+  CollectSystemInformation(
+      ask, store.AllSystemProperties(),
+      [&store](const std::wstring& name, const std::wstring& category, const std::wstring& value) {
+        store.SetSystemProperty(name, category, value);
+      });
+}
+
 // The log step.
 
 TEST_F(RunController, LogStepLoadsTheReportBeforeItHarvests) {
@@ -494,6 +504,50 @@ TEST_F(RunController, CollectionThatAddsNothingIsPutDownAllTheSame) {
                                         {"General/LastTransmissionDate", StartDate},
                                         {"General/LastSysInfoCollectingDate", StartDate},
                                         {"PELTO/ID", Identifier}}));
+}
+
+TEST_F(RunController, SurveyThatRunsOutOfMemoryLeavesNothingInTheReport) {
+  WriteBytes(data_.reportPath, StoredReport);
+  steps_.onCollect = [](CReportStore& store) {
+    const WmiQuery ask = [](const wchar_t*, const std::wstring& query, const wchar_t*,
+                            InfoSection* firstRow) {
+      if (query.find(L"Adapter") != std::wstring::npos) throw std::bad_alloc();
+      firstRow->AddProperty(L"Name", L"described");
+      return 1;
+    };
+    Survey(ask, store);
+  };
+  Start();
+  EXPECT_EQ(RunAndEnd(RunMode::Duty), 1);
+  EXPECT_EQ(
+      steps_.sent,
+      SavedReport(LineCommand, "            <ftype name=\".dwg\" ocnt=\"40\" scnt=\"60\" />\r\n"));
+}
+
+TEST_F(RunController, SurveyWithoutAnyAnswerIsCompletedAndTheReportGoesOut) {
+  WriteBytes(data_.reportPath, StoredReport);
+  steps_.onCollect = [](CReportStore& store) {
+    const WmiQuery ask = [](const wchar_t*, const std::wstring&, const wchar_t*, InfoSection*) {
+      return 0;
+    };
+    Survey(ask, store);
+  };
+  Start();
+  EXPECT_EQ(RunAndEnd(RunMode::Duty), 1);
+  EXPECT_EQ(steps_.sent, SavedReport(LineCommand, DwgType));
+  EXPECT_TRUE(StoredSettings().contains("General/LastSysInfoCollectingDate"));
+}
+
+// Also while a query stalls: other copies find the report in use meanwhile.
+TEST_F(RunController, HoldsTheReportThroughTheCollection) {
+  steps_.onCollect = [this](CReportStore&) {
+    EXPECT_FALSE(FileHandle(CreateFileW(data_.reportPath.c_str(), GENERIC_READ, 0, nullptr,
+                                        OPEN_EXISTING, 0, nullptr)));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
+  };
+  Start();
+  EXPECT_EQ(RunAndEnd(RunMode::Duty), 1);
+  EXPECT_EQ(journal_.front(), "collect");
 }
 
 TEST_F(RunController, FailedUploadWritesNoDateAndKeepsTheReport) {
