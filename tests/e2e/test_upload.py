@@ -45,7 +45,11 @@ NAMED = f'        <prop name="app_name">{APPLICATION}</prop>\n'
 
 
 def report(
-    commands: str = COMMANDS, types: str = TYPES, application: str = NAMED, email: str = ""
+    commands: str = COMMANDS,
+    types: str = TYPES,
+    application: str = NAMED,
+    email: str = "",
+    properties: str = "",
 ) -> bytes:
     """The bytes of a report with these literal rows; characters are code page bytes."""
 
@@ -58,7 +62,7 @@ def report(
         "<PeltoRpt>\n"
         "    <cmd_stat>\n" + element("cmds", commands, "        ") + "    </cmd_stat>\n"
         "    <ftype_stat>\n" + element("ftypes", types, "        ") + "    </ftype_stat>\n"
-        + element("sys_info", identifier, "    ")
+        + element("sys_info", properties + identifier, "    ")
         + element("app_info", application, "    ")
         + (element("cust_info", address, "    ") if email else "")
         + "</PeltoRpt>\n"
