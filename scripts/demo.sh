@@ -123,6 +123,8 @@ say 'The first request as it arrived'
 cut -c 1-100 "$demo/received/request-1.txt" | sed 's/^/    /'
 say 'The report in it (its last character doubled, as every report goes out)'
 iconv -f cp1252 "$demo/received/report-1.xml" | head -n 8 | sed 's/^/    /'
+say 'What it says of the machine'
+iconv -f cp1252 "$demo/received/report-1.xml" | grep ' cat=' | sed 's/^ */    /'
 if cmp -s "$demo/received/report-2.xml" "$demo/received/report-3.xml"; then
   say 'The refused report and the one delivered after it are the same'
 fi
