@@ -91,7 +91,7 @@ constexpr Category Categories[] = {
      L"Caption;Version;OSArchitecture;Locale"},
     {L"Processor", DescribeFirst, L"SELECT * FROM Win32_Processor", L"Name;NumberOfCores"},
     {L"HardDisk", DescribeDisks, L"SELECT * FROM Win32_LogicalDisk", L"DeviceID;FreeSpace;Size"},
-    // Two blanks behind FROM: the text of this query is kept as it has always been sent.
+    // The two blanks behind FROM are deliberate: the texts of the queries are fixed to the letter.
     {L"Monitor", DescribeMonitors, L"SELECT * FROM  Win32_DesktopMonitor Where Status='OK'",
      L"Name"},
     // The spelling "DeviceId", unlike the disks', is the name that the step looks for.
