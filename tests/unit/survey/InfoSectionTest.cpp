@@ -189,7 +189,7 @@ TEST(InfoSection, ChildIsTakenFromTheCaller) {
   InfoSection root(L"root");
   auto child = std::make_unique<InfoSection>(L"child");
   root.AddChild(std::move(child));
-  EXPECT_EQ(child, nullptr);  // NOLINT(bugprone-use-after-move): that is what is tested
+  EXPECT_EQ(child, nullptr);
 }
 
 TEST(InfoSection, NullChildIsIgnored) {
@@ -204,7 +204,7 @@ TEST(InfoSection, ChildOfAnotherSectionIsIgnoredAndStaysWithTheCaller) {
   InfoSection& child = AddNewChild(first, L"child");
   std::unique_ptr<InfoSection> again(&child);
   second.AddChild(std::move(again));
-  EXPECT_EQ(again.get(), &child);  // NOLINT(bugprone-use-after-move): that is what is tested
+  EXPECT_EQ(again.get(), &child);
   EXPECT_EQ(child.Parent(), &first);
   EXPECT_EQ(second.FirstChild(), nullptr);
   EXPECT_EQ(ChildrenOf(first), Names{L"child"});
