@@ -9,6 +9,7 @@
 namespace {
 
 constexpr int ManySections = 100'000;
+constexpr int ManyProperties = 1'000'000;
 
 using Names = std::vector<std::wstring>;
 
@@ -216,8 +217,9 @@ TEST(InfoSection, ChildOfAnotherSectionIsIgnoredAndStaysWithTheCaller) {
 
 TEST(InfoSection, ManyPropertiesAreFreed) {
   InfoSection section(L"OS");
-  for (int i = 0; i < ManySections; ++i) section.AddProperty(L"name", L"value");
-  EXPECT_EQ(PropertiesOf(section).size(), std::size_t{ManySections});
+  // More than of the others: little goes on the stack for each.
+  for (int i = 0; i < ManyProperties; ++i) section.AddProperty(L"", L"");
+  EXPECT_EQ(PropertiesOf(section).size(), std::size_t{ManyProperties});
 }
 
 TEST(InfoSection, ManyRowsAreFreed) {
@@ -230,6 +232,16 @@ TEST(InfoSection, ManyRowsAreFreed) {
   int count = 0;
   for (const InfoSection* r = &first; r != nullptr; r = r->ExistingNextRow()) ++count;
   EXPECT_EQ(count, ManySections + 1);
+}
+
+TEST(InfoSection, ManyRowsWithAChildEachAreFreed) {
+  InfoSection first(L"rows");
+  InfoSection* row = &first;
+  for (int i = 0; i < ManySections; ++i) {
+    AddNewChild(*row, L"child").NextRow();
+    row = &row->NextRow();
+  }
+  EXPECT_EQ(row->FirstChild(), nullptr);
 }
 
 TEST(InfoSection, ManyChildrenAreFreed) {
