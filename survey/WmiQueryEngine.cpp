@@ -36,10 +36,9 @@ class Variant {
   Variant() = default;
   Variant(const Variant&) = delete;
   Variant& operator=(const Variant&) = delete;
-  ~Variant() { Clear(); }
+  ~Variant() { VariantClear(&value_); }
 
   VARIANT& Get() { return value_; }
-  void Clear() { VariantClear(&value_); }
 
  private:
   VARIANT value_ = {};
@@ -74,9 +73,8 @@ ComPointer<IEnumWbemClassObject> Execute(const ComPointer<IWbemServices>& servic
 
 void AddProperties(IWbemClassObject& object, const std::vector<std::wstring>& names,
                    InfoSection& row) {
-  Variant value;
   for (const std::wstring& name : names) {
-    value.Clear();
+    Variant value;
     if (FAILED(object.Get(name.c_str(), 0 /* no flags */, &value.Get(), nullptr /* type */,
                           nullptr /* origin */))) {
       continue;
