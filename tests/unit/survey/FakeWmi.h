@@ -1,0 +1,353 @@
+// Windows Management Instrumentation as a test writes it, behind its COM interfaces: what the
+// engine calls, in which order and with which arguments, and whom it releases.
+#pragma once
+
+#include "platform/WindowsHeader.h"
+
+#include <gtest/gtest.h>
+#include <oleauto.h>
+#include <wbemidl.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// The header's constants are of another type than the calls' results.
+constexpr HRESULT ResultOf(WBEMSTATUS status) {
+  return static_cast<HRESULT>(status);
+}
+
+// COM's interfaces have no virtual destructor: they are never deleted through one.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
+/// Counts who holds it. It lives as long as its test wants it to.
+template <typename Interface>
+class FakeUnknown : public Interface {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+    *object = Find(id);
+    if (*object == nullptr) return E_NOINTERFACE;
+    this->AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++references); }
+  ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(--references); }
+
+  /// Beyond the test's own.
+  int references = 0;
+
+ protected:
+  virtual void* Find(REFIID id) { return id == IID_IUnknown ? this : nullptr; }
+};
+
+/// One object of a result.
+class FakeObject : public FakeUnknown<IWbemClassObject> {
+ public:
+  using Values = std::map<std::wstring, std::function<void(VARIANT&)>>;
+  explicit FakeObject(Values values) : values_(std::move(values)) {}
+
+  HRESULT STDMETHODCALLTYPE Get(LPCWSTR name, LONG, VARIANT* value, CIMTYPE*, LONG*) override {
+    const auto found = values_.find(name);
+    if (found == values_.end()) return ResultOf(WBEM_E_NOT_FOUND);
+    found->second(*value);
+    return S_OK;
+  }
+
+  HRESULT STDMETHODCALLTYPE GetQualifierSet(IWbemQualifierSet**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Put(LPCWSTR, LONG, VARIANT*, CIMTYPE) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Delete(LPCWSTR) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetNames(LPCWSTR, LONG, VARIANT*, SAFEARRAY**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE BeginEnumeration(LONG) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Next(LONG, BSTR*, VARIANT*, CIMTYPE*, LONG*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE EndEnumeration() override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetPropertyQualifierSet(LPCWSTR, IWbemQualifierSet**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE Clone(IWbemClassObject**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetObjectText(LONG, BSTR*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE SpawnDerivedClass(LONG, IWbemClassObject**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE SpawnInstance(LONG, IWbemClassObject**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE CompareTo(LONG, IWbemClassObject*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetPropertyOrigin(LPCWSTR, BSTR*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE InheritsFrom(LPCWSTR) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetMethod(LPCWSTR, LONG, IWbemClassObject**,
+                                      IWbemClassObject**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE PutMethod(LPCWSTR, LONG, IWbemClassObject*,
+                                      IWbemClassObject*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE DeleteMethod(LPCWSTR) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE BeginMethodEnumeration(LONG) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE NextMethod(LONG, BSTR*, IWbemClassObject**,
+                                       IWbemClassObject**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE EndMethodEnumeration() override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetMethodQualifierSet(LPCWSTR, IWbemQualifierSet**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE GetMethodOrigin(LPCWSTR, BSTR*) override { return E_NOTIMPL; }
+
+ private:
+  Values values_;
+};
+
+/// What happens, as text.
+using Calls = std::vector<std::wstring>;
+
+inline std::wstring TextOf(const BSTR text) {
+  return text != nullptr ? std::wstring(text, SysStringLen(text)) : L"none";
+}
+
+class FakeObjects : public FakeUnknown<IEnumWbemClassObject> {
+ public:
+  explicit FakeObjects(Calls& calls) : calls_(calls) {}
+
+  HRESULT STDMETHODCALLTYPE Next(LONG timeout, ULONG limit, IWbemClassObject** result,
+                                 ULONG* count) override {
+    calls_.push_back(L"next " + std::to_wstring(timeout) + L" " + std::to_wstring(limit));
+    if (onNext) onNext();
+    *count = next_ < objects.size() ? 1 : 0;
+    if (*count == 0) return endResult;
+    *result = objects[next_++].get();
+    (*result)->AddRef();
+    return S_OK;
+  }
+
+  HRESULT STDMETHODCALLTYPE Reset() override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE NextAsync(ULONG, IWbemObjectSink*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Clone(IEnumWbemClassObject**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Skip(LONG, ULONG) override { return E_NOTIMPL; }
+
+  std::vector<std::unique_ptr<FakeObject>> objects;
+  HRESULT endResult = WBEM_S_FALSE;
+  std::function<void()> onNext;
+
+ private:
+  Calls& calls_;
+  std::size_t next_ = 0;
+};
+
+class FakeSecurity : public FakeUnknown<IClientSecurity> {
+ public:
+  explicit FakeSecurity(Calls& calls) : calls_(calls) {}
+
+  HRESULT STDMETHODCALLTYPE SetBlanket(IUnknown*, DWORD authentication, DWORD authorization,
+                                       OLECHAR* principal, DWORD level, DWORD impersonation,
+                                       void* identity, DWORD capabilities) override {
+    calls_.push_back(L"blanket " + std::to_wstring(authentication) + L" " +
+                     std::to_wstring(authorization) + L" " + std::to_wstring(level) + L" " +
+                     std::to_wstring(impersonation) + L" " + std::to_wstring(capabilities) +
+                     (principal == nullptr && identity == nullptr ? L"" : L" of somebody"));
+    return result;
+  }
+  HRESULT STDMETHODCALLTYPE QueryBlanket(IUnknown*, DWORD*, DWORD*, OLECHAR**, DWORD*, DWORD*,
+                                         void**, DWORD*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE CopyProxy(IUnknown*, IUnknown**) override { return E_NOTIMPL; }
+
+  HRESULT result = S_OK;
+
+ private:
+  Calls& calls_;
+};
+
+class FakeServices : public FakeUnknown<IWbemServices> {
+ public:
+  FakeServices(Calls& calls, FakeObjects& objects, FakeSecurity& security)
+      : calls_(calls), objects_(objects), security_(security) {}
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+    if (id != IID_IClientSecurity) return FakeUnknown::QueryInterface(id, object);
+    security_.AddRef();
+    *object = &security_;
+    return S_OK;
+  }
+
+  HRESULT STDMETHODCALLTYPE ExecQuery(const BSTR language, const BSTR query, LONG flags,
+                                      IWbemContext*, IEnumWbemClassObject** objects) override {
+    calls_.push_back(L"query " + TextOf(language) + L" " + std::to_wstring(flags) + L" " +
+                     TextOf(query));
+    if (FAILED(result)) return result;
+    objects_.AddRef();
+    *objects = &objects_;
+    return result;
+  }
+
+  HRESULT STDMETHODCALLTYPE OpenNamespace(const BSTR, LONG, IWbemContext*, IWbemServices**,
+                                          IWbemCallResult**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE CancelAsyncCall(IWbemObjectSink*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE QueryObjectSink(LONG, IWbemObjectSink**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetObject(const BSTR, LONG, IWbemContext*, IWbemClassObject**,
+                                      IWbemCallResult**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE GetObjectAsync(const BSTR, LONG, IWbemContext*,
+                                           IWbemObjectSink*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE PutClass(IWbemClassObject*, LONG, IWbemContext*,
+                                     IWbemCallResult**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE PutClassAsync(IWbemClassObject*, LONG, IWbemContext*,
+                                          IWbemObjectSink*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE DeleteClass(const BSTR, LONG, IWbemContext*,
+                                        IWbemCallResult**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE DeleteClassAsync(const BSTR, LONG, IWbemContext*,
+                                             IWbemObjectSink*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE CreateClassEnum(const BSTR, LONG, IWbemContext*,
+                                            IEnumWbemClassObject**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE CreateClassEnumAsync(const BSTR, LONG, IWbemContext*,
+                                                 IWbemObjectSink*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE PutInstance(IWbemClassObject*, LONG, IWbemContext*,
+                                        IWbemCallResult**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE PutInstanceAsync(IWbemClassObject*, LONG, IWbemContext*,
+                                             IWbemObjectSink*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE DeleteInstance(const BSTR, LONG, IWbemContext*,
+                                           IWbemCallResult**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE DeleteInstanceAsync(const BSTR, LONG, IWbemContext*,
+                                                IWbemObjectSink*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE CreateInstanceEnum(const BSTR, LONG, IWbemContext*,
+                                               IEnumWbemClassObject**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE CreateInstanceEnumAsync(const BSTR, LONG, IWbemContext*,
+                                                    IWbemObjectSink*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE ExecQueryAsync(const BSTR, const BSTR, LONG, IWbemContext*,
+                                           IWbemObjectSink*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE ExecNotificationQuery(const BSTR, const BSTR, LONG, IWbemContext*,
+                                                  IEnumWbemClassObject**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE ExecNotificationQueryAsync(const BSTR, const BSTR, LONG, IWbemContext*,
+                                                       IWbemObjectSink*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE ExecMethod(const BSTR, const BSTR, LONG, IWbemContext*,
+                                       IWbemClassObject*, IWbemClassObject**,
+                                       IWbemCallResult**) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE ExecMethodAsync(const BSTR, const BSTR, LONG, IWbemContext*,
+                                            IWbemClassObject*, IWbemObjectSink*) override {
+    return E_NOTIMPL;
+  }
+
+  HRESULT result = S_OK;
+
+ private:
+  Calls& calls_;
+  FakeObjects& objects_;
+  FakeSecurity& security_;
+};
+
+class FakeLocator : public FakeUnknown<IWbemLocator> {
+ public:
+  FakeLocator(Calls& calls, FakeServices& services) : calls_(calls), services_(services) {}
+
+  HRESULT STDMETHODCALLTYPE ConnectServer(const BSTR space, const BSTR user, const BSTR password,
+                                          const BSTR locale, LONG flags, const BSTR authority,
+                                          IWbemContext* context,
+                                          IWbemServices** services) override {
+    const bool isPlain = user == nullptr && password == nullptr && locale == nullptr &&
+                         authority == nullptr && context == nullptr;
+    calls_.push_back(L"connect " + TextOf(space) + L" " + std::to_wstring(flags) +
+                     (isPlain ? L"" : L" as somebody"));
+    if (FAILED(result)) return result;
+    services_.AddRef();
+    *services = &services_;
+    return result;
+  }
+
+  HRESULT result = S_OK;
+
+ private:
+  Calls& calls_;
+  FakeServices& services_;
+};
+
+class FakeFactory : public FakeUnknown<IClassFactory> {
+ public:
+  explicit FakeFactory(FakeLocator& locator) : locator_(locator) {}
+
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID id, void** object) override {
+    if (id != IID_IWbemLocator) return E_NOINTERFACE;
+    locator_.AddRef();
+    *object = &locator_;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+
+ protected:
+  void* Find(REFIID id) override { return id == IID_IClassFactory ? this : FakeUnknown::Find(id); }
+
+ private:
+  FakeLocator& locator_;
+};
+
+#pragma GCC diagnostic pop
+
+/// Stands in for the machine's own from here to the end of the scope. COM must be there.
+class FakeWmi {
+ public:
+  FakeWmi() {
+    EXPECT_EQ(CoRegisterClassObject(CLSID_WbemLocator, &factory_, CLSCTX_INPROC_SERVER,
+                                    REGCLS_MULTIPLEUSE, &registration_),
+              S_OK);
+  }
+  ~FakeWmi() { CoRevokeClassObject(registration_); }
+  FakeWmi(const FakeWmi&) = delete;
+  FakeWmi& operator=(const FakeWmi&) = delete;
+
+  void AddObject(FakeObject::Values values) {
+    objects.objects.push_back(std::make_unique<FakeObject>(std::move(values)));
+  }
+
+  Calls calls;
+  FakeObjects objects{calls};
+  FakeSecurity security{calls};
+  FakeServices services{calls, objects, security};
+  FakeLocator locator{calls, services};
+
+ private:
+  FakeFactory factory_{locator};
+  DWORD registration_ = 0;
+};
