@@ -2,8 +2,7 @@
 
 #include "app/RunSteps.h"
 
-/// The steps as the program takes them. The consent dialog is not built in: it ends at once, having
-/// done nothing.
+/// The steps as the program takes them.
 class ProgramSteps : public RunSteps {
  public:
   void HarvestLogs(const std::wstring& logFolder, CommandStats& commands,
