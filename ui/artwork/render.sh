@@ -10,15 +10,15 @@ trap 'rm -rf "$work"' EXIT
 
 # Written as 24-bit RGB: the dialog's background has no transparency to lose.
 to_rgb() {
-    convert "$1" -background white -alpha remove -alpha off -strip \
-        -define png:exclude-chunk=all -define png:compression-level=9 "PNG24:$2"
+  convert "$1" -background white -alpha remove -alpha off -strip \
+    -define png:exclude-chunk=all -define png:compression-level=9 "PNG24:$2"
 }
 
 # icon <pixels> <drawing>
 icon() {
-    rsvg-convert --width "$1" --height "$1" --output "$work/$1.png" "$2"
-    # A frame of the .ico other than the largest holds bare pixels.
-    convert "$work/$1.png" -depth 8 "bgra:$work/$1.bgra"
+  rsvg-convert --width "$1" --height "$1" --output "$work/$1.png" "$2"
+  # A frame of the .ico other than the largest holds bare pixels.
+  convert "$work/$1.png" -depth 8 "bgra:$work/$1.bgra"
 }
 
 rsvg-convert --output "$work/background.png" background.svg
@@ -28,11 +28,11 @@ icon 16 icon-small.svg
 icon 20 icon-20.svg
 icon 24 icon-small.svg
 for size in 32 40 48 64; do
-    icon "$size" icon.svg
+  icon "$size" icon.svg
 done
 rsvg-convert --width 256 --height 256 --output "$work/large.png" icon.svg
 convert "$work/large.png" -strip -define png:exclude-chunk=all \
-    -define png:compression-level=9 "PNG32:$work/256.png"
+  -define png:compression-level=9 "PNG32:$work/256.png"
 
 python3 - "$work" PELTOSender.ico <<'PYTHON'
 import pathlib
