@@ -121,7 +121,7 @@ LRESULT CHyperlinkStatic::OnMouseLeave(WPARAM, LPARAM) {
 }
 
 void CHyperlinkStatic::MakeLinkFont() {
-  const auto parentFont =
+  auto* const parentFont =
       reinterpret_cast<HFONT>(::SendMessageW(GetParent(m_hWnd), WM_GETFONT, 0, 0));
   LOGFONTW description;
   if (parentFont == nullptr ||

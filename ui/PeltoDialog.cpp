@@ -10,6 +10,7 @@ namespace {
 constexpr UINT_PTR FadeTimer = 1026;
 /// What fits of an e-mail address, the closing NUL included. A longer one is cut.
 constexpr int EmailBufferLength = 1040;
+constexpr int TitleBufferLength = 128;
 
 template <typename Function>
 Function FindFunction(HMODULE library, const char* name) {
@@ -90,6 +91,11 @@ void PeltoDialog::InitializeOpacity() {
 }
 
 void PeltoDialog::InitializeControls() {
+  // No caption shows the window's name, but the taskbar and screen readers do.
+  wchar_t title[TitleBufferLength] = L"";
+  GetDlgItemTextW(m_hWnd, IDC_TITLE, title, TitleBufferLength);
+  SetWindowTextW(m_hWnd, title);
+
   const HWND participate = GetDlgItem(m_hWnd, IDC_PARTICIPATE);
   if (participate != nullptr && GetDlgItem(m_hWnd, IDC_DECLINE) != nullptr) {
     // In the template the group of the two starts with the text above them, and an arrow key would

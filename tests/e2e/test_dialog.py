@@ -130,6 +130,12 @@ class Appearance(DialogTest):
         self.assertEqual(window["style"] & 0x00400000, 0, "WS_DLGFRAME")
         self.assertEqual(window["exstyle"] & 0x80008, 0x80008)
 
+    def test_its_name_for_the_taskbar_and_screen_readers_is_its_title(self) -> None:
+        with self.show() as shown:
+            name = shown.window()["text"]
+            shown.close()
+        self.assertEqual(name, CONTROLS[TITLE][1])
+
     def test_it_is_nearly_opaque_from_the_start_and_stays_so(self) -> None:
         with self.show() as shown:
             self.assertEqual(shown.opacities(500), [245])
@@ -511,6 +517,7 @@ class Answering(DialogTest):
             ("localizer.dll", "LangExt.dll"), ("localized_dialog.dll", "Texts.dll")
         ) as program:
             with self.show(program) as shown:
+                name = shown.window()["text"]
                 texts = {n: control.text for n in CONTROLS if (control := shown.control(n))}
                 left, top = shown.origin()
                 time.sleep(0.5)
@@ -518,6 +525,7 @@ class Answering(DialogTest):
                 shown.click(PARTICIPATE)
                 shown.click(OK)
                 self.assertTrue(shown.gone())
+        self.assertEqual(name, "Helfen Sie mit, das Programm besser zu machen")
         self.assertEqual(texts[OK], "Fertig")
         self.assertEqual(texts[PARTICIPATE], "Ja, ich mache mit.")
         self.assertEqual(texts[DECLINE], "Nein, danke.")

@@ -118,7 +118,7 @@ std::string Window() {
   std::ostringstream text;
   text << '{' << Common(dialog, area) << ",\"client\":" << Rectangle(client)
        << ",\"opacity\":" << int{opacity} << ",\"flags\":" << flags << ",\"key\":" << key
-       << ",\"focus\":" << GetDlgCtrlID(thread.hwndFocus) << '}';
+       << ",\"text\":" << TextOf(dialog) << ",\"focus\":" << GetDlgCtrlID(thread.hwndFocus) << '}';
   return text.str();
 }
 
