@@ -23,6 +23,7 @@ class DisabledWindow {
 BEGIN_MESSAGE_MAP(CDialogEx, CWnd)
 ON_COMMAND(IDOK, &CDialogEx::OnOK)
 ON_COMMAND(IDCANCEL, &CDialogEx::OnCancel)
+ON_WM_DESTROY()
 END_MESSAGE_MAP()
 
 INT_PTR CDialogEx::DoModal() {
@@ -42,6 +43,7 @@ INT_PTR CDialogEx::DoModal() {
       ::DestroyWindow(window);
     }
   }
+  running_ = false;
   // Only now: the system activates the owner in the dialog's place if the owner takes input.
   DestroyWindow();
   return result_;
@@ -103,6 +105,12 @@ void CDialogEx::OnOK() {
 
 void CDialogEx::OnCancel() {
   EndDialog(IDCANCEL);
+}
+
+void CDialogEx::OnDestroy() {
+  CWnd::OnDestroy();
+  // Somebody else destroys the window. Wakes the loop, which may be waiting for a message.
+  if (running_) PostMessageW(nullptr /* the thread */, WM_NULL, 0, 0);
 }
 
 void CDialogEx::UpdateData(BOOL saveAndValidate) {

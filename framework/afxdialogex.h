@@ -27,6 +27,8 @@ class CDialogEx : public CWnd {
   /// Exchanges between controls and members; see `CDataExchange`.
   void UpdateData(BOOL saveAndValidate = TRUE);
 
+  afx_msg void OnDestroy();
+
  private:
   static INT_PTR CALLBACK DialogProcedure(HWND, UINT, WPARAM, LPARAM);
 
