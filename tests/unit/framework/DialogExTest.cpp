@@ -198,14 +198,11 @@ TEST_F(DialogEx, AnswersMinusOneWhenItsOwnerIsDestroyed) {
   EXPECT_FALSE(IsWindow(dialog.window));
 }
 
-TEST_F(DialogEx, EndsAtOnceWhenAnotherThreadsMessageEndsIt) {
-  // Such a message is handled while the loop waits for one of the queue.
+/// Sends the dialog a message from another thread, which is handled while the loop waits for one of
+/// the queue. Answers with the dialog's result. Without a timer that would wake the loop.
+INT_PTR RunWithAMessageFromElsewhere(RecordingDialog& dialog) {
   const Deadline deadline;
-  RecordingDialog dialog(IDD_EMPTY);
   std::jthread sender;
-  dialog.onPosted = [&dialog] {
-    if (dialog.IsWindowVisible()) dialog.EndDialog(45);
-  };
   dialog.onInit = [&] {
     sender = std::jthread([window = dialog.m_hWnd](const std::stop_token& stop) {
       while (!IsWindowVisible(window) && !stop.stop_requested()) Sleep(10);
@@ -214,7 +211,28 @@ TEST_F(DialogEx, EndsAtOnceWhenAnotherThreadsMessageEndsIt) {
       SendMessageW(window, PostedMessage, 0, 0);
     });
   };
-  EXPECT_EQ(dialog.DoModal(), 45);
+  return dialog.DoModal();
+}
+
+TEST_F(DialogEx, EndsAtOnceWhenAnotherThreadsMessageEndsIt) {
+  RecordingDialog dialog(IDD_EMPTY);
+  dialog.onPosted = [&dialog] { dialog.EndDialog(45); };
+  EXPECT_EQ(RunWithAMessageFromElsewhere(dialog), 45);
+}
+
+TEST_F(DialogEx, EndsAtOnceWhenAnotherThreadsMessageDestroysItsWindow) {
+  RecordingDialog dialog(IDD_EMPTY);
+  dialog.onPosted = [&dialog] { DestroyWindow(dialog.m_hWnd); };
+  EXPECT_EQ(RunWithAMessageFromElsewhere(dialog), -1);
+}
+
+TEST_F(DialogEx, LeavesNothingInTheQueue) {
+  RunModal(dialog_, [&](HWND) { dialog_.EndDialog(1); });
+  RunModal(dialog_, [](HWND) { PostQuitMessage(0); });
+  MSG message = {};
+  ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
+  EXPECT_EQ(message.message, UINT{WM_QUIT});
+  EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE)) << message.message;
 }
 
 TEST_F(DialogEx, HandlesNothingMoreOnceItHasEnded) {
