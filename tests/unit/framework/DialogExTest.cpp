@@ -420,7 +420,10 @@ TEST_F(DialogEx, ThatHidesItselfIsNotShownAgain) {
   EXPECT_EQ(RunModal(dialog_,
                      [&](HWND window) {
                        dialog_.ShowWindow(SW_HIDE);
-                       PostMessageW(window, PostedMessage, 0, 0);
+                       // Later, so that the loop is idle in between.
+                       SetTimer(window, 1, 100, [](HWND hidden, UINT, UINT_PTR, DWORD) {
+                         PostMessageW(hidden, PostedMessage, 0, 0);
+                       });
                      }),
             49);
   EXPECT_EQ(Count(dialog_.calls, "shown"), 1U);

@@ -13,6 +13,7 @@ namespace {
 class WatchedToolTip : public CToolTipCtrl {
  public:
   bool refuses = false;
+  UINT size = 0;
   MSG relayed = {};
   int relays = 0;
 
@@ -20,7 +21,10 @@ class WatchedToolTip : public CToolTipCtrl {
   DECLARE_MESSAGE_MAP()
 
  private:
-  LRESULT OnAdd(WPARAM, LPARAM) { return refuses ? FALSE : Default(); }
+  LRESULT OnAdd(WPARAM, LPARAM tool) {
+    size = reinterpret_cast<TTTOOLINFOW*>(tool)->cbSize;
+    return refuses ? FALSE : Default();
+  }
   LRESULT OnRelay(WPARAM, LPARAM message) {
     ++relays;
     relayed = *reinterpret_cast<MSG*>(message);
@@ -98,6 +102,11 @@ TEST_F(ToolTip, KeepsATextOfItsOwn) {
   std::wstring stored;
   Stored(0, &stored);
   EXPECT_EQ(stored, L"Short-lived");
+}
+
+TEST_F(ToolTip, GetsTheRecordThatEveryVersionTakes) {
+  EXPECT_TRUE(tip_.AddTool(&tool_, L"One"));
+  EXPECT_EQ(tip_.size, UINT{TTTOOLINFOW_V1_SIZE});
 }
 
 TEST_F(ToolTip, GetsSeveralTools) {
