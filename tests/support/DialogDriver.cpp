@@ -2,43 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <map>
+
+#include "tests/support/Deadline.h"
 
 namespace {
 
 constexpr UINT TickMilliseconds = 10;
 constexpr ULONGLONG LimitMilliseconds = 20'000;
-constexpr DWORD WatchdogMilliseconds = 30'000;
 constexpr int NeverEnded = -20'000;
-
-/// Ends the program when it lives longer than the driver's own limit can explain: the dialog's loop
-/// does not run then, or does not end.
-class Watchdog {
- public:
-  Watchdog() { EXPECT_NE(thread_, nullptr) << GetLastError(); }
-  ~Watchdog() {
-    SetEvent(over_);
-    WaitForSingleObject(thread_, INFINITE);
-    CloseHandle(thread_);
-    CloseHandle(over_);
-  }
-  Watchdog(const Watchdog&) = delete;
-  Watchdog& operator=(const Watchdog&) = delete;
-
- private:
-  static DWORD WINAPI Watch(void* over) {
-    if (WaitForSingleObject(over, WatchdogMilliseconds) == WAIT_TIMEOUT) {
-      std::fputs("a dialog does not end\n", stderr);
-      std::abort();
-    }
-    return 0;
-  }
-
-  HANDLE over_ = CreateEventW(nullptr, TRUE /* manual */, FALSE /* not set */, nullptr);
-  HANDLE thread_ = CreateThread(nullptr, 0 /* stack as usual */, &Watch, over_, 0, nullptr);
-};
 
 /// Drives one dialog by a timer of the thread, whose messages every loop of the thread dispatches.
 class DialogDriver {
@@ -98,7 +70,7 @@ class DialogDriver {
 }  // namespace
 
 INT_PTR RunModalSteps(CDialogEx& dialog, std::vector<DialogStep> steps) {
-  const Watchdog watchdog;
+  const Deadline deadline;
   const DialogDriver driver(dialog, std::move(steps));
   const INT_PTR result = dialog.DoModal();
   EXPECT_EQ(driver.StepsLeft(), 0U) << "the dialog ended too early, with " << result;

@@ -4,12 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
-#include <condition_variable>
-#include <cstdio>
-#include <cstdlib>
 #include <iterator>
-#include <mutex>
 
 namespace {
 
@@ -48,18 +43,6 @@ size_t DeclaredLength(std::string_view head) {
 }
 
 }  // namespace
-
-Deadline::Deadline()
-    : watcher_([](const std::stop_token& stop) {
-        std::mutex mutex;
-        std::condition_variable_any end;
-        std::unique_lock lock(mutex);
-        end.wait_for(lock, stop, std::chrono::seconds(30), [] { return false; });
-        if (!stop.stop_requested()) {
-          std::fputs("a test has run into its deadline\n", stderr);
-          std::abort();
-        }
-      }) {}
 
 Winsock::Winsock() {
   WSADATA data;

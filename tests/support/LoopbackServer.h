@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/Handles.h"
+#include "tests/support/Deadline.h"
 
 #include <winsock2.h>
 
@@ -17,16 +18,6 @@ struct SocketTraits {
   static void Close(Handle handle) { closesocket(handle); }
 };
 using SocketHandle = UniqueHandle<SocketTraits>;
-
-/// Ends the program with a message when it lives longer than half a minute: what waits without a
-/// time-out fails then, instead of hanging.
-class Deadline {
- public:
-  Deadline();
-
- private:
-  std::jthread watcher_;
-};
 
 /// Holds Winsock loaded.
 class Winsock {

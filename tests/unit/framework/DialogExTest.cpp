@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "framework/afxdialogex.h"
+#include "tests/support/Deadline.h"
 #include "tests/support/DialogDriver.h"
-#include "tests/support/LoopbackServer.h"
 #include "tests/support/PlainWindow.h"
 #include "tests/support/TestProcess.h"
 #include "tests/unit/framework/dialogs.h"

@@ -9,7 +9,7 @@
 #include <new>
 #include <thread>
 
-#include "tests/support/LoopbackServer.h"
+#include "tests/support/Deadline.h"
 
 namespace {
 

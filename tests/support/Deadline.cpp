@@ -1,0 +1,35 @@
+#include "tests/support/Deadline.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+constexpr DWORD LimitMilliseconds = 30'000;
+
+// An event of the system's: with a stop token and a condition variable, an end in the moment of the
+// thread's start was sometimes never seen.
+DWORD WINAPI Watch(void* over) {
+  if (WaitForSingleObject(over, LimitMilliseconds) == WAIT_TIMEOUT) {
+    std::fputs("a test has run into its deadline\n", stderr);
+    std::abort();
+  }
+  return 0;
+}
+
+}  // namespace
+
+Deadline::Deadline()
+    : over_(CreateEventW(nullptr, TRUE /* manual */, FALSE /* not set */, nullptr)),
+      thread_(CreateThread(nullptr, 0 /* stack as usual */, &Watch, over_, 0, nullptr)) {
+  EXPECT_NE(thread_, nullptr) << GetLastError();
+}
+
+Deadline::~Deadline() {
+  SetEvent(over_);
+  WaitForSingleObject(thread_, INFINITE);
+  CloseHandle(thread_);
+  CloseHandle(over_);
+}
