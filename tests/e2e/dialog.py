@@ -5,6 +5,7 @@ from __future__ import annotations
 
 import json
 import os
+import select
 import shutil
 import subprocess
 import time
@@ -31,6 +32,7 @@ SILENCE = 1009
 
 APPEARS_WITHIN = 20_000
 GOES_WITHIN = 10_000
+ANSWERS_WITHIN = 120.0
 
 Area = tuple[int, int, int, int]
 
@@ -52,7 +54,9 @@ class Driver:
         assert self._process.stdin is not None and self._process.stdout is not None
         self._process.stdin.write((" ".join(map(str, words)) + "\n").encode("utf-8"))
         self._process.stdin.flush()
-        line = self._process.stdout.readline()
+        # A dialog that hangs must not hang the tests.
+        ready, _, _ = select.select([self._process.stdout], [], [], ANSWERS_WITHIN)
+        line = self._process.stdout.readline() if ready else b""
         if not line:
             raise AssertionError(f"no answer to {words}")
         return json.loads(line)
@@ -69,6 +73,7 @@ class Driver:
 class Control:
     """What can be seen of a control; its area is in pixels of the dialog."""
 
+    number: int
     kind: str
     text: str
     checked: bool
@@ -79,18 +84,44 @@ class Control:
     area: Area
 
 
+def as_control(answer: dict[str, Any]) -> Control:
+    """What the driver says of a control."""
+    return Control(
+        number=answer["id"],
+        kind=answer["class"],
+        text=answer["text"],
+        checked=answer["checked"] == 1,
+        visible=answer["visible"],
+        enabled=answer["enabled"],
+        style=answer["style"],
+        exstyle=answer["exstyle"],
+        area=tuple(answer["area"]),
+    )
+
+
 class Dialog:
     """A run of the program that shows the dialog; ends it with the `with` block."""
 
     def __init__(
-        self, driver: Driver, *args: str, program: Path = harness.PROGRAM, appears: int = APPEARS_WITHIN
+        self,
+        driver: Driver,
+        *args: str,
+        program: Path = harness.PROGRAM,
+        appears: int = APPEARS_WITHIN,
+        focus: bool = True,
     ) -> None:
         self._driver = driver
+        if driver.ask("wait", 0):
+            raise AssertionError("another dialog is on the screen")
         self._process = harness.launch(program, *args, display=True)
-        if not driver.ask("wait", appears):
-            self._process.kill()
-            self._process.wait()
-            raise AssertionError(f"no dialog within {appears} ms of {args}")
+        try:
+            if not driver.ask("wait", appears):
+                raise AssertionError(f"no dialog within {appears} ms of {args}")
+            if focus:
+                self._await_focus()
+        except BaseException:
+            self.kill()
+            raise
 
     def __enter__(self) -> Dialog:
         return self
@@ -101,15 +132,21 @@ class Dialog:
         error: BaseException | None,
         traceback: TracebackType | None,
     ) -> None:
-        if self._process.poll() is None and error is not None:
-            self._process.kill()
+        if error is not None:
+            self.kill()
         self.ended()
+
+    def kill(self) -> None:
+        """Ends the program; the next test must not meet its dialog."""
+        self._process.kill()
+        self._process.wait()
+        self._driver.ask("gone", GOES_WITHIN)
 
     def ended(self) -> int:
         """Waits for the program; its exit code."""
         return harness.wait(self._process, 30)
 
-    def await_focus(self) -> None:
+    def _await_focus(self) -> None:
         """Waits until the screen sends its keys to the dialog, some time after it is visible."""
         deadline = time.monotonic() + 10
         while time.monotonic() < deadline:
@@ -135,18 +172,7 @@ class Dialog:
     def control(self, number: int) -> Control | None:
         """A control, or none when there is no such control."""
         answer = self._driver.ask("control", number)
-        if answer is None:
-            return None
-        return Control(
-            kind=answer["class"],
-            text=answer["text"],
-            checked=answer["checked"] == 1,
-            visible=answer["visible"],
-            enabled=answer["enabled"],
-            style=answer["style"],
-            exstyle=answer["exstyle"],
-            area=tuple(answer["area"]),
-        )
+        return None if answer is None else as_control(answer)
 
     def is_checked(self, number: int) -> bool:
         """Whether a button that must be there is checked."""
@@ -159,9 +185,9 @@ class Dialog:
         number: int = self.window()["focus"]
         return number
 
-    def controls(self) -> list[int]:
-        """The controls in the order of the Tab key; one without a number is -1."""
-        return [number if number != 0xFFFF else -1 for number in self._driver.ask("controls")]
+    def controls(self) -> list[Control]:
+        """All controls in the order of the Tab key."""
+        return [as_control(answer) for answer in self._driver.ask("controls")]
 
     def click(self, number: int) -> None:
         """Clicks a button as assistive tools do."""
@@ -244,22 +270,51 @@ def click_at(left: int, top: int) -> None:
     time.sleep(0.2)
 
 
-class Screenshot:
-    """The pixels of a rectangle of the screen."""
+class Pixels:
+    """An image, 3 bytes a pixel."""
 
-    def __init__(self, area: Area) -> None:
-        left, top, self.width, self.height = area
-        self.pixels = subprocess.run(
-            ["import", "-window", "root", "-crop", f"{self.width}x{self.height}+{left}+{top}",
-             "-depth", "8", "rgb:-"],
-            env=harness.wine_environment(display=True), check=True, stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE, timeout=30,
-        ).stdout
+    def __init__(self, pixels_: bytes, width: int) -> None:
+        self.pixels = pixels_
+        self.width = width
 
     def at(self, left: int, top: int) -> tuple[int, int, int]:
         """One pixel's red, green and blue."""
         offset = (top * self.width + left) * 3
         return self.pixels[offset], self.pixels[offset + 1], self.pixels[offset + 2]
+
+    def part(self, area: Area) -> bytes:
+        """The bytes of a rectangle."""
+        left, top, width, height = area
+        starts = ((row * self.width + left) * 3 for row in range(top, top + height))
+        return b"".join(self.pixels[start : start + width * 3] for start in starts)
+
+
+class Screenshot(Pixels):
+    """A rectangle of the screen."""
+
+    def __init__(self, area: Area) -> None:
+        left, top, width, height = area
+        super().__init__(
+            image_bytes("import", "-window", "root", "-crop", f"{width}x{height}+{left}+{top}"),
+            width,
+        )
+
+
+class Picture(Pixels):
+    """An image in a file, of the width of the dialog."""
+
+    def __init__(self, path: Path) -> None:
+        super().__init__(image_bytes("convert", str(path)), 753)
+        if len(self.pixels) != 753 * 445 * 3:
+            raise AssertionError(f"{path} has {len(self.pixels) // 3} pixels")
+
+
+def image_bytes(*command: str) -> bytes:
+    """What a command of ImageMagick gives, 3 bytes a pixel."""
+    return subprocess.run(
+        [*command, "-depth", "8", "rgb:-"], env=harness.wine_environment(display=True), check=True,
+        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=30,
+    ).stdout
 
 
 def run_tool(name: str, *args: str) -> int:

@@ -1,13 +1,14 @@
 // Drives the consent dialog of another process through its window, as assistive tools do. Reads a
 // command per line from its standard input and answers each with a line of JSON:
 //
-//   wait MILLISECONDS        whether a dialog is visible by then; the others speak of that one
+//   wait MILLISECONDS        whether a dialog is visible by then; the others speak of that one. A
+//                            dialog that does not answer for ten seconds ends this program
 //   gone MILLISECONDS        whether it is gone by then
 //   opacities MILLISECONDS   the dialog's opacities, each as it changes, until none has changed for
 //                            so long
 //   window                   what can be seen of it
 //   control ID               what can be seen of one of its controls, or null
-//   controls                 the controls' numbers in the order of the Tab key
+//   controls                 the same of all its controls, in the order of the Tab key
 //   click ID                 as the mouse or the space bar does
 //   text ID TEXT             replaces a control's text (UTF-8, up to the end of the line)
 //   command ID               the notification that a click on the button ID sends
@@ -20,6 +21,7 @@
 #include <io.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -30,7 +32,20 @@ namespace {
 constexpr DWORD PollMilliseconds = 5;
 constexpr size_t TextLimit = 40'000;
 
+constexpr UINT AnswerMilliseconds = 10'000;
+
 HWND dialog = nullptr;
+
+/// Sends a message to a window of another process, which may hang.
+LRESULT Send(HWND window, UINT message, WPARAM first = 0, LPARAM second = 0) {
+  DWORD_PTR result = 0;
+  if (!SendMessageTimeoutW(window, message, first, second, SMTO_ABORTIFHUNG, AnswerMilliseconds,
+                           &result) &&
+      GetLastError() == ERROR_TIMEOUT) {
+    std::exit(1);
+  }
+  return static_cast<LRESULT>(result);
+}
 
 std::wstring FromUtf8(const std::string& text) {
   const int size = static_cast<int>(text.size());
@@ -99,7 +114,7 @@ std::string Common(HWND window, const RECT& area) {
 std::string TextOf(HWND window) {
   std::wstring text(TextLimit, L'\0');
   text.resize(static_cast<size_t>(
-      SendMessageW(window, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()))));
+      Send(window, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()))));
   return Quoted(text);
 }
 
@@ -122,16 +137,16 @@ std::string Window() {
   return text.str();
 }
 
-std::string Control(int id) {
-  const HWND control = GetDlgItem(dialog, id);
+std::string Control(HWND control) {
   if (control == nullptr) return "null";
   wchar_t name[64];
   GetClassNameW(control, name, ARRAYSIZE(name));
   RECT area;
   GetWindowRect(control, &area);
   MapWindowPoints(nullptr /* the screen */, dialog, reinterpret_cast<POINT*>(&area), 2);
-  return "{\"class\":" + Quoted(name) + ",\"text\":" + TextOf(control) +
-         ",\"checked\":" + std::to_string(SendMessageW(control, BM_GETCHECK, 0, 0)) + ',' +
+  return "{\"id\":" + std::to_string(static_cast<SHORT>(GetDlgCtrlID(control))) +
+         ",\"class\":" + Quoted(name) + ",\"text\":" + TextOf(control) +
+         ",\"checked\":" + std::to_string(Send(control, BM_GETCHECK)) + ',' +
          Common(control, area) + '}';
 }
 
@@ -139,7 +154,7 @@ std::string Controls() {
   std::string list;
   for (HWND control = GetWindow(dialog, GW_CHILD); control != nullptr;
        control = GetWindow(control, GW_HWNDNEXT)) {
-    list += (list.empty() ? "" : ",") + std::to_string(GetDlgCtrlID(control));
+    list += (list.empty() ? "" : ",") + Control(control);
   }
   return '[' + list + ']';
 }
@@ -172,10 +187,10 @@ std::string Answer(std::istream& arguments) {
   if (command == "wait") return Wait(static_cast<DWORD>(number), true);
   if (command == "gone") return Wait(static_cast<DWORD>(number), false);
   if (command == "opacities") return Opacities(static_cast<DWORD>(number));
-  if (command == "control") return Control(number);
+  if (command == "control") return Control(control);
   if (command == "click") return Bool(PostMessageW(control, BM_CLICK, 0, 0));
   if (command == "timer") {
-    SendMessageW(dialog, WM_TIMER, static_cast<WPARAM>(number), 0);
+    Send(dialog, WM_TIMER, static_cast<WPARAM>(number), 0);
     return Bool(true);
   }
   if (command == "command") {
@@ -186,13 +201,13 @@ std::string Answer(std::istream& arguments) {
     arguments.get();
     std::string text;
     std::getline(arguments, text);
-    return Bool(SendMessageW(control, WM_SETTEXT, 0,
-                             reinterpret_cast<LPARAM>(FromUtf8(text).c_str())) != 0);
+    return Bool(Send(control, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(FromUtf8(text).c_str())) !=
+                0);
   }
   if (command == "hit") {
     int top = 0;
     arguments >> top;
-    return std::to_string(SendMessageW(dialog, WM_NCHITTEST, 0, MAKELPARAM(number, top)));
+    return std::to_string(Send(dialog, WM_NCHITTEST, 0, MAKELPARAM(number, top)));
   }
   return "\"no such command\"";
 }

@@ -3,6 +3,8 @@ pelto_tests(ui
   EDGES HyperlinkStaticTest.cpp PeltoDialogTest.cpp)
 if(WIN32)
   target_sources(ui_tests PRIVATE "${PROJECT_SOURCE_DIR}/ui/PeltoDialog.rc")
+  set_source_files_properties("${PROJECT_SOURCE_DIR}/ui/PeltoDialog.rc" PROPERTIES
+    OBJECT_DEPENDS "${PELTO_ARTWORK}")
   target_include_directories(ui_tests PRIVATE "${PROJECT_SOURCE_DIR}/ui")
   target_link_libraries(ui_tests PRIVATE gdiplus)
   add_dependencies(ui_tests bare_dialog localized_dialog)
