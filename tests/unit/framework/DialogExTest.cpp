@@ -132,6 +132,21 @@ TEST_F(DialogEx, HasNoWindowWhenItIsDone) {
   EXPECT_FALSE(IsWindow(dialog_.window));
 }
 
+TEST_F(DialogEx, LeavesItsDestructionToItsWindowsOwnProcedureToo) {
+  class Watching : public CDialogEx {
+   public:
+    using CDialogEx::CDialogEx;
+    int destroyed = 0;
+    LRESULT DefWindowProc(UINT message, WPARAM first, LPARAM second) override {
+      if (message == WM_DESTROY) ++destroyed;
+      return CDialogEx::DefWindowProc(message, first, second);
+    }
+  };
+  Watching dialog(IDD_FULL);
+  RunModal(dialog, [&](HWND) { dialog.EndDialog(1); });
+  EXPECT_EQ(dialog.destroyed, 1);
+}
+
 TEST_F(DialogEx, KeepsItsWindowUntilTheHandlerThatEndsItIsDone) {
   RunModal(dialog_, [&](HWND window) {
     dialog_.EndDialog(1);
@@ -431,6 +446,14 @@ TEST_F(DialogEx, ThatHidesItselfIsNotShownAgain) {
 }
 
 TEST_F(DialogEx, BecomesTheActiveWindow) {
+  RunModal(dialog_, [&](HWND window) {
+    EXPECT_EQ(GetActiveWindow(), window);
+    dialog_.EndDialog(1);
+  });
+}
+
+TEST_F(DialogEx, BecomesTheActiveWindowAlsoWhenNothingGetsTheFocus) {
+  dialog_.initResult = FALSE;
   RunModal(dialog_, [&](HWND window) {
     EXPECT_EQ(GetActiveWindow(), window);
     dialog_.EndDialog(1);
