@@ -179,17 +179,23 @@ TEST(MemoryContext, LeavesNoObjects) {
             Tolerated);
 }
 
-TEST(ClientContext, PaintsTheWindow) {
-  const PlainWindow plain(nullptr, {50, 60, 150, 110});
+TEST(ClientContext, PaintsWhatIsWithinTheFrame) {
+  const PlainWindow plain(nullptr, {50, 60, 250, 210});
   CWnd window;
   ASSERT_TRUE(window.SubclassWindow(plain));
+  window.ModifyStyle(0, WS_CAPTION);
+  SetWindowPos(plain, nullptr, 0, 0, 0, 0,
+               SWP_FRAMECHANGED | SWP_NOMOVE | SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
   window.ShowWindow(SW_SHOWNOACTIVATE);
+  POINT corner = {};
+  ClientToScreen(plain, &corner);
+  ASSERT_GT(corner.y, 60) << "no caption";
   const CClientDC dc(&window);
   EXPECT_EQ(WindowFromDC(dc), HWND{plain});
   POINT origin = {};
   EXPECT_TRUE(GetDCOrgEx(dc, &origin));
-  EXPECT_EQ(origin.x, 50);
-  EXPECT_EQ(origin.y, 60);
+  EXPECT_EQ(origin.x, corner.x);
+  EXPECT_EQ(origin.y, corner.y);
 }
 
 TEST(ClientContext, IsGivenBack) {
