@@ -352,6 +352,17 @@ TEST_F(DialogEx, TakesTypedCharacters) {
       });
 }
 
+TEST_F(DialogEx, LetsTheThreadsOtherWindowsTakeTypedCharactersToo) {
+  const PlainWindow other;
+  RunModal(
+      dialog_,
+      [&](HWND) { EXPECT_TRUE(PostMessageW(other, WM_KEYDOWN, 'A', 1)) << GetLastError(); },
+      [&](HWND) {
+        EXPECT_EQ(other.Received(WM_CHAR).size(), 1U);
+        dialog_.EndDialog(1);
+      });
+}
+
 TEST_F(DialogEx, MovesTheFocusOnTab) {
   RunModal(
       dialog_,

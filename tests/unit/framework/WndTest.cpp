@@ -979,6 +979,12 @@ TEST_F(GetWindowText, KeepsCharactersOutsideTheCodePage) {
   EXPECT_EQ(window_.GetWindowText(), L"\u00E4\u0416\u4E2D\U0001F600");
 }
 
+TEST_F(GetWindowText, IsNoLongerThanTheTextWhenTheLengthIsOnlyAnUpperBound) {
+  SetWindowTextW(plain_, L"abc");
+  plain_.answers[WM_GETTEXTLENGTH] = 10;
+  EXPECT_EQ(window_.GetWindowText(), L"abc");
+}
+
 TEST_F(GetWindowText, WithoutAWindowIsEmpty) {
   const CWnd none;
   EXPECT_EQ(none.GetWindowText(), L"");
