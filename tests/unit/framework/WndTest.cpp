@@ -884,6 +884,14 @@ TEST_F(ThrowingHandler, IsNoMatterWhenTheMessageCameFromTheQueue) {
   EXPECT_EQ(window_.calls, 2);
 }
 
+// Points.
+
+TEST(Point, EqualsOneWithBothItsCoordinates) {
+  EXPECT_TRUE(CPoint(3, -4) == CPoint(3, -4));
+  EXPECT_FALSE(CPoint(3, -4) == CPoint(3, 4));
+  EXPECT_FALSE(CPoint(3, -4) == CPoint(-3, -4));
+}
+
 // Style, text and visibility.
 
 class Attached : public testing::Test {
