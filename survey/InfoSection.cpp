@@ -35,8 +35,9 @@ InfoSection& InfoSection::NextRow() {
 
 void InfoSection::AddChild(std::unique_ptr<InfoSection>&& child) {
   if (!child || child->parent_ != nullptr) return;
-  child->parent_ = this;
+  InfoSection& added = *child;
   children_.push_back(std::move(child));
+  added.parent_ = this;
 }
 
 const InfoProperty* InfoSection::FirstProperty() {

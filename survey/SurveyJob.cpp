@@ -9,7 +9,8 @@
 
 namespace {
 
-/// COM on the calling thread, from here to the end of the scope.
+/// COM on the calling thread, from here to the end of the scope. Where it cannot be initialised,
+/// every query fails by itself, unless the thread has COM of another kind, which serves as well.
 class ComInitialisation {
  public:
   ComInitialisation() = default;
@@ -20,8 +21,6 @@ class ComInitialisation {
     if (isInitialised_) CoUninitialize();
   }
 
-  explicit operator bool() const { return isInitialised_; }
-
  private:
   bool isInitialised_ = SUCCEEDED(CoInitializeEx(nullptr /* reserved */, COINIT_MULTITHREADED));
 };
@@ -30,12 +29,8 @@ class ComInitialisation {
 
 int CollectSystemInformation(CReportStore& store) {
   const ComInitialisation com;
-  const WmiQuery ask = [&com](const wchar_t* space, const std::wstring& query,
-                              const wchar_t* properties, InfoSection* firstRow) {
-    return com ? RunWmiQuery(space, query, properties, firstRow) : 0;
-  };
   return CollectSystemInformation(
-      ask, store.AllSystemProperties(),
+      RunWmiQuery, store.AllSystemProperties(),
       [&store](const std::wstring& name, const std::wstring& category, const std::wstring& value) {
         store.SetSystemProperty(name, category, value);
       });

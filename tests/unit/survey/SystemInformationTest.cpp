@@ -509,4 +509,18 @@ TEST(CollectSystemInformation, ExceptionOfAQueryEscapesAndSetsNothing) {
   EXPECT_EQ(report.order, Lines{});
 }
 
+TEST(CollectSystemInformation, ExceptionOfTheReportLeavesWhatWasSet) {
+  ScriptedWmi wmi = PlainMachine();
+  Report report;
+  const SystemPropertySetter setter = report.Setter();
+  int calls = 0;
+  const SystemPropertySetter failing = [&](const std::wstring& name, const std::wstring& category,
+                                           const std::wstring& value) {
+    if (++calls == 3) throw std::bad_alloc();
+    setter(name, category, value);
+  };
+  EXPECT_THROW(CollectSystemInformation(wmi.Query(), report.properties, failing), std::bad_alloc);
+  EXPECT_EQ(report.order.size(), 2U);
+}
+
 }  // namespace

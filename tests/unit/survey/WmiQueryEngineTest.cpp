@@ -157,16 +157,6 @@ TEST_F(WmiQueryEngine, NullValueIsLeftOutAndDoesNotTakeTheOneBefore) {
   EXPECT_EQ(row[1].first, L"NumberOfCores");
 }
 
-TEST_F(WmiQueryEngine, ArrayIsLeftOut) {
-  const std::set<std::wstring> arrays =
-      NamesOfType(L"Win32_NetworkAdapterConfiguration", VT_ARRAY | VT_BSTR);
-  ASSERT_FALSE(arrays.empty()) << "the machine needs an array";
-  const std::wstring list = *arrays.begin() + L";Description";
-  const Row row = AskAll(L"Win32_NetworkAdapterConfiguration", list.c_str()).rows.at(0);
-  ASSERT_EQ(row.size(), 1U);
-  EXPECT_EQ(row[0].first, L"Description");
-}
-
 TEST_F(WmiQueryEngine, BooleanIsAWord) {
   EXPECT_EQ(AskAll(L"Win32_OperatingSystem", L"Primary").rows, (Rows{{{L"Primary", L"True"}}}));
   ASSERT_EQ(PlainObjects(L"Win32_ComputerSystem").at(0).at(L"HypervisorPresent").type, VT_BOOL);
