@@ -19,8 +19,7 @@
 /// - has an XML declaration in other than the plain form, in which the parser could find another
 ///   end or encoding,
 /// - has a numeric character reference with something else than digits in it ("&#x4g;"): the parser
-/// looks for its semicolon
-///   beyond any markup, so that it is not plain what nests what.
+///   looks for its semicolon beyond any markup, so that it is not plain what nests what.
 /// Whether the text is XML at all is the parser's to say.
 class ReportShape {
  public:
