@@ -50,25 +50,41 @@ duty() {
     'Example Designer' "$(windows_path "$build/windows/PELTOSender.exe")"
 }
 
-# Answers the dialog as assistive tools do, a screenshot before and after.
+# Answers the dialog as assistive tools do, and takes a screenshot before and after. Fails when there
+# is no dialog.
 answer_dialog() {
-  {
-    echo 'wait 20000'
-    sleep 1
-    import -window root -crop 755x447+263+177 +repage "$demo/dialog.png"
-    printf '%s\n' 'click 1001' 'text 1004 user@example.com'
-    sleep 1
-    import -window root -crop 755x447+263+177 +repage "$demo/dialog-answered.png"
-    printf '%s\n' 'click 1' 'gone 10000'
-  } | wine "$build/windows/tests/dialog_driver.exe" >"$logs/demo-dialog.log" 2>&1
+  local driver answer place
+  coproc driver {
+    timeout 60 wine "$build/windows/tests/dialog_driver.exe" 2>/dev/null
+  }
+  ask() {
+    echo "$1" >&"${driver[1]}"
+    read -r -t 30 answer <&"${driver[0]}"
+  }
+  shoot() {
+    # A moment for the screen.
+    sleep 0.5
+    import -window root -crop "$place" +repage "$demo/$1.png"
+  }
+  ask 'wait 20000' && [ "$answer" = true ] || return 1
+  ask window
+  place=${answer#*\"area\":[}
+  place=$(awk -F, '{ print $3 "x" $4 "+" $1 "+" $2 }' <<<"${place%%]*}")
+  shoot dialog
+  ask 'click 1001'
+  ask 'text 1004 user@example.com'
+  shoot dialog-answered
+  ask 'click 1'
+  ask 'gone 10000' && [ "$answer" = true ]
 }
 
 say 'PELTOSender dlg <data folder>: the dialog asks the user'
 if [ -n "$unattended" ]; then
   quietly demo-driver cmake --build --preset windows --target dialog_driver
-  answer_dialog &
-  run_program dlg "$(windows_path "$data")"
-  wait $!
+  run_program dlg "$(windows_path "$data")" &
+  dialog=$!
+  answer_dialog || kill "$dialog"
+  wait "$dialog"
   echo "    It looks so: ${demo#"$repo"/}/dialog.png; answered: dialog-answered.png"
 else
   echo '    Your answer, please: this demo is about users who take part.'
