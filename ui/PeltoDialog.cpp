@@ -99,7 +99,7 @@ void PeltoDialog::InitializeControls() {
   const HWND participate = GetDlgItem(m_hWnd, IDC_PARTICIPATE);
   if (participate != nullptr && GetDlgItem(m_hWnd, IDC_DECLINE) != nullptr) {
     // In the template the group of the two starts with the text above them, and an arrow key would
-    // give the focus to that text.
+    // give the focus to that text, under Wine at least.
     ModifyStyle(participate, 0, WS_GROUP);
     Check(PreselectsParticipation(settings_->ConsentState()) ? IDC_PARTICIPATE : IDC_DECLINE, true);
   }
