@@ -3,6 +3,7 @@ window and through the keyboard and the mouse of that screen."""
 
 from __future__ import annotations
 
+import ctypes
 import json
 import os
 import select
@@ -260,6 +261,38 @@ def key(*names: str) -> None:
     """Presses keys one after the other."""
     input_("key", "--delay", 60, *names)
     time.sleep(0.15)
+
+
+class _CursorImage(ctypes.Structure):
+    """XFixesCursorImage: the pointer's image as the screen shows it."""
+
+    _fields_ = [
+        ("left", ctypes.c_short), ("top", ctypes.c_short),
+        ("width", ctypes.c_ushort), ("height", ctypes.c_ushort),
+        ("hot_left", ctypes.c_ushort), ("hot_top", ctypes.c_ushort),
+        ("serial", ctypes.c_ulong), ("pixels", ctypes.POINTER(ctypes.c_ulong)),
+        ("name", ctypes.c_ulong), ("name_text", ctypes.c_char_p),
+    ]  # fmt: skip
+
+
+def pointer_image(left: int, top: int) -> tuple[int, int, tuple[int, ...]]:
+    """Width, height and pixels of the pointer after the mouse has moved to a point of the screen."""
+    # A control looks at the pointer from the second move over it on.
+    for step in (1, 0):
+        input_("mousemove", left + step, top)
+        time.sleep(0.2)
+    xlib = ctypes.CDLL("libX11.so.6")
+    fixes = ctypes.CDLL("libXfixes.so.3")
+    xlib.XOpenDisplay.restype = ctypes.c_void_p
+    fixes.XFixesGetCursorImage.restype = ctypes.POINTER(_CursorImage)
+    display = ctypes.c_void_p(xlib.XOpenDisplay(None))
+    assert display
+    try:
+        image = fixes.XFixesGetCursorImage(display).contents
+        size = image.width * image.height
+        return image.width, image.height, tuple(image.pixels[:size])
+    finally:
+        xlib.XCloseDisplay(display)
 
 
 def click_at(left: int, top: int) -> None:

@@ -30,6 +30,7 @@ from dialog import (
     input_,
     key,
     pixels,
+    pointer_image,
 )
 from harness import IDENTIFIER, Sandbox, windows_path
 
@@ -671,6 +672,23 @@ class Mouse(DialogTest):
             click_at(left + 1, top + 1)
             self.assert_opened(opened, [ADDRESS, ADDRESS])
             shown.close()
+
+    def test_the_hand_shows_on_the_links_text_only(self) -> None:
+        # The localized text is shorter than its control.
+        with dialog.program_copy(
+            ("localizer.dll", "LangExt.dll"), ("localized_dialog.dll", "Texts.dll")
+        ) as program, self.show(program) as shown:
+            left, top, width, height = shown.place(PRIVACY_POLICY)
+            arrow = pointer_image(left, top - 40)
+            on_text = pointer_image(left + 20, top + height // 2)
+            beside = pointer_image(left + width - 4, top + height // 2)
+            again = pointer_image(left + 2, top + 2)
+            below = pointer_image(left + 20, top + height + 4)
+            shown.close()
+        self.assertNotEqual(on_text, arrow)
+        self.assertEqual(beside, arrow)
+        self.assertEqual(again, on_text)
+        self.assertEqual(below, arrow)
 
     def test_the_localized_modules_address_is_opened(self) -> None:
         with dialog.link_handler("https") as opened, dialog.program_copy(
