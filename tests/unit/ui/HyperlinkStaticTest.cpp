@@ -2,60 +2,26 @@
 
 #include <commctrl.h>
 #include <gtest/gtest.h>
-#include <shellapi.h>
 
+#include <algorithm>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "tests/unit/ui/Recorders.h"
+
 /// The program's own entry of the call in its table of imports.
-extern "C" void* __imp_ShellExecuteW;
+extern "C" void* __imp_SendMessageW;
 
 namespace {
-
-struct Opening {
-  HWND window;
-  std::wstring verb;
-  std::wstring address;
-  bool withoutMore;
-  int show;
-};
-
-std::vector<Opening> openings;
-
-HINSTANCE WINAPI RecordOpening(HWND window, LPCWSTR verb, LPCWSTR file, LPCWSTR parameters,
-                               LPCWSTR folder, INT show) {
-  openings.push_back({window, verb, file, parameters == nullptr && folder == nullptr, show});
-  // As if nobody could open it.
-  return reinterpret_cast<HINSTANCE>(SE_ERR_NOASSOC);
-}
-
-/// Notes what this program asks the shell to open, and opens nothing.
-class ShellRecorder {
- public:
-  ShellRecorder() {
-    openings.clear();
-    Put(reinterpret_cast<void*>(&RecordOpening));
-  }
-  ~ShellRecorder() { Put(original_); }
-  ShellRecorder(const ShellRecorder&) = delete;
-  ShellRecorder& operator=(const ShellRecorder&) = delete;
-
- private:
-  static void Put(void* function) {
-    DWORD protection = 0;
-    EXPECT_TRUE(VirtualProtect(&__imp_ShellExecuteW, sizeof function, PAGE_READWRITE, &protection));
-    __imp_ShellExecuteW = function;
-    VirtualProtect(&__imp_ShellExecuteW, sizeof function, protection, &protection);
-  }
-
-  void* original_ = __imp_ShellExecuteW;
-};
 
 constexpr UINT LinkId = 7;
 constexpr UINT_PTR TooltipTimer = 100;
 constexpr COLORREF Blue = RGB(0, 0, 255);
 constexpr COLORREF White = RGB(255, 255, 255);
+constexpr COLORREF Red = RGB(255, 0, 0);
 
 /// Opens what a test may look at and switch on.
 class TestLink : public CHyperlinkStatic {
@@ -78,6 +44,42 @@ LRESULT CALLBACK ParentProcedure(HWND window, UINT message, WPARAM first, LPARAM
   return DefWindowProcW(window, message, first, second);
 }
 
+/// A message without what it means to its receiver.
+struct Message {
+  UINT message;
+  WPARAM first;
+  LPARAM second;
+  bool operator==(const Message&) const = default;
+};
+
+/// What got through to the control's own procedure.
+std::vector<Message> received;
+/// Called by that procedure.
+std::function<void(UINT message)> onReceived;
+WNDPROC staticProcedure = nullptr;
+
+LRESULT CALLBACK ControlProcedure(HWND window, UINT message, WPARAM first, LPARAM second) {
+  received.push_back({message, first, second});
+  if (onReceived) onReceived(message);
+  return CallWindowProcW(staticProcedure, window, message, first, second);
+}
+
+std::vector<Message> Received(UINT message) {
+  std::vector<Message> found;
+  for (const Message& one : received) {
+    if (one.message == message) found.push_back(one);
+  }
+  return found;
+}
+
+int FontCount() {
+  int count = 0;
+  for (UINT_PTR index = 1; index < 0x10000; ++index) {
+    count += GetObjectType(reinterpret_cast<HGDIOBJ>(index)) == OBJ_FONT;
+  }
+  return count;
+}
+
 /// A link in a window, which has a font of its own or none.
 class Hyperlink : public testing::Test {
  protected:
@@ -87,7 +89,10 @@ class Hyperlink : public testing::Test {
   static constexpr int Height = 60;
 
   void SetUp() override { Make(L"Privacy Policy", true); }
-  void TearDown() override { DestroyWindow(parent_); }
+  void TearDown() override {
+    onReceived = nullptr;
+    DestroyWindow(parent_);
+  }
 
   void Make(const std::wstring& text, bool withFont) {
     DestroyWindow(parent_);
@@ -107,15 +112,20 @@ class Hyperlink : public testing::Test {
         CreateWindowExW(0, L"STATIC", text.c_str(), WS_CHILD | WS_VISIBLE, Left, Top, Width, Height,
                         parent_, reinterpret_cast<HMENU>(UINT_PTR{LinkId}), nullptr, nullptr);
     ASSERT_NE(control_, nullptr) << GetLastError();
+    staticProcedure = reinterpret_cast<WNDPROC>(
+        SetWindowLongPtrW(control_, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&ControlProcedure)));
     ASSERT_TRUE(link_->SubclassWindow(control_));
+    received.clear();
     SetCursor(nullptr);
   }
 
-  /// Lets the link draw on a white ground, which it leaves to its parent.
-  void Paint() {
+  /// Lets the link draw on a ground of one color, which it leaves to its parent.
+  void Paint(COLORREF ground = White) {
     const HDC dc = GetDC(control_);
     const RECT area = {0, 0, Width, Height};
-    FillRect(dc, &area, static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH)));
+    const HBRUSH brush = CreateSolidBrush(ground);
+    FillRect(dc, &area, brush);
+    DeleteObject(brush);
     ReleaseDC(control_, dc);
     InvalidateRect(control_, nullptr, TRUE);
     UpdateWindow(control_);
@@ -159,7 +169,23 @@ class Hyperlink : public testing::Test {
     return count;
   }
 
-  ShellRecorder recorder_;
+  /// The first and the last column in which the control draws; (Width, -1) without any.
+  std::pair<int, int> BlueColumns() const {
+    const HDC dc = GetDC(control_);
+    std::pair<int, int> columns(Width, -1);
+    for (int x = 0; x < Width; ++x) {
+      for (int y = 0; y < Height; ++y) {
+        if (GetPixel(dc, x, y) != Blue) continue;
+        columns = {std::min(columns.first, x), x};
+        break;
+      }
+    }
+    ReleaseDC(control_, dc);
+    return columns;
+  }
+
+  ShellRecorder shell_;
+  TimerRecorder timers_;
   HCURSOR hand_ = LoadCursorW(nullptr, IDC_HAND);
   HCURSOR arrow_ = LoadCursorW(nullptr, IDC_ARROW);
   std::unique_ptr<HFONT, FontDeleter> font_;
@@ -182,6 +208,54 @@ TEST_F(Hyperlink, DrawsItsTextInBlueOnTheParentsGround) {
 TEST_F(Hyperlink, DrawsAtTheTopAndNotInTheMiddle) {
   Paint();
   EXPECT_EQ(Count(White, Extent(L"Privacy Policy").cy), Width * (Height - Extent(L"x").cy));
+}
+
+TEST_F(Hyperlink, LetsEveryGroundShowBehindItsText) {
+  Paint(Red);
+  EXPECT_GT(Count(Blue), 100);
+  EXPECT_EQ(Count(White), 0);
+  EXPECT_GT(Count(Red), Width * Height / 2);
+}
+
+TEST_F(Hyperlink, DrawsFromTheLeftEdge) {
+  Paint();
+  const auto [first, last] = BlueColumns();
+  EXPECT_LE(first, 1);
+  const int width = Extent(L"Privacy Policy").cx;
+  EXPECT_LT(last, width);
+  EXPECT_GE(last, width - 2);
+}
+
+TEST_F(Hyperlink, BreaksItsLinesWhereTheTextDoes) {
+  Make(L"Privacy\nPolicy", true);
+  Paint();
+  const SIZE first = Extent(L"Privacy");
+  EXPECT_GT(Count(Blue, 0, first.cy), 50);
+  EXPECT_GT(Count(Blue, first.cy, 2 * first.cy), 20);
+  EXPECT_LT(BlueColumns().second, first.cx);
+}
+
+TEST_F(Hyperlink, DrawsALineThatIsTooLongInOne) {
+  Make(L"Privacy Policy, Privacy Policy, Privacy Policy, Privacy Policy", true);
+  Paint();
+  const SIZE extent = Extent(L"Privacy Policy, Privacy Policy, Privacy Policy, Privacy Policy");
+  ASSERT_GT(extent.cx, Width);
+  EXPECT_EQ(Count(Blue, extent.cy), 0);
+}
+
+TEST_F(Hyperlink, TakesAnAmpersandForAPrefixWhenItDraws) {
+  const int plain = Extent(L"Privacy Policy").cx;
+  const int whole = Extent(L"Privacy &Policy").cx;
+  ASSERT_GT(whole, plain + 5);
+  Make(L"Privacy &Policy", true);
+  Paint();
+  const int last = BlueColumns().second;
+  EXPECT_LT(last, plain);
+  EXPECT_GE(last, plain - 2);
+  // It is measured as any other character.
+  MoveMouse(2, 2);
+  EXPECT_EQ(CursorAfterMove(whole - 1, 2), hand_);
+  EXPECT_EQ(CursorAfterMove(whole, 2), arrow_);
 }
 
 TEST_F(Hyperlink, UnderlinesItsText) {
@@ -267,20 +341,13 @@ TEST_F(Hyperlink, AsksToBeToldWhenTheMouseLeaves) {
 }
 
 TEST_F(Hyperlink, FreesItsFontWithItsWindow) {
-  const auto fonts = [] {
-    int count = 0;
-    for (UINT_PTR index = 1; index < 0x10000; ++index) {
-      count += GetObjectType(reinterpret_cast<HGDIOBJ>(index)) == OBJ_FONT;
-    }
-    return count;
-  };
-  const int before = fonts();
+  const int before = FontCount();
   Paint();
-  ASSERT_EQ(fonts(), before + 1) << "made on the first paint";
+  ASSERT_EQ(FontCount(), before + 1) << "made on the first paint";
   Paint();
-  EXPECT_EQ(fonts(), before + 1) << "and once only";
+  EXPECT_EQ(FontCount(), before + 1) << "and once only";
   DestroyWindow(control_);
-  EXPECT_EQ(fonts(), before);
+  EXPECT_EQ(FontCount(), before);
   EXPECT_EQ(link_->m_hWnd, nullptr);
 }
 
@@ -294,12 +361,13 @@ TEST_F(Hyperlink, OpensItsAddressOnAClickOnTheText) {
   link_->SetAddress(L"https://www.quintar.example/privacy?language=en#top");
   Paint();
   ClickAt(3, 3);
-  ASSERT_EQ(openings.size(), 1U);
-  EXPECT_EQ(openings[0].window, control_);
-  EXPECT_EQ(openings[0].verb, L"open");
-  EXPECT_EQ(openings[0].address, L"https://www.quintar.example/privacy?language=en#top");
-  EXPECT_TRUE(openings[0].withoutMore);
-  EXPECT_EQ(openings[0].show, SW_SHOWNORMAL);
+  ASSERT_EQ(ShellRecorder::openings.size(), 1U);
+  EXPECT_EQ(ShellRecorder::openings[0].window, control_);
+  EXPECT_EQ(ShellRecorder::openings[0].verb, L"open");
+  EXPECT_EQ(ShellRecorder::openings[0].address,
+            L"https://www.quintar.example/privacy?language=en#top");
+  EXPECT_TRUE(ShellRecorder::openings[0].withoutMore);
+  EXPECT_EQ(ShellRecorder::openings[0].show, SW_SHOWNORMAL);
 }
 
 TEST_F(Hyperlink, OpensTheAddressThatWasSetLast) {
@@ -308,16 +376,16 @@ TEST_F(Hyperlink, OpensTheAddressThatWasSetLast) {
   link_->SetAddress(L"https://two.example/");
   ClickAt(3, 3);
   ClickAt(3, 3);
-  ASSERT_EQ(openings.size(), 2U);
-  EXPECT_EQ(openings[0].address, L"https://two.example/");
-  EXPECT_EQ(openings[1].address, L"https://two.example/");
+  ASSERT_EQ(ShellRecorder::openings.size(), 2U);
+  EXPECT_EQ(ShellRecorder::openings[0].address, L"https://two.example/");
+  EXPECT_EQ(ShellRecorder::openings[1].address, L"https://two.example/");
 }
 
 TEST_F(Hyperlink, AsksForAnEmptyAddressToo) {
   Paint();
   ClickAt(3, 3);
-  ASSERT_EQ(openings.size(), 1U);
-  EXPECT_EQ(openings[0].address, L"");
+  ASSERT_EQ(ShellRecorder::openings.size(), 1U);
+  EXPECT_EQ(ShellRecorder::openings[0].address, L"");
 }
 
 TEST_F(Hyperlink, OpensNothingOnAClickBesideTheText) {
@@ -328,22 +396,22 @@ TEST_F(Hyperlink, OpensNothingOnAClickBesideTheText) {
   ClickAt(-1, 3);
   ClickAt(3, -1);
   ClickAt(Width - 1, Height - 1);
-  EXPECT_TRUE(openings.empty());
+  EXPECT_TRUE(ShellRecorder::openings.empty());
   ClickAt(extent.cx - 1, extent.cy - 1);
   ClickAt(0, 0);
-  EXPECT_EQ(openings.size(), 2U);
+  EXPECT_EQ(ShellRecorder::openings.size(), 2U);
 }
 
 TEST_F(Hyperlink, OpensNothingBeforeItsFirstPaint) {
   ClickAt(3, 3);
-  EXPECT_TRUE(openings.empty());
+  EXPECT_TRUE(ShellRecorder::openings.empty());
 }
 
 TEST_F(Hyperlink, OpensNothingWithoutAParentsFont) {
   Make(L"Privacy Policy", false);
   Paint();
   ClickAt(3, 3);
-  EXPECT_TRUE(openings.empty());
+  EXPECT_TRUE(ShellRecorder::openings.empty());
 }
 
 TEST_F(Hyperlink, GoesByTheTextThatItHadAtFirst) {
@@ -351,9 +419,9 @@ TEST_F(Hyperlink, GoesByTheTextThatItHadAtFirst) {
   Paint();
   SetWindowTextW(control_, L"A long text");
   ClickAt(Extent(L"x").cx, 3);
-  EXPECT_TRUE(openings.empty());
+  EXPECT_TRUE(ShellRecorder::openings.empty());
   ClickAt(0, 3);
-  EXPECT_EQ(openings.size(), 1U);
+  EXPECT_EQ(ShellRecorder::openings.size(), 1U);
 }
 
 TEST_F(Hyperlink, DoesNotTellItsParentOfTheClick) {
@@ -369,14 +437,86 @@ TEST_F(Hyperlink, WithAnEmptyTextIsNoLink) {
   Make(L"", true);
   Paint();
   ClickAt(0, 0);
-  EXPECT_TRUE(openings.empty());
+  EXPECT_TRUE(ShellRecorder::openings.empty());
   EXPECT_EQ(Count(Blue), 0);
+}
+
+// What it leaves to the control.
+
+TEST_F(Hyperlink, LeavesOtherTimersToTheControl) {
+  SendMessageW(control_, WM_TIMER, 5, 0);
+  EXPECT_EQ(received, (std::vector<Message>{{WM_TIMER, 5, 0}}));
+}
+
+TEST_F(Hyperlink, KeepsTheTimerOfItsTooltipFromTheControl) {
+  SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
+  EXPECT_EQ(received, std::vector<Message>{});
+}
+
+TEST_F(Hyperlink, LeavesEveryMouseMoveToTheControl) {
+  Paint();
+  received.clear();
+  SendMessageW(control_, WM_MOUSEMOVE, MK_SHIFT, MAKELPARAM(2, 3));
+  SendMessageW(control_, WM_MOUSEMOVE, MK_CONTROL, MAKELPARAM(Width - 1, 4));
+  EXPECT_EQ(Received(WM_MOUSEMOVE),
+            (std::vector<Message>{{WM_MOUSEMOVE, MK_SHIFT, MAKELPARAM(2, 3)},
+                                  {WM_MOUSEMOVE, MK_CONTROL, MAKELPARAM(Width - 1, 4)}}));
+}
+
+TEST_F(Hyperlink, KeepsEveryClickFromTheControl) {
+  Paint();
+  ClickAt(3, 3);
+  ClickAt(Width - 1, 3);
+  EXPECT_EQ(ShellRecorder::openings.size(), 1U);
+  EXPECT_EQ(Received(WM_LBUTTONDOWN), std::vector<Message>{});
+}
+
+TEST_F(Hyperlink, TellsTheControlOfItsEndBeforeItFreesItsFont) {
+  const int before = FontCount();
+  Paint();
+  int whenTold = -1;
+  onReceived = [&whenTold](UINT message) {
+    if (message == WM_DESTROY) whenTold = FontCount();
+  };
+  DestroyWindow(control_);
+  EXPECT_EQ(Received(WM_DESTROY).size(), 1U);
+  EXPECT_EQ(whenTold, before + 1);
+  EXPECT_EQ(FontCount(), before);
+}
+
+// The tooltip.
+
+/// A message that the link sends its tooltip.
+struct TooltipCall {
+  UINT message;
+  /// Of a tool.
+  UINT_PTR tool;
+  std::wstring text;
+  /// Of a message that is passed on.
+  MSG relayed;
+};
+
+std::vector<TooltipCall> tooltipCalls;
+WNDPROC tooltipProcedure = nullptr;
+
+LRESULT CALLBACK RecordTooltip(HWND window, UINT message, WPARAM first, LPARAM second) {
+  if (message == TTM_ADDTOOLW || message == TTM_DELTOOLW) {
+    const auto& info = *reinterpret_cast<const TTTOOLINFOW*>(second);
+    tooltipCalls.push_back({message, info.uId, message == TTM_ADDTOOLW ? info.lpszText : L"", {}});
+  } else if (message == TTM_RELAYEVENT) {
+    tooltipCalls.push_back({message, 0, L"", *reinterpret_cast<const MSG*>(second)});
+  }
+  return CallWindowProcW(tooltipProcedure, window, message, first, second);
 }
 
 /// A tooltip window that does not show by itself.
 void MakeTooltip(TestLink& link, HWND parent) {
   const HWND tooltip = CreateWindowExW(0, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP, 0, 0,
                                        0, 0, parent, nullptr, nullptr, nullptr);
+  ASSERT_NE(tooltip, nullptr) << GetLastError();
+  tooltipCalls.clear();
+  tooltipProcedure = reinterpret_cast<WNDPROC>(
+      SetWindowLongPtrW(tooltip, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&RecordTooltip)));
   ASSERT_TRUE(link.tooltip_.SubclassWindow(tooltip));
 }
 
@@ -434,10 +574,97 @@ TEST_F(Hyperlink, WithATooltipNamesItsToolWhenTheTimerComes) {
   EXPECT_EQ(ToolCount(*link_), 0);
 }
 
-TEST_F(Hyperlink, LeavesOtherTimersToTheControl) {
-  SetTimer(control_, 5, 100'000, nullptr);
-  SendMessageW(control_, WM_TIMER, 5, 0);
-  EXPECT_TRUE(KillTimer(control_, 5));
+TEST_F(Hyperlink, WithATooltipWaits100MillisecondsForIt) {
+  MakeTooltip(*link_, parent_);
+  link_->tooltipEnabled_ = true;
+  Paint();
+  MoveMouse(2, 2);
+  MoveMouse(3, 3);
+  const std::vector<TimerRecorder::Timer> timers = TimerRecorder::Of(TooltipTimer);
+  ASSERT_EQ(timers.size(), 1U);
+  EXPECT_EQ(timers[0].window, control_);
+  EXPECT_EQ(timers[0].period, 100U);
+}
+
+TEST_F(Hyperlink, StartsNoTimerWhileItsTooltipIsVisible) {
+  MakeTooltip(*link_, parent_);
+  link_->tooltipEnabled_ = true;
+  Paint();
+  MoveMouse(2, 2);
+  ShowWindow(link_->tooltip_.m_hWnd, SW_SHOWNA);
+  MoveMouse(3, 3);
+  EXPECT_TRUE(TimerRecorder::Of(TooltipTimer).empty());
+  ShowWindow(link_->tooltip_.m_hWnd, SW_HIDE);
+  MoveMouse(4, 4);
+  EXPECT_EQ(TimerRecorder::Of(TooltipTimer).size(), 1U);
+}
+
+TEST_F(Hyperlink, WithItsTooltipSwitchedOffStartsNoTimerOnItsText) {
+  MakeTooltip(*link_, parent_);
+  Paint();
+  MoveMouse(2, 2);
+  MoveMouse(3, 3);
+  EXPECT_TRUE(TimerRecorder::Of(TooltipTimer).empty());
+}
+
+TEST_F(Hyperlink, PutsTheToolAnewAndPassesTheMouseOnWhenTheTimerComes) {
+  MakeTooltip(*link_, parent_);
+  link_->tooltipEnabled_ = true;
+  link_->tooltipText_ = L"Opens the policy";
+  const auto tool = reinterpret_cast<UINT_PTR>(control_);
+  // The second place is above and to the left of the control.
+  for (const CPoint& place : {CPoint(7, 9), CPoint(-5, -6)}) {
+    ASSERT_TRUE(SetCursorPos(100 + Left + place.x, 100 + Top + place.y));
+    tooltipCalls.clear();
+    SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
+    ASSERT_EQ(tooltipCalls.size(), 3U);
+    EXPECT_EQ(tooltipCalls[0].message, UINT{TTM_DELTOOLW});
+    EXPECT_EQ(tooltipCalls[0].tool, tool);
+    EXPECT_EQ(tooltipCalls[1].message, UINT{TTM_ADDTOOLW});
+    EXPECT_EQ(tooltipCalls[1].tool, tool);
+    EXPECT_EQ(tooltipCalls[1].text, L"Opens the policy");
+    EXPECT_EQ(tooltipCalls[2].message, UINT{TTM_RELAYEVENT});
+    EXPECT_EQ(tooltipCalls[2].relayed.hwnd, control_);
+    EXPECT_EQ(tooltipCalls[2].relayed.message, UINT{WM_MOUSEMOVE});
+    EXPECT_EQ(tooltipCalls[2].relayed.lParam, MAKELPARAM(place.x, place.y));
+  }
+}
+
+TEST_F(Hyperlink, TellsItsTooltipNothingWithoutAText) {
+  MakeTooltip(*link_, parent_);
+  link_->tooltipEnabled_ = true;
+  SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
+  EXPECT_TRUE(tooltipCalls.empty());
+}
+
+TEST_F(Hyperlink, TellsItsTooltipThatTheMouseLeftOnlyWhenThatIsSwitchedOn) {
+  MakeTooltip(*link_, parent_);
+  SendMessageW(control_, WM_MOUSELEAVE, 0, 0);
+  EXPECT_TRUE(tooltipCalls.empty());
+  link_->tooltipEnabled_ = true;
+  SendMessageW(control_, WM_MOUSELEAVE, 0, 0);
+  ASSERT_EQ(tooltipCalls.size(), 1U);
+  EXPECT_EQ(tooltipCalls[0].message, UINT{TTM_DELTOOLW});
+}
+
+int messagesToNobody = 0;
+decltype(&SendMessageW) sendMessage = nullptr;
+
+LRESULT WINAPI CountMessageToNobody(HWND window, UINT message, WPARAM first, LPARAM second) {
+  messagesToNobody += window == nullptr;
+  return sendMessage(window, message, first, second);
+}
+
+TEST_F(Hyperlink, WithoutATooltipWindowEndsTheTimerAndTellsNobody) {
+  link_->tooltipEnabled_ = true;
+  link_->tooltipText_ = L"Opens the policy";
+  SetTimer(control_, TooltipTimer, 100'000, nullptr);
+  messagesToNobody = 0;
+  const ReplacedImport replaced(__imp_SendMessageW, reinterpret_cast<void*>(&CountMessageToNobody));
+  sendMessage = reinterpret_cast<decltype(sendMessage)>(replaced.Original());
+  SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
+  EXPECT_EQ(messagesToNobody, 0);
+  EXPECT_FALSE(KillTimer(control_, TooltipTimer));
 }
 
 }  // namespace
