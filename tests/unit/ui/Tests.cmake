@@ -7,5 +7,6 @@ if(WIN32)
     OBJECT_DEPENDS "${PELTO_ARTWORK}")
   target_include_directories(ui_tests PRIVATE "${PROJECT_SOURCE_DIR}/ui")
   target_link_libraries(ui_tests PRIVATE gdiplus)
-  add_dependencies(ui_tests bare_dialog localized_dialog)
+  add_dependencies(ui_tests
+    bare_dialog damaged_picture linked_dialog localized_dialog own_artwork)
 endif()
