@@ -5,8 +5,12 @@
 
 #include <gdiplus.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Handles.h"
@@ -14,8 +18,13 @@
 #include "tests/support/FakeClock.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestProcess.h"
+#include "tests/unit/ui/Recorders.h"
 #include "ui/BackgroundPicture.h"
 #include "ui/resource.h"
+
+/// The program's own entries of the calls in its table of imports.
+extern "C" void* __imp_DrawIcon;
+extern "C" void* __imp_WritePrivateProfileStringW;
 
 namespace {
 
@@ -43,35 +52,135 @@ class TestDialog : public PeltoDialog {
     return opacity;
   }
 
+  /// The messages that went on to the window's own procedure.
+  std::vector<std::pair<UINT, WPARAM>> defaults;
+  /// What that procedure answers, by message; else it does as it does.
+  std::map<UINT, LRESULT> defaultAnswers;
   std::vector<int> opacities;
   /// By id, the timers that have come.
   std::map<WPARAM, int> timers;
+  /// When the last of them came, in milliseconds.
+  ULONGLONG lastTimer = 0;
+  BOOL initResult = FALSE;
+  bool visibleAfterInit = false;
 
  protected:
   BOOL OnInitDialog() override {
-    const BOOL result = PeltoDialog::OnInitDialog();
+    initResult = PeltoDialog::OnInitDialog();
+    visibleAfterInit = IsWindowVisible();
     opacities.push_back(Opacity());
-    return result;
+    return initResult;
   }
   LRESULT WindowProc(UINT message, WPARAM first, LPARAM second) override {
     const LRESULT result = PeltoDialog::WindowProc(message, first, second);
     if (message == WM_TIMER) {
       ++timers[first];
       opacities.push_back(Opacity());
+      lastTimer = GetTickCount64();
     }
     return result;
   }
+  LRESULT DefWindowProc(UINT message, WPARAM first, LPARAM second) override {
+    defaults.emplace_back(message, first);
+    const auto answer = defaultAnswers.find(message);
+    if (answer != defaultAnswers.end()) return answer->second;
+    return PeltoDialog::DefWindowProc(message, first, second);
+  }
+};
+
+/// Makes `module` the program for the framework, from which everything is loaded.
+void StartProgram(HINSTANCE module) {
+  class Program : public CWinApp {
+    BOOL InitInstance() override { return FALSE; }
+  };
+  Program program;
+  AfxWinMain(module);
+}
+
+/// Notes what this program writes to settings files.
+class SettingsRecorder {
+ public:
+  struct Write {
+    std::wstring section;
+    std::wstring key;
+    std::wstring value;
+    bool operator==(const Write&) const = default;
+  };
+
+  SettingsRecorder() {
+    writes.clear();
+    onWrite = nullptr;
+    original = reinterpret_cast<decltype(original)>(write_.Original());
+  }
+
+  inline static std::vector<Write> writes;
+  /// Called at each write, before it is done.
+  inline static std::function<void()> onWrite;
+
+ private:
+  static BOOL WINAPI Record(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file) {
+    writes.push_back({section, key, value});
+    if (onWrite) onWrite();
+    return original(section, key, value, file);
+  }
+
+  inline static decltype(&WritePrivateProfileStringW) original = nullptr;
+  ReplacedImport write_{__imp_WritePrivateProfileStringW, reinterpret_cast<void*>(&Record)};
+};
+
+/// Notes the icons that this program draws.
+class IconRecorder {
+ public:
+  struct Drawing {
+    HDC dc;
+    int left;
+    int top;
+    HICON icon;
+  };
+
+  IconRecorder() {
+    drawings.clear();
+    original = reinterpret_cast<decltype(original)>(drawIcon_.Original());
+  }
+
+  inline static std::vector<Drawing> drawings;
+
+ private:
+  static BOOL WINAPI Record(HDC dc, int left, int top, HICON icon) {
+    drawings.push_back({dc, left, top, icon});
+    return original(dc, left, top, icon);
+  }
+
+  inline static decltype(&DrawIcon) original = nullptr;
+  ReplacedImport drawIcon_{__imp_DrawIcon, reinterpret_cast<void*>(&Record)};
 };
 
 class ConsentDialog : public testing::Test {
  protected:
   void SetUp() override {
-    AfxSetResourceHandle(GetModuleHandleW(nullptr));
+    StartProgram(program_);
     ASSERT_TRUE(store_.Open(folder_.Path().wstring()));
   }
   void TearDown() override {
-    AfxSetResourceHandle(GetModuleHandleW(nullptr));
+    StartProgram(program_);
     TestDialog::layered_ = {};
+  }
+
+  static LibraryHandle LoadTestLibrary(const std::wstring& name) {
+    LibraryHandle library(LoadLibraryW((ProgramFolder() + L"\\" + name).c_str()));
+    EXPECT_TRUE(library) << GetLastError();
+    return library;
+  }
+
+  /// The address that the shown dialog's link opens on a click.
+  static std::wstring AddressOfLink(HWND window) {
+    const HWND link = GetDlgItem(window, IDC_PRIVACY_POLICY);
+    // There is nothing to click before the first paint.
+    RedrawWindow(link, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW);
+    const ShellRecorder shell;
+    SendMessageW(link, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(3, 3));
+    EXPECT_EQ(ShellRecorder::openings.size(), 1U);
+    return ShellRecorder::openings.empty() ? L"(none)" : ShellRecorder::openings[0].address;
   }
 
   /// The address as it stands in the settings file.
@@ -82,6 +191,7 @@ class ConsentDialog : public testing::Test {
             settings.begin() + static_cast<std::ptrdiff_t>(settings.find('\r', start))};
   }
 
+  const HINSTANCE program_ = GetModuleHandleW(nullptr);
   TempFolder folder_;
   FakeClock clock_;
   CommandStats commands_;
@@ -107,8 +217,8 @@ class Canvas {
     info.bmiHeader.biHeight = -Side;
     info.bmiHeader.biPlanes = 1;
     info.bmiHeader.biBitCount = 32;
-    void* bits = nullptr;
-    bitmap_ = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    bitmap_ = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(&bits_),
+                               nullptr, 0);
     dc_.CreateCompatibleDC(nullptr);
     previous_ = SelectObject(dc_, bitmap_);
     for (int y = 0; y < Side; ++y) {
@@ -124,6 +234,13 @@ class Canvas {
   Canvas& operator=(const Canvas&) = delete;
 
   COLORREF At(int x, int y) const { return GetPixel(dc_, x, y); }
+  /// All of it, in the order of a bitmap's bits.
+  std::vector<std::uint32_t> Pixels() const {
+    GdiFlush();
+    std::vector<std::uint32_t> pixels(bits_, bits_ + Side * Side);
+    for (std::uint32_t& pixel : pixels) pixel &= 0xFFFFFF;
+    return pixels;
+  }
 
   static constexpr int Side = 800;
   BOOL result = TRUE;
@@ -131,8 +248,272 @@ class Canvas {
  private:
   CDC dc_;
   HBITMAP bitmap_ = nullptr;
+  std::uint32_t* bits_ = nullptr;
   HGDIOBJ previous_ = nullptr;
 };
+
+/// A picture's pixels, in the order of a bitmap's bits.
+std::vector<std::uint32_t> PixelsOf(HBITMAP picture, int width, int height) {
+  BITMAPINFO info = {};
+  info.bmiHeader.biSize = sizeof info.bmiHeader;
+  info.bmiHeader.biWidth = width;
+  info.bmiHeader.biHeight = -height;
+  info.bmiHeader.biPlanes = 1;
+  info.bmiHeader.biBitCount = 32;
+  std::vector<std::uint32_t> pixels(static_cast<size_t>(width * height));
+  const HDC screen = GetDC(nullptr);
+  EXPECT_EQ(GetDIBits(screen, picture, 0, static_cast<UINT>(height), pixels.data(), &info,
+                      DIB_RGB_COLORS),
+            height);
+  ReleaseDC(nullptr, screen);
+  for (std::uint32_t& pixel : pixels) pixel &= 0xFFFFFF;
+  return pixels;
+}
+
+SIZE SizeOf(HBITMAP picture) {
+  BITMAP description = {};
+  GetObjectW(picture, sizeof description, &description);
+  return {description.bmWidth, description.bmHeight};
+}
+
+HICON IconOf(HINSTANCE module) {
+  return LoadIconW(module, MAKEINTRESOURCEW(IDI_PELTO));
+}
+
+HICON IconOf(HWND window, WPARAM size) {
+  return reinterpret_cast<HICON>(SendMessageW(window, WM_GETICON, size, 0));
+}
+
+// Where its resources come from.
+
+TEST_F(ConsentDialog, TakesItsArtworkFromTheProgramWhereTheLocalizedModuleHasNone) {
+  const LibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
+  AfxSetResourceHandle(texts.Get());
+  TestDialog::background_ = nullptr;
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [this](HWND window) {
+    EXPECT_EQ(GetDlgItem(window, IDC_TITLE), nullptr) << "the dialog is the module's";
+    EXPECT_NE(IconOf(program_), nullptr);
+    EXPECT_EQ(IconOf(window, ICON_BIG), IconOf(program_));
+    EXPECT_EQ(IconOf(window, ICON_SMALL), IconOf(program_));
+    EXPECT_EQ(SizeOf(TestDialog::background_).cx, Width);
+    EXPECT_EQ(SizeOf(TestDialog::background_).cy, Height);
+    Click(window, IDOK);
+  });
+}
+
+TEST_F(ConsentDialog, TakesItsAddressFromTheProgramWhereTheLocalizedModuleHasNone) {
+  const LibraryHandle texts = LoadTestLibrary(L"linked_dialog.dll");
+  AfxSetResourceHandle(texts.Get());
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [](HWND window) {
+    EXPECT_EQ(GetDlgItem(window, IDC_TITLE), nullptr) << "the dialog is the module's";
+    EXPECT_EQ(AddressOfLink(window), L"https://www.quintar.example/privacy");
+    Click(window, IDOK);
+  });
+}
+
+TEST_F(ConsentDialog, TakesTheLocalizedModulesDialogAndAddress) {
+  const LibraryHandle texts = LoadTestLibrary(L"localized_dialog.dll");
+  AfxSetResourceHandle(texts.Get());
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [](HWND window) {
+    wchar_t text[64] = L"";
+    GetDlgItemTextW(window, IDOK, text, 64);
+    EXPECT_STREQ(text, L"Fertig");
+    EXPECT_EQ(AddressOfLink(window), L"https://www.quintar.example/datenschutz");
+    Click(window, IDOK);
+  });
+}
+
+TEST_F(ConsentDialog, TakesTheLocalizedModulesArtworkAndTheProgramsDialogAndAddress) {
+  const LibraryHandle artwork = LoadTestLibrary(L"own_artwork.dll");
+  AfxSetResourceHandle(artwork.Get());
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [this, &artwork](HWND window) {
+    EXPECT_NE(GetDlgItem(window, IDC_TITLE), nullptr);
+    EXPECT_EQ(AddressOfLink(window), L"https://www.quintar.example/privacy");
+    const HICON icon = IconOf(artwork.Get());
+    EXPECT_NE(icon, nullptr);
+    EXPECT_NE(icon, IconOf(program_));
+    EXPECT_EQ(IconOf(window, ICON_BIG), icon);
+    EXPECT_EQ(IconOf(window, ICON_SMALL), icon);
+    EXPECT_EQ(SizeOf(TestDialog::background_).cx, 2);
+    EXPECT_EQ(SizeOf(TestDialog::background_).cy, 2);
+    Click(window, IDOK);
+  });
+}
+
+TEST_F(ConsentDialog, DecodesItsPictureOnWhite) {
+  const LibraryHandle artwork = LoadTestLibrary(L"own_artwork.dll");
+  AfxSetResourceHandle(artwork.Get());
+  const HBITMAP picture = LoadBackgroundPicture();
+  ASSERT_NE(picture, nullptr);
+  EXPECT_EQ(PixelsOf(picture, 2, 2),
+            (std::vector<std::uint32_t>{0xFF0000, 0x00FF00, 0x0000FF, 0xFFFFFF}));
+  DeleteObject(picture);
+}
+
+TEST_F(ConsentDialog, KeepsTheLastPictureWhenItsOwnIsDamaged) {
+  const LibraryHandle damaged = LoadTestLibrary(L"damaged_picture.dll");
+  AfxSetResourceHandle(damaged.Get());
+  const HBITMAP before = BitmapOfSize(3, 1);
+  TestDialog::background_ = before;
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [](HWND window) { Click(window, IDOK); });
+  EXPECT_EQ(TestDialog::background_, before);
+  EXPECT_EQ(SizeOf(before).cx, 3);
+  TestDialog::background_ = nullptr;
+  DeleteObject(before);
+}
+
+TEST_F(ConsentDialog, KeepsTheLastPictureWhenThereIsNone) {
+  const LibraryHandle program = LoadTestLibrary(L"linked_dialog.dll");
+  StartProgram(program.Get());
+  const HBITMAP before = BitmapOfSize(3, 1);
+  TestDialog::background_ = before;
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [](HWND window) { Click(window, IDOK); });
+  EXPECT_EQ(TestDialog::background_, before);
+  EXPECT_EQ(SizeOf(before).cx, 3);
+  TestDialog::background_ = nullptr;
+  DeleteObject(before);
+}
+
+TEST_F(ConsentDialog, ComesUpWithoutArtworkAndAddress) {
+  const LibraryHandle program = LoadTestLibrary(L"linked_dialog.dll");
+  StartProgram(program.Get());
+  TestDialog::background_ = nullptr;
+  TestDialog dialog(&store_, 0, 0);
+  EXPECT_EQ(RunModal(dialog,
+                     [](HWND window) {
+                       EXPECT_EQ(IconOf(window, ICON_BIG), nullptr);
+                       EXPECT_EQ(TestDialog::background_, nullptr);
+                       EXPECT_EQ(AddressOfLink(window), L"");
+                       Click(window, IDOK);
+                     }),
+            IDOK);
+}
+
+// Its start.
+
+/// Writes down what happens while it is initialised.
+class ObservedDialog : public TestDialog {
+ public:
+  using TestDialog::TestDialog;
+
+  inline static std::vector<std::string> events;
+
+  /// Takes the place of the system's call.
+  static BOOL WINAPI NoteOpacity(HWND, COLORREF, BYTE opacity, DWORD) {
+    events.push_back("opacity " + std::to_string(opacity));
+    return TRUE;
+  }
+
+ protected:
+  void DoDataExchange(CDataExchange* exchange) override {
+    TestDialog::DoDataExchange(exchange);
+    events.emplace_back("exchange");
+  }
+  BOOL OnInitDialog() override {
+    events.clear();
+    initialises_ = true;
+    const BOOL result = TestDialog::OnInitDialog();
+    initialises_ = false;
+    return result;
+  }
+  LRESULT WindowProc(UINT message, WPARAM first, LPARAM second) override {
+    if (initialises_) Note(message, first, second);
+    return TestDialog::WindowProc(message, first, second);
+  }
+
+ private:
+  static void Note(UINT message, WPARAM first, LPARAM second) {
+    if (message == WM_STYLECHANGED && static_cast<int>(first) == GWL_EXSTYLE) {
+      const auto& style = *reinterpret_cast<const STYLESTRUCT*>(second);
+      if (style.styleNew & ~style.styleOld & WS_EX_LAYERED) events.emplace_back("layered");
+    }
+    if (message == WM_MOVE) events.emplace_back("moved");
+    if (message == WM_SETICON) events.push_back(first == ICON_BIG ? "big icon" : "small icon");
+    if (message == WM_SETTEXT) events.emplace_back("named");
+  }
+
+  bool initialises_ = false;
+};
+
+TEST_F(ConsentDialog, IsInitialisedInItsOrder) {
+  TestDialog::layered_ = {true, &ObservedDialog::NoteOpacity, nullptr};
+  ObservedDialog dialog(&store_, 0, 1);
+  RunModal(dialog, [](HWND window) { Click(window, IDOK); });
+  EXPECT_EQ(ObservedDialog::events,
+            (std::vector<std::string>{"exchange", "layered", "opacity 245", "moved", "big icon",
+                                      "small icon", "named"}));
+}
+
+TEST_F(ConsentDialog, LeavesTheFocusToTheSystem) {
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [](HWND window) {
+    EXPECT_EQ(GetFocus(), GetDlgItem(window, IDOK));
+    Click(window, IDOK);
+  });
+  EXPECT_EQ(dialog.initResult, TRUE);
+}
+
+TEST_F(ConsentDialog, HidesItselfUntilItIsInitialised) {
+  class ShownEarly : public TestDialog {
+   public:
+    using TestDialog::TestDialog;
+    bool shown = false;
+
+   protected:
+    void DoDataExchange(CDataExchange* exchange) override {
+      TestDialog::DoDataExchange(exchange);
+      ShowWindow(SW_SHOWNA);
+      shown = IsWindowVisible();
+    }
+  };
+  ShownEarly dialog(&store_, 0, 0);
+  RunModal(dialog, [](HWND window) { Click(window, IDOK); });
+  EXPECT_TRUE(dialog.shown);
+  EXPECT_FALSE(dialog.visibleAfterInit);
+}
+
+/// The name of a window, as others see it.
+std::wstring NameOf(HWND window) {
+  wchar_t name[256] = L"";
+  GetWindowTextW(window, name, 256);
+  return name;
+}
+
+TEST_F(ConsentDialog, IsNamedAfterItsTitle) {
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [](HWND window) {
+    EXPECT_EQ(NameOf(window), L"Improve Your Product Experience");
+    Click(window, IDOK);
+  });
+}
+
+TEST_F(ConsentDialog, IsNamedAfterALocalizedTitle) {
+  const LibraryHandle texts = LoadTestLibrary(L"localized_dialog.dll");
+  AfxSetResourceHandle(texts.Get());
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [](HWND window) {
+    EXPECT_EQ(NameOf(window), L"Helfen Sie mit, das Programm besser zu machen");
+    Click(window, IDOK);
+  });
+}
+
+TEST_F(ConsentDialog, HasNoNameWithoutATitle) {
+  const LibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
+  AfxSetResourceHandle(texts.Get());
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [](HWND window) {
+    EXPECT_EQ(NameOf(window), L"");
+    Click(window, IDOK);
+  });
+}
+
+// The fade.
 
 TEST_F(ConsentDialog, StaysAtItsOpacityWithoutTheFade) {
   TestDialog dialog(&store_, 0, 0);
@@ -164,6 +545,26 @@ TEST_F(ConsentDialog, FadesInFrom25To245AndStops) {
   EXPECT_EQ(dialog.timers[FadeTimer], 45);
 }
 
+TEST_F(ConsentDialog, TakesFifteenMillisecondsForEachStepOfTheFade) {
+  const TimerRecorder recorder;
+  TestDialog dialog(&store_, 1, 1);
+  RunModal(dialog, [&dialog](HWND window) {
+    const ULONGLONG limit = GetTickCount64() + 15'000;
+    while (dialog.timers[FadeTimer] < 45 && GetTickCount64() < limit) {
+      MSG message;
+      GetMessageW(&message, nullptr, 0, 0);
+      DispatchMessageW(&message);
+    }
+    Click(window, IDOK);
+  });
+  EXPECT_EQ(dialog.timers[FadeTimer], 45);
+  const std::vector<TimerRecorder::Timer> timers = TimerRecorder::Of(FadeTimer);
+  ASSERT_EQ(timers.size(), 1U);
+  EXPECT_EQ(timers[0].period, 15U);
+  // Timers may come late, but not early. The clock moves by up to 16 ms at a time.
+  EXPECT_GE(dialog.lastTimer - timers[0].time, ULONGLONG{45 * 15 - 2 * 16});
+}
+
 TEST_F(ConsentDialog, TakesStepsOfTheFadeTimerOnly) {
   TestDialog dialog(&store_, 1, 0);
   RunModal(dialog, [&dialog](HWND window) {
@@ -175,6 +576,17 @@ TEST_F(ConsentDialog, TakesStepsOfTheFadeTimerOnly) {
     EXPECT_EQ(dialog.Opacity(), 7);
     SendMessageW(window, WM_TIMER, FadeTimer, 0);
     EXPECT_EQ(dialog.Opacity(), 245) << "a step from the top stays there";
+    Click(window, IDOK);
+  });
+}
+
+TEST_F(ConsentDialog, LeavesOtherTimersToTheSystem) {
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [&dialog](HWND window) {
+    dialog.defaults.clear();
+    SendMessageW(window, WM_TIMER, 5, 0);
+    SendMessageW(window, WM_TIMER, FadeTimer, 0);
+    EXPECT_EQ(dialog.defaults, (std::vector<std::pair<UINT, WPARAM>>{{WM_TIMER, 5}}));
     Click(window, IDOK);
   });
 }
@@ -237,6 +649,20 @@ TEST_F(ConsentDialog, PaintsItsPictureAsItIsAndLeavesTheRest) {
   });
 }
 
+TEST_F(ConsentDialog, PaintsEveryPixelOfItsPictureOverWhateverWasThere) {
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [&dialog](HWND window) {
+    const std::vector<std::uint32_t> picture = PixelsOf(TestDialog::background_, Width, Height);
+    std::vector<std::uint32_t> expected(Canvas::Side * Canvas::Side, 0xFF0000);
+    for (int y = 0; y < Height; ++y) {
+      std::copy_n(picture.begin() + y * Width, Width, expected.begin() + y * Canvas::Side);
+    }
+    const Canvas canvas(dialog);
+    EXPECT_TRUE(canvas.Pixels() == expected);
+    Click(window, IDOK);
+  });
+}
+
 TEST_F(ConsentDialog, PaintsNothingWithoutAPicture) {
   TestDialog dialog(&store_, 0, 0);
   RunModal(dialog, [&dialog](HWND window) {
@@ -289,6 +715,15 @@ TEST_F(ConsentDialog, HasTheProgramsIconInBothSizes) {
   });
 }
 
+TEST_F(ConsentDialog, LeavesTheDraggedIconToTheSystem) {
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [&dialog](HWND window) {
+    dialog.defaultAnswers[WM_QUERYDRAGICON] = 0x1234;
+    EXPECT_EQ(SendMessageW(window, WM_QUERYDRAGICON, 0, 0), 0x1234);
+    Click(window, IDOK);
+  });
+}
+
 TEST_F(ConsentDialog, IsDraggedByEveryPoint) {
   TestDialog dialog(&store_, 0, 0);
   RunModal(dialog, [](HWND window) {
@@ -317,6 +752,56 @@ TEST_F(ConsentDialog, AnswersRemindLaterWithZero) {
                      }),
             0);
   EXPECT_EQ(store_.ConsentState(), 3);
+}
+
+/// Whether the dialog's loop has been told to end: that wakes it with an empty message.
+bool IsEnding(const CWnd& dialog) {
+  MSG message = {};
+  return PeekMessageW(&message, dialog.m_hWnd, 0, 0, PM_NOREMOVE) && message.message == WM_NULL;
+}
+
+TEST_F(ConsentDialog, EndsBeforeItWritesThatItIsToRemindLater) {
+  TestDialog dialog(&store_, 0, 0);
+  const SettingsRecorder recorder;
+  std::vector<bool> ending;
+  SettingsRecorder::onWrite = [&] { ending.push_back(IsEnding(dialog)); };
+  RunModal(dialog, [](HWND window) {
+    SendMessageW(window, WM_COMMAND, MAKEWPARAM(IDC_REMIND_LATER, BN_CLICKED), 0);
+  });
+  EXPECT_EQ(SettingsRecorder::writes,
+            (std::vector<SettingsRecorder::Write>{{L"General", L"PeltoState", L"3"}}));
+  EXPECT_EQ(ending, std::vector<bool>{true});
+}
+
+TEST_F(ConsentDialog, WritesTheAnswerBeforeItEnds) {
+  TestDialog dialog(&store_, 0, 0);
+  const SettingsRecorder recorder;
+  std::vector<bool> ending;
+  SettingsRecorder::onWrite = [&] { ending.push_back(IsEnding(dialog)); };
+  RunModal(dialog, [](HWND window) {
+    Click(window, IDC_PARTICIPATE);
+    Click(window, IDOK);
+  });
+  EXPECT_EQ(SettingsRecorder::writes,
+            (std::vector<SettingsRecorder::Write>{{L"General", L"PeltoState", L"1"},
+                                                  {L"General", L"Email", L""},
+                                                  {L"General", L"ShowMessage", L"1"}}));
+  EXPECT_EQ(ending, std::vector<bool>(3, false));
+}
+
+// What the file gets of the blanks is up to the system, some versions of which drop leading ones.
+TEST_F(ConsentDialog, HandsTheAddressOnWithItsBlanks) {
+  for (const wchar_t* const typed :
+       {L"  user@example.com", L"user@example.com  ", L" \u00A0user@example.com\u00A0 "}) {
+    TestDialog dialog(&store_, 0, 0);
+    const SettingsRecorder recorder;
+    RunModal(dialog, [typed](HWND window) {
+      SetDlgItemTextW(window, IDC_EMAIL, typed);
+      Click(window, IDOK);
+    });
+    ASSERT_EQ(SettingsRecorder::writes.size(), 3U);
+    EXPECT_EQ(SettingsRecorder::writes[1], (SettingsRecorder::Write{L"General", L"Email", typed}));
+  }
 }
 
 TEST_F(ConsentDialog, HidesRemindLaterButLeavesItThere) {
@@ -353,7 +838,28 @@ TEST_F(ConsentDialog, CutsTheAddressAfter1039CharactersBeforeItLooksAtIt) {
   }
 }
 
-TEST_F(ConsentDialog, ChoosesNeitherWhenOneOfTheTwoIsMissing) {
+TEST_F(ConsentDialog, ChoosesNeitherWithoutParticipate) {
+  store_.SetConsentState(2);
+  class WithoutParticipate : public TestDialog {
+   public:
+    using TestDialog::TestDialog;
+
+   protected:
+    BOOL OnInitDialog() override {
+      ::DestroyWindow(GetDlgItem(m_hWnd, IDC_PARTICIPATE));
+      return TestDialog::OnInitDialog();
+    }
+  };
+  WithoutParticipate without(&store_, 0, 0);
+  RunModal(without, [](HWND window) {
+    EXPECT_NE(GetDlgItem(window, IDC_DECLINE), nullptr);
+    EXPECT_FALSE(IsChecked(window, IDC_DECLINE));
+    Click(window, IDOK);
+  });
+  EXPECT_EQ(store_.ConsentState(), 2);
+}
+
+TEST_F(ConsentDialog, ChoosesNeitherWithoutDecline) {
   store_.SetConsentState(1);
   class WithoutDecline : public TestDialog {
    public:
@@ -377,8 +883,7 @@ TEST_F(ConsentDialog, WorksWithNothingButOk) {
   store_.SetConsentState(1);
   store_.SetEmail(L"user@example.com");
   store_.SetShowsMessage(false);
-  const LibraryHandle texts(LoadLibraryW((ProgramFolder() + L"\\bare_dialog.dll").c_str()));
-  ASSERT_TRUE(texts) << GetLastError();
+  const LibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
   AfxSetResourceHandle(texts.Get());
   {
     TestDialog dialog(&store_, 0, 0);
@@ -404,6 +909,145 @@ TEST_F(ConsentDialog, DrawsItsIconWhenMinimised) {
         ShowWindow(window, SW_RESTORE);
         PostMessageW(window, WM_COMMAND, IDOK, 0);
       });
+}
+
+TEST_F(ConsentDialog, ErasesTheGroundOfItsIconFirstWhenMinimised) {
+  class MinimisedDialog : public TestDialog {
+   public:
+    using TestDialog::TestDialog;
+    std::vector<HDC> erased;
+
+   protected:
+    LRESULT WindowProc(UINT message, WPARAM first, LPARAM second) override {
+      if (message == WM_ICONERASEBKGND) {
+        const auto dc = reinterpret_cast<HDC>(first);
+        EXPECT_EQ(GetObjectType(dc), DWORD{OBJ_DC});
+        EXPECT_TRUE(IconRecorder::drawings.empty());
+        erased.push_back(dc);
+      }
+      return TestDialog::WindowProc(message, first, second);
+    }
+  };
+  const IconRecorder icons;
+  MinimisedDialog dialog(&store_, 0, 0);
+  RunModal(
+      dialog, [](HWND window) { ShowWindow(window, SW_MINIMIZE); },
+      [this, &dialog](HWND window) {
+        dialog.erased.clear();
+        dialog.defaults.clear();
+        IconRecorder::drawings.clear();
+        InvalidateRect(window, nullptr, TRUE);
+        SendMessageW(window, WM_PAINT, 0, 0);
+        ASSERT_EQ(IconRecorder::drawings.size(), 1U);
+        EXPECT_EQ(IconRecorder::drawings[0].icon, IconOf(program_));
+        EXPECT_EQ(dialog.erased, std::vector<HDC>{IconRecorder::drawings[0].dc});
+        for (const auto& [message, first] : dialog.defaults) EXPECT_NE(message, UINT{WM_PAINT});
+        ShowWindow(window, SW_RESTORE);
+        PostMessageW(window, WM_COMMAND, IDOK, 0);
+      });
+}
+
+TEST_F(ConsentDialog, LeavesItsPaintToTheSystemUnlessMinimised) {
+  const IconRecorder icons;
+  TestDialog dialog(&store_, 0, 0);
+  RunModal(dialog, [&dialog](HWND window) {
+    dialog.defaults.clear();
+    InvalidateRect(window, nullptr, TRUE);
+    SendMessageW(window, WM_PAINT, 0, 0);
+    ASSERT_FALSE(dialog.defaults.empty());
+    EXPECT_EQ(dialog.defaults[0].first, UINT{WM_PAINT});
+    EXPECT_TRUE(IconRecorder::drawings.empty());
+    Click(window, IDOK);
+  });
+}
+
+/// A context in memory with a bitmap of its own, one color all over.
+class Sheet {
+ public:
+  Sheet(HDC like, int width, int height, COLORREF color)
+      : bitmap_(CreateCompatibleBitmap(like, width, height)) {
+    dc_.CreateCompatibleDC(nullptr);
+    previous_ = SelectObject(dc_, bitmap_);
+    const RECT area = {0, 0, width, height};
+    const HBRUSH brush = CreateSolidBrush(color);
+    FillRect(dc_, &area, brush);
+    DeleteObject(brush);
+  }
+  ~Sheet() {
+    SelectObject(dc_, previous_);
+    DeleteObject(bitmap_);
+  }
+  Sheet(const Sheet&) = delete;
+  Sheet& operator=(const Sheet&) = delete;
+
+  operator HDC() const { return dc_; }
+
+ private:
+  CDC dc_;
+  HBITMAP bitmap_;
+  HGDIOBJ previous_ = nullptr;
+};
+
+/// The pixels in which two contexts differ.
+int Differences(HDC one, HDC other, int width, int height) {
+  int count = 0;
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) count += GetPixel(one, x, y) != GetPixel(other, x, y);
+  }
+  return count;
+}
+
+/// Makes all of a window of this size its client area.
+void ResizeWithoutFrame(HWND window, int width, int height) {
+  SetWindowLongW(window, GWL_STYLE, GetWindowLongW(window, GWL_STYLE) & ~WS_BORDER);
+  SetWindowPos(window, nullptr, 0, 0, width, height,
+               SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE | SWP_FRAMECHANGED);
+  RECT area;
+  GetClientRect(window, &area);
+  EXPECT_EQ(area.right, width);
+  EXPECT_EQ(area.bottom, height);
+}
+
+TEST_F(ConsentDialog, DrawsItsIconInTheMiddleWhenMinimised) {
+  ASSERT_EQ(GetSystemMetrics(SM_CXICON), 32);
+  ASSERT_EQ(GetSystemMetrics(SM_CYICON), 32);
+  struct Case {
+    int width;
+    int height;
+    int left;
+    int top;
+  };
+  // Half a pixel goes to the right and down; an area that is too small is rounded towards zero.
+  const Case cases[] = {{161, 61, 65, 15}, {160, 60, 64, 14}, {97, 44, 33, 6}, {24, 21, -3, -5}};
+  // It has nothing in these areas.
+  const LibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
+  AfxSetResourceHandle(texts.Get());
+  for (const Case& example : cases) {
+    const int width = example.width;
+    const int height = example.height;
+    TestDialog dialog(&store_, 0, 0);
+    RunModal(dialog, [&](HWND window) {
+      // The context that paints a minimised window may count from the frame's corner.
+      ResizeWithoutFrame(window, width, height);
+      // In name only, so that there are an area and pixels to look at.
+      SetWindowLongW(window, GWL_STYLE, GetWindowLongW(window, GWL_STYLE) | WS_MINIMIZE);
+      EXPECT_TRUE(IsIconic(window));
+      // Leaves the ground as the test paints it.
+      dialog.defaultAnswers[WM_ICONERASEBKGND] = TRUE;
+
+      const HDC dc = GetDC(window);
+      const Sheet ground(dc, width, height, RGB(255, 0, 0));
+      BitBlt(dc, 0, 0, width, height, ground, 0, 0, SRCCOPY);
+      InvalidateRect(window, nullptr, FALSE);
+      SendMessageW(window, WM_PAINT, 0, 0);
+      EXPECT_GT(Differences(dc, ground, width, height), 100);
+      const Sheet expected(dc, width, height, RGB(255, 0, 0));
+      DrawIcon(expected, example.left, example.top, IconOf(program_));
+      EXPECT_EQ(Differences(dc, expected, width, height), 0) << width << " x " << height;
+      ReleaseDC(window, dc);
+      PostMessageW(window, WM_COMMAND, IDOK, 0);
+    });
+  }
 }
 
 /// The numbers of the GDI objects that this process holds, by kind.
