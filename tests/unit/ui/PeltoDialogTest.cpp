@@ -54,7 +54,7 @@ class TestDialog : public PeltoDialog {
 
   /// The messages that went on to the window's own procedure.
   std::vector<std::pair<UINT, WPARAM>> defaults;
-  /// What that procedure answers, by message; else it does as it does.
+  /// What it answers in that procedure's place, by message.
   std::map<UINT, LRESULT> defaultAnswers;
   std::vector<int> opacities;
   /// By id, the timers that have come.
