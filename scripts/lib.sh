@@ -33,7 +33,10 @@ quietly() {
 # started one ends it.
 stop_wine() {
   wineserver_command -k 2>/dev/null || true
-  [ -z "${display_server:-}" ] || kill "$display_server" 2>/dev/null || true
+  if [ -n "${display_server:-}" ]; then
+    kill "$display_server" 2>/dev/null || true
+    wait "$display_server" 2>/dev/null || true
+  fi
 }
 
 # Debian keeps the server beside the loader, not on the path.
