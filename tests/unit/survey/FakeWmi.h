@@ -50,7 +50,9 @@ class FakeObject : public FakeUnknown<IWbemClassObject> {
   using Values = std::map<std::wstring, std::function<void(VARIANT&)>>;
   explicit FakeObject(Values values) : values_(std::move(values)) {}
 
-  HRESULT STDMETHODCALLTYPE Get(LPCWSTR name, LONG, VARIANT* value, CIMTYPE*, LONG*) override {
+  HRESULT STDMETHODCALLTYPE Get(LPCWSTR name, LONG flags, VARIANT* value, CIMTYPE*,
+                                LONG*) override {
+    if (flags != 0) return ResultOf(WBEM_E_INVALID_PARAMETER);
     const auto found = values_.find(name);
     if (found == values_.end()) return ResultOf(WBEM_E_NOT_FOUND);
     found->second(*value);
@@ -178,9 +180,10 @@ class FakeServices : public FakeUnknown<IWbemServices> {
   }
 
   HRESULT STDMETHODCALLTYPE ExecQuery(const BSTR language, const BSTR query, LONG flags,
-                                      IWbemContext*, IEnumWbemClassObject** objects) override {
+                                      IWbemContext* context,
+                                      IEnumWbemClassObject** objects) override {
     calls_.push_back(L"query " + TextOf(language) + L" " + std::to_wstring(flags) + L" " +
-                     TextOf(query));
+                     TextOf(query) + (context == nullptr ? L"" : L" in a context"));
     if (FAILED(result)) return result;
     objects_.AddRef();
     *objects = &objects_;
@@ -308,13 +311,17 @@ class FakeFactory : public FakeUnknown<IClassFactory> {
  public:
   explicit FakeFactory(FakeLocator& locator) : locator_(locator) {}
 
-  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID id, void** object) override {
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID id, void** object) override {
+    if (outer != nullptr) return CLASS_E_NOAGGREGATION;
     if (id != IID_IWbemLocator) return E_NOINTERFACE;
+    if (FAILED(result)) return result;
     locator_.AddRef();
     *object = &locator_;
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+
+  HRESULT result = S_OK;
 
  protected:
   void* Find(REFIID id) override { return id == IID_IClassFactory ? this : FakeUnknown::Find(id); }
@@ -329,7 +336,7 @@ class FakeFactory : public FakeUnknown<IClassFactory> {
 class FakeWmi {
  public:
   FakeWmi() {
-    EXPECT_EQ(CoRegisterClassObject(CLSID_WbemLocator, &factory_, CLSCTX_INPROC_SERVER,
+    EXPECT_EQ(CoRegisterClassObject(CLSID_WbemLocator, &factory, CLSCTX_INPROC_SERVER,
                                     REGCLS_MULTIPLEUSE, &registration_),
               S_OK);
   }
@@ -346,8 +353,8 @@ class FakeWmi {
   FakeSecurity security{calls};
   FakeServices services{calls, objects, security};
   FakeLocator locator{calls, services};
+  FakeFactory factory{locator};
 
  private:
-  FakeFactory factory_{locator};
   DWORD registration_ = 0;
 };

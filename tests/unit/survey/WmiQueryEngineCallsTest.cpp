@@ -88,6 +88,13 @@ TEST_F(WmiQueryEngineCalls, NullFirstRowEndsItBeforeAnyCall) {
   EXPECT_EQ(wmi_.calls, Calls{});
 }
 
+TEST_F(WmiQueryEngineCalls, LocatorThatCannotBeMadeEndsIt) {
+  wmi_.factory.result = E_ACCESSDENIED;
+  EXPECT_EQ(Ask(), 0);
+  EXPECT_EQ(wmi_.calls, Calls{});
+  ExpectReleased();
+}
+
 TEST_F(WmiQueryEngineCalls, FailedConnectionEndsIt) {
   wmi_.locator.result = ResultOf(WBEM_E_ACCESS_DENIED);
   EXPECT_EQ(Ask(), 0);
