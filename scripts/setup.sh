@@ -9,7 +9,7 @@ deps="$build/deps"
 packages=(
   g++-mingw-w64-x86-64-posix wine wine64 cmake ninja-build g++ dpkg-dev python3 mawk
   googletest libbenchmark-dev patch clang clang-tidy clang-format libclang-rt-14-dev shellcheck openssl
-  git xvfb xdotool x11-utils imagemagick fonts-wine librsvg2-bin
+  git xvfb xdotool imagemagick fonts-wine librsvg2-bin
 )
 
 as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
