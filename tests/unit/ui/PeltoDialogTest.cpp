@@ -406,7 +406,8 @@ class ObservedDialog : public TestDialog {
 
   /// Takes the place of the system's call.
   static BOOL WINAPI NoteOpacity(HWND, COLORREF, BYTE opacity, DWORD) {
-    events.push_back("opacity " + std::to_string(opacity));
+    // The fade's steps come later.
+    if (initialises_) events.push_back("opacity " + std::to_string(opacity));
     return TRUE;
   }
 
@@ -438,7 +439,7 @@ class ObservedDialog : public TestDialog {
     if (message == WM_SETTEXT) events.emplace_back("named");
   }
 
-  bool initialises_ = false;
+  inline static bool initialises_ = false;
 };
 
 TEST_F(ConsentDialog, IsInitialisedInItsOrder) {
