@@ -1,7 +1,7 @@
 #include "app/RunController.h"
 
+#include "platform/FolderPath.h"
 #include "platform/Paths.h"
-#include "store/FolderPath.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <bit>
 #include <cstring>
 
-#include "usage/FileExtension.h"
+#include "platform/FileExtension.h"
 #include "usage/LogLine.h"
 
 namespace {

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/FileExtension.h"
 #include "tests/support/TestText.h"
 #include "usage/EventCounter.h"
-#include "usage/FileExtension.h"
 #include "usage/LogLine.h"
 #include "usage/LogLineReader.h"
 

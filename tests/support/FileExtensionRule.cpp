@@ -1,5 +1,5 @@
 // The rule of PathFindExtensionA, for the tests of rules that run on another system.
-#include "usage/FileExtension.h"
+#include "platform/FileExtension.h"
 
 std::string_view FindExtension(std::string_view path) {
   const std::size_t last = path.find_last_of(".\\ ");

@@ -1,4 +1,5 @@
 pelto_tests(platform
-  RULES DecimalTextTest.cpp
-  EDGES AnsiTextTest.cpp DecimalTextCrtTest.cpp GuidTextTest.cpp PathsTest.cpp SystemClockTest.cpp)
+  RULES DecimalTextTest.cpp FileExtensionTest.cpp FolderStepsTest.cpp
+  EDGES AnsiTextTest.cpp DecimalTextCrtTest.cpp FileExtensionApiTest.cpp FolderPathTest.cpp
+        GuidTextTest.cpp PathsTest.cpp SystemClockTest.cpp)
 pelto_tests_in_zones(platform SystemClockZone.*)

@@ -1,5 +1,5 @@
 pelto_tests(store
-  RULES DateGateTest.cpp DateTextTest.cpp FolderStepsTest.cpp ReportDocumentTest.cpp
+  RULES DateGateTest.cpp DateTextTest.cpp ReportDocumentTest.cpp
         ReportShapeTest.cpp SettingsTextTest.cpp SystemPropertiesTest.cpp
-  EDGES FolderPathTest.cpp ReportStoreTest.cpp SettingsFileTest.cpp)
+  EDGES ReportStoreTest.cpp SettingsFileTest.cpp)
 pelto_tests_in_zones(store ReportStoreGates.*)

@@ -1,4 +1,4 @@
 pelto_tests(usage
-  RULES CommandStatsTest.cpp EventCounterTest.cpp FileExtensionTest.cpp FileTypeStatsTest.cpp
+  RULES CommandStatsTest.cpp EventCounterTest.cpp FileTypeStatsTest.cpp
         LogLineTest.cpp LogLineReaderTest.cpp
-  EDGES FileExtensionApiTest.cpp LogHarvesterTest.cpp LogLineReaderStreamTest.cpp)
+  EDGES LogHarvesterTest.cpp LogLineReaderStreamTest.cpp)

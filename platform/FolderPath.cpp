@@ -1,4 +1,4 @@
-#include "store/FolderPath.h"
+#include "platform/FolderPath.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "usage/FileExtension.h"
+#include "platform/FileExtension.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "store/FolderPath.h"
+#include "platform/FolderPath.h"
 
 std::vector<std::wstring> FolderSteps(std::wstring_view path) {
   std::vector<std::wstring> steps;

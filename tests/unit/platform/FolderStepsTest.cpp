@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "store/FolderPath.h"
+#include "platform/FolderPath.h"
 
 namespace {
 

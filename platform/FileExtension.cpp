@@ -1,4 +1,4 @@
-#include "usage/FileExtension.h"
+#include "platform/FileExtension.h"
 
 #include "platform/WindowsHeader.h"
 

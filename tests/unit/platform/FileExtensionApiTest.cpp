@@ -8,7 +8,7 @@
 #include <random>
 #include <string>
 
-#include "usage/FileExtension.h"
+#include "platform/FileExtension.h"
 
 namespace {
 
