@@ -6,14 +6,15 @@
 #include "app/ProductVersion.h"
 #include "app/RunController.h"
 
-int RunCommandLine(const std::vector<std::wstring>& arguments, RunSteps& steps, Clock& clock) try {
+int RunCommandLine(const std::vector<std::wstring>& arguments, CRunSteps& steps,
+                   CClock& clock) try {
   const std::optional<CommandLine> commandLine = ParseCommandLine(arguments);
   if (!commandLine) return 1;
   const std::wstring applicationVersion = commandLine->mode == RunMode::Duty
                                               ? ReadProductVersion(commandLine->applicationPath)
                                               : std::wstring();
   CRunController controller(steps, clock);
-  if (controller.Initialise(commandLine->uploadAddress, commandLine->dataFolder,
+  if (controller.Initialize(commandLine->uploadAddress, commandLine->dataFolder,
                             commandLine->logFolder, commandLine->applicationName,
                             applicationVersion)) {
     controller.Run(commandLine->mode);

@@ -5,7 +5,6 @@
 #include <commctrl.h>
 #include <shellapi.h>
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +12,7 @@
 #include "app/CommandLineDriver.h"
 #include "app/ProgramSteps.h"
 #include "app/ResourceModule.h"
+#include "platform/Handles.h"
 #include "platform/SystemClock.h"
 
 namespace {
@@ -22,23 +22,18 @@ constexpr DWORD CommonControlClasses = 0xFF;
 
 /// The program's own path. None also when it does not fit: a part of it would name another folder,
 /// and a library must not be loaded from there.
-std::optional<std::wstring> ProgramPath() {
+std::optional<std::wstring> GetProgramPath() {
   wchar_t buffer[520];
   const DWORD length = GetModuleFileNameW(nullptr /* the program */, buffer, ARRAYSIZE(buffer));
   if (length == 0 || length == ARRAYSIZE(buffer)) return {};
   return std::wstring(buffer, length);
 }
 
-struct LocalBlockCloser {
-  void operator()(wchar_t** block) const { LocalFree(block); }
-};
-
-std::vector<std::wstring> Arguments() {
+std::vector<std::wstring> GetArguments() {
   int count = 0;
-  const std::unique_ptr<wchar_t*, LocalBlockCloser> arguments(
-      CommandLineToArgvW(GetCommandLineW(), &count));
+  const CLocalBlock<wchar_t*> arguments(CommandLineToArgvW(GetCommandLineW(), &count));
   if (!arguments) return {};
-  return {arguments.get(), arguments.get() + count};
+  return {arguments.Get(), arguments.Get() + count};
 }
 
 }  // namespace
@@ -49,7 +44,7 @@ BOOL CPeltoApp::InitInstance() {
   CWinApp::InitInstance();
 
   resourceModule_ = AfxGetResourceHandle();
-  if (const std::optional<std::wstring> path = ProgramPath()) {
+  if (const std::optional<std::wstring> path = GetProgramPath()) {
     const size_t backslash = path->rfind(L'\\');
     // The system gives no such path; a program that does not know its folder does nothing.
     if (backslash == std::wstring::npos) return TRUE;
@@ -60,9 +55,9 @@ BOOL CPeltoApp::InitInstance() {
   if (resourceModule_ != nullptr) AfxSetResourceHandle(resourceModule_);
   AfxEnableControlContainer();
 
-  ProgramSteps steps;
-  SystemClock clock;
-  RunCommandLine(Arguments(), steps, clock);
+  CProgramSteps steps;
+  CSystemClock clock;
+  RunCommandLine(GetArguments(), steps, clock);
   return FALSE;
 }
 

@@ -1,27 +1,17 @@
 #include "app/ProductVersion.h"
 
 #include <cstdio>
-#include <memory>
 
-#include "platform/WindowsHeader.h"
-
-namespace {
-
-struct GlobalBlockCloser {
-  void operator()(void* block) const { GlobalFree(block); }
-};
-using GlobalBlock = std::unique_ptr<void, GlobalBlockCloser>;
-
-}  // namespace
+#include "platform/Handles.h"
 
 std::wstring ReadProductVersion(const std::wstring& path) {
   DWORD ignored = 0;
   const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &ignored);
-  const GlobalBlock block(GlobalAlloc(GPTR, size));
+  const CGlobalBlock block(GlobalAlloc(GPTR, size));
   void* record = nullptr;
   UINT recordSize = 0;
-  if (!block || !GetFileVersionInfoW(path.c_str(), 0 /* ignored */, size, block.get()) ||
-      !VerQueryValueW(block.get(), L"\\", &record, &recordSize) ||
+  if (!block || !GetFileVersionInfoW(path.c_str(), 0 /* ignored */, size, block.Get()) ||
+      !VerQueryValueW(block.Get(), L"\\", &record, &recordSize) ||
       recordSize < sizeof(VS_FIXEDFILEINFO)) {
     return {};
   }

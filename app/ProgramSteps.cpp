@@ -5,19 +5,19 @@
 #include "upload/UploadJob.h"
 #include "usage/LogHarvester.h"
 
-void ProgramSteps::HarvestLogs(const std::wstring& logFolder, CommandStats& commands,
-                               FileTypeStats& fileTypes) {
+void CProgramSteps::HarvestLogs(const std::wstring& logFolder, CommandStats& commands,
+                                FileTypeStats& fileTypes) {
   LogHarvester(commands, fileTypes).Harvest(logFolder, true /* deletes what it has read */);
 }
 
-void ProgramSteps::ShowConsentDialog(CReportStore& store, int first, int fade) {
+void CProgramSteps::ShowConsentDialog(CReportStore& store, int first, int fade) {
   PeltoDialog(&store, first, fade).DoModal();
 }
 
-void ProgramSteps::CollectSystemInformation(CReportStore& store) {
+void CProgramSteps::CollectSystemInformation(CReportStore& store) {
   ::CollectSystemInformation(store);
 }
 
-int ProgramSteps::UploadReport(CReportStore& store, const std::wstring& address) {
+int CProgramSteps::UploadReport(CReportStore& store, const std::wstring& address) {
   return ::UploadReport(store, address);
 }

@@ -3,7 +3,7 @@
 #include "app/RunSteps.h"
 
 /// The steps as the program takes them.
-class ProgramSteps : public RunSteps {
+class CProgramSteps : public CRunSteps {
  public:
   void HarvestLogs(const std::wstring& logFolder, CommandStats& commands,
                    FileTypeStats& fileTypes) override;

@@ -10,7 +10,7 @@ using LoadResExtDll = HINSTANCE(__cdecl*)(HINSTANCE instance, DWORD_PTR reserved
 }  // namespace
 
 std::optional<HINSTANCE> LoadResourceModule(const std::wstring& folder, HINSTANCE instance) {
-  const LibraryHandle library(LoadLibraryW((folder + L"\\LangExt.dll").c_str()));
+  const CLibraryHandle library(LoadLibraryW((folder + L"\\LangExt.dll").c_str()));
   if (!library) return {};
   const FARPROC address = GetProcAddress(library.Get(), "LoadResExtDLL");
   if (address == nullptr) return {};

@@ -14,7 +14,7 @@ constexpr int DoesNotTakePart = 2;
 
 }  // namespace
 
-bool CRunController::Initialise(const std::wstring& uploadAddress, const std::wstring& dataFolder,
+bool CRunController::Initialize(const std::wstring& uploadAddress, const std::wstring& dataFolder,
                                 const std::wstring& logFolder, const std::wstring& applicationName,
                                 const std::wstring& applicationVersion) {
   uploadAddress_ = uploadAddress;
@@ -42,12 +42,12 @@ int CRunController::Run(RunMode mode) {
 }
 
 int CRunController::RunLogHandle() {
-  return store_->ConsentState() == TakesPart ? RunLogStep() : 0;
+  return store_->GetConsentState() == TakesPart ? RunLogStep() : 0;
 }
 
 int CRunController::RunDuty() {
-  if (store_->ConsentState() == DoesNotTakePart) return Remind();
-  if (store_->ConsentState() == TakesPart && store_->IsTransmissionDue()) return Transmit();
+  if (store_->GetConsentState() == DoesNotTakePart) return Remind();
+  if (store_->GetConsentState() == TakesPart && store_->IsTransmissionDue()) return Transmit();
   return 0;
 }
 

@@ -15,11 +15,11 @@
 class CRunController {
  public:
   /// Both must outlive the controller.
-  CRunController(RunSteps& steps, Clock& clock) : steps_(steps), clock_(clock) {}
+  CRunController(CRunSteps& steps, CClock& clock) : steps_(steps), clock_(clock) {}
 
   /// Makes the data folder and opens the store on it. Answers false when the store cannot be
   /// opened (see `CReportStore::Open`); the controller is not to be run then.
-  bool Initialise(const std::wstring& uploadAddress, const std::wstring& dataFolder,
+  bool Initialize(const std::wstring& uploadAddress, const std::wstring& dataFolder,
                   const std::wstring& logFolder, const std::wstring& applicationName,
                   const std::wstring& applicationVersion);
 
@@ -37,8 +37,8 @@ class CRunController {
   int CollectSystemInformation();
   int Upload();
 
-  RunSteps& steps_;
-  Clock& clock_;
+  CRunSteps& steps_;
+  CClock& clock_;
   std::wstring uploadAddress_;
   std::wstring dataFolder_;
   std::wstring logFolder_;

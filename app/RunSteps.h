@@ -8,9 +8,9 @@
 
 /// The work of a run, as the run controller sees it. The controller decides what is done and in
 /// which order; a test records it.
-class RunSteps {
+class CRunSteps {
  public:
-  virtual ~RunSteps() = default;
+  virtual ~CRunSteps() = default;
   /// Counts the logs of `logFolder` into the statistics and deletes them.
   virtual void HarvestLogs(const std::wstring& logFolder, CommandStats& commands,
                            FileTypeStats& fileTypes) = 0;

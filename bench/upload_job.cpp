@@ -7,7 +7,7 @@ int wmain(int count, wchar_t** arguments) {
   if (count != 3) return 2;
   CommandStats commands;
   FileTypeStats fileTypes;
-  SystemClock clock;
+  CSystemClock clock;
   CReportStore store(commands, fileTypes, clock);
   if (!store.Open(arguments[2])) return 3;
   return UploadReport(store, arguments[1]) == 1 ? 0 : 1;

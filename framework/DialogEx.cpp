@@ -3,16 +3,16 @@
 namespace {
 
 /// Keeps a window that takes input from doing so.
-class DisabledWindow {
+class CDisabledWindow {
  public:
-  explicit DisabledWindow(HWND window) : window_(::IsWindowEnabled(window) ? window : nullptr) {
+  explicit CDisabledWindow(HWND window) : window_(::IsWindowEnabled(window) ? window : nullptr) {
     if (window_ != nullptr) EnableWindow(window_, FALSE);
   }
-  ~DisabledWindow() {
+  ~CDisabledWindow() {
     if (window_ != nullptr) EnableWindow(window_, TRUE);
   }
-  DisabledWindow(const DisabledWindow&) = delete;
-  DisabledWindow& operator=(const DisabledWindow&) = delete;
+  CDisabledWindow(const CDisabledWindow&) = delete;
+  CDisabledWindow& operator=(const CDisabledWindow&) = delete;
 
  private:
   HWND window_;
@@ -31,7 +31,7 @@ INT_PTR CDialogEx::DoModal() {
   running_ = true;
   {
     const HWND owner = parent_ != nullptr ? parent_->m_hWnd : nullptr;
-    const DisabledWindow disabledOwner(owner);
+    const CDisabledWindow disabledOwner(owner);
     const LPCWSTR name = MAKEINTRESOURCEW(templateId_);
     const HWND window =
         CreateDialogParamW(AfxFindResourceHandle(name, RT_DIALOG), name, owner,

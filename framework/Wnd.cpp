@@ -22,14 +22,14 @@ struct CurrentMessage {
 CurrentMessage current;
 
 /// Handlers send messages, which are handled in between.
-class CurrentMessageScope {
+class CCurrentMessageScope {
  public:
-  explicit CurrentMessageScope(const CurrentMessage& message) : outer_(current) {
+  explicit CCurrentMessageScope(const CurrentMessage& message) : outer_(current) {
     current = message;
   }
-  ~CurrentMessageScope() { current = outer_; }
-  CurrentMessageScope(const CurrentMessageScope&) = delete;
-  CurrentMessageScope& operator=(const CurrentMessageScope&) = delete;
+  ~CCurrentMessageScope() { current = outer_; }
+  CCurrentMessageScope(const CCurrentMessageScope&) = delete;
+  CCurrentMessageScope& operator=(const CCurrentMessageScope&) = delete;
 
  private:
   CurrentMessage outer_;
@@ -60,7 +60,7 @@ CPoint CPoint::FromParameter(LPARAM parameter) {
 LRESULT CALLBACK AfxWndProc(HWND handle, UINT message, WPARAM first, LPARAM second) {
   CWnd* const window = CWnd::FromHandlePermanent(handle);
   if (window == nullptr) return DefWindowProcW(handle, message, first, second);
-  const CurrentMessageScope scope({message, first, second});
+  const CCurrentMessageScope scope({message, first, second});
   LRESULT result = 0;
   try {
     result = window->WindowProc(message, first, second);

@@ -2,7 +2,7 @@
 
 #include "platform/WindowsHeader.h"
 
-std::wstring WideFromAnsi(std::string_view bytes) {
+std::wstring ToWide(std::string_view bytes) {
   if (bytes.empty()) return {};
   // No ANSI code page makes more UTF-16 units than it has bytes, so one call is enough.
   std::wstring text(bytes.size(), L'\0');
@@ -12,7 +12,7 @@ std::wstring WideFromAnsi(std::string_view bytes) {
   return text;
 }
 
-std::string AnsiFromWide(std::wstring_view text) {
+std::string ToAnsi(std::wstring_view text) {
   std::string bytes;
   const int size = static_cast<int>(text.size());
   const int length = WideCharToMultiByte(CP_ACP, 0, text.data(), size, nullptr, 0,

@@ -6,8 +6,8 @@
 #include <string_view>
 
 /// The wide text of `bytes`, read in the ANSI code page. NUL bytes are kept.
-std::wstring WideFromAnsi(std::string_view bytes);
+std::wstring ToWide(std::string_view bytes);
 
 /// The bytes of `text` in the ANSI code page. A character that the code page does not hold
 /// becomes the conversion's closest match or its default character ("?").
-std::string AnsiFromWide(std::wstring_view text);
+std::string ToAnsi(std::wstring_view text);

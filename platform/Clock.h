@@ -16,11 +16,11 @@ struct CivilTime {
   bool operator==(const CivilTime&) const = default;
 };
 
-class Clock {
+class CClock {
  public:
-  virtual ~Clock() = default;
+  virtual ~CClock() = default;
   /// The current time in UTC.
-  virtual CivilTime Now() = 0;
+  virtual CivilTime GetUtcTime() = 0;
   /// Lets the calling thread wait.
   virtual void Wait(std::uint32_t milliseconds) = 0;
 };

@@ -18,5 +18,5 @@ bool MakeFolder(const std::wstring& path) {
 }  // namespace
 
 bool CreateFolderPath(std::wstring_view path) {
-  return std::ranges::all_of(FolderSteps(path), MakeFolder);
+  return std::ranges::all_of(ListFolderSteps(path), MakeFolder);
 }

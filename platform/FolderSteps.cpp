@@ -1,6 +1,6 @@
 #include "platform/FolderPath.h"
 
-std::vector<std::wstring> FolderSteps(std::wstring_view path) {
+std::vector<std::wstring> ListFolderSteps(std::wstring_view path) {
   std::vector<std::wstring> steps;
   if (const size_t colon = path.find(L':'); colon != std::wstring_view::npos) {
     for (size_t at = path.find(L'\\', colon + 2); at != std::wstring_view::npos;

@@ -13,7 +13,7 @@ bool NewGuidText(std::wstring& text) {
   if (FAILED(CoCreateGuid(&guid))) return false;
   RPC_CSTR characters = nullptr;
   if (UuidToStringA(&guid, &characters) != RPC_S_OK || characters == nullptr) return false;
-  text = WideFromAnsi(reinterpret_cast<const char*>(characters));
+  text = ToWide(reinterpret_cast<const char*>(characters));
   RpcStringFreeA(&characters);
   return true;
 }

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cstdio>
-#include <memory>
 
-struct StreamCloser {
-  void operator()(std::FILE* stream) const { std::fclose(stream); }
+#include "platform/UniqueHandle.h"
+
+struct StreamTraits {
+  using Handle = std::FILE*;
+  static Handle GetInvalid() { return nullptr; }
+  static void Close(Handle stream) { std::fclose(stream); }
 };
 
 /// Owner of an open C stream.
-using Stream = std::unique_ptr<std::FILE, StreamCloser>;
+using CStream = CUniqueHandle<StreamTraits>;

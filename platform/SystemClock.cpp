@@ -25,17 +25,17 @@ SYSTEMTIME ToSystemTime(const CivilTime& time) {
 
 }  // namespace
 
-CivilTime SystemClock::Now() {
+CivilTime CSystemClock::GetUtcTime() {
   SYSTEMTIME now;
   GetSystemTime(&now);
   return {now.wYear, now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds};
 }
 
-void SystemClock::Wait(std::uint32_t milliseconds) {
+void CSystemClock::Wait(std::uint32_t milliseconds) {
   Sleep(milliseconds);
 }
 
-std::optional<std::uint64_t> LocalTicks(const CivilTime& utc) {
+std::optional<std::uint64_t> ToLocalTicks(const CivilTime& utc) {
   const SYSTEMTIME utcTime = ToSystemTime(utc);
   SYSTEMTIME localTime;
   FILETIME ticks;

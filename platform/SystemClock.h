@@ -5,13 +5,13 @@
 #include "platform/Clock.h"
 
 /// The system's own time.
-class SystemClock : public Clock {
+class CSystemClock : public CClock {
  public:
-  CivilTime Now() override;
+  CivilTime GetUtcTime() override;
   void Wait(std::uint32_t milliseconds) override;
 };
 
 /// `utc` in the machine's current time zone, as the number of 100-nanosecond intervals from
 /// 1601-01-01 to it; none when the numbers are no date and time. Where clocks are set forward or
 /// back between two times, their difference is an hour off the time that passed.
-std::optional<std::uint64_t> LocalTicks(const CivilTime& utc);
+std::optional<std::uint64_t> ToLocalTicks(const CivilTime& utc);

@@ -8,7 +8,7 @@
 
 namespace {
 
-int NumberAt(std::wstring_view text, std::size_t position, std::size_t length) {
+int ReadNumberAt(std::wstring_view text, std::size_t position, std::size_t length) {
   return ParseInt32(text.substr(std::min(position, text.size()), length));
 }
 
@@ -38,11 +38,11 @@ std::wstring FormatDateText(const CivilTime& utc) {
 
 std::optional<CivilTime> ParseDateText(std::wstring_view text) {
   CivilTime utc;
-  utc.year = NumberAt(text, 0, 4);
-  utc.month = NumberAt(text, 5, 2);
-  utc.day = NumberAt(text, 8, 2);
-  utc.hour = NumberAt(text, 11, 2);
-  utc.minute = NumberAt(text, 14, 2);
-  utc.second = NumberAt(text, 17, 2);
+  utc.year = ReadNumberAt(text, 0, 4);
+  utc.month = ReadNumberAt(text, 5, 2);
+  utc.day = ReadNumberAt(text, 8, 2);
+  utc.hour = ReadNumberAt(text, 11, 2);
+  utc.minute = ReadNumberAt(text, 14, 2);
+  utc.second = ReadNumberAt(text, 17, 2);
   return IsDateAndTime(utc) ? std::optional(utc) : std::nullopt;
 }

@@ -42,7 +42,7 @@ TiXmlElement& AddElement(TiXmlNode& parent, const char* name) {
 }
 
 void SetAttribute(TiXmlElement& element, const char* name, const std::wstring& value) {
-  element.SetAttribute(name, AnsiFromWide(value).c_str());
+  element.SetAttribute(name, ToAnsi(value).c_str());
 }
 
 /// Returns the element, which further attributes may follow.
@@ -50,13 +50,13 @@ TiXmlElement& AddProperty(TiXmlElement& section, const std::wstring& name,
                           const std::wstring& value) {
   TiXmlElement& property = AddElement(section, PropertyElement);
   SetAttribute(property, NameAttribute, name);
-  property.LinkEndChild(new TiXmlText(AnsiFromWide(value).c_str()));
+  property.LinkEndChild(new TiXmlText(ToAnsi(value).c_str()));
   return property;
 }
 
 void AddCommands(TiXmlElement& root, const CommandStats& commands) {
   TiXmlElement& list = AddElement(AddElement(root, CommandSection), CommandList);
-  for (const auto& [name, stat] : commands.All()) {
+  for (const auto& [name, stat] : commands.GetEntries()) {
     TiXmlElement& command = AddElement(list, CommandElement);
     SetAttribute(command, OrderAttribute, std::to_wstring(stat.order));
     SetAttribute(command, NameAttribute, name);
@@ -66,7 +66,7 @@ void AddCommands(TiXmlElement& root, const CommandStats& commands) {
 
 void AddFileTypes(TiXmlElement& root, const FileTypeStats& fileTypes) {
   TiXmlElement& list = AddElement(AddElement(root, FileTypeSection), FileTypeList);
-  for (const auto& [name, stat] : fileTypes.All()) {
+  for (const auto& [name, stat] : fileTypes.GetEntries()) {
     TiXmlElement& fileType = AddElement(list, FileTypeElement);
     SetAttribute(fileType, NameAttribute, name);
     SetAttribute(fileType, OpenedAttribute, std::to_wstring(stat.ocnt));
@@ -109,7 +109,7 @@ std::uint64_t ParseCount(const char* text) {
 void MergeCommand(CommandStats& commands, const char* name, const char* order, const char* count) {
   if (name == nullptr || order == nullptr || count == nullptr) return;
   CommandStat stat;
-  stat.event = {UsageEventKind::Command, WideFromAnsi(name), {}};
+  stat.event = {UsageEventKind::Command, ToWide(name), {}};
   stat.order = static_cast<std::uint32_t>(ParseInt32(std::string_view(order)));
   stat.count = ParseCount(count);
   commands.Merge(stat);
@@ -121,7 +121,7 @@ void MergeFileType(FileTypeStats& fileTypes, const TiXmlElement& element) {
   const char* const opened = element.Attribute(OpenedAttribute);
   const char* const saved = element.Attribute(SavedAttribute);
   FileTypeStat stat;
-  stat.name = WideFromAnsi(name);
+  stat.name = ToWide(name);
   stat.ocnt = opened == nullptr ? 0 : ParseCount(opened);
   stat.scnt = saved == nullptr ? 0 : ParseCount(saved);
   fileTypes.Merge(stat);
@@ -132,7 +132,7 @@ void MergeSystemProperty(SystemProperties& properties, const TiXmlElement& eleme
   const char* const category = element.Attribute(CategoryAttribute);
   const char* const value = element.GetText();
   if (name == nullptr || category == nullptr || value == nullptr) return;
-  properties.insert_or_assign({WideFromAnsi(name), WideFromAnsi(category)}, WideFromAnsi(value));
+  properties.insert_or_assign({ToWide(name), ToWide(category)}, ToWide(value));
 }
 
 }  // namespace
@@ -171,7 +171,7 @@ bool MergeReport(const TiXmlDocument& document, CommandStats& commands, FileType
                  });
   if (const TiXmlElement* const chain = FindList(*root, CommandSection, CommandChainElement);
       chain != nullptr && chain->GetText() != nullptr) {
-    commandChain = WideFromAnsi(chain->GetText());
+    commandChain = ToWide(chain->GetText());
   }
   // A run tool is a command that has no place in the order of first use yet.
   ForEachElement(FindList(*root, CounterSection, RunToolList), RunToolElement,

@@ -40,7 +40,7 @@ constexpr std::size_t DeclarationLimit = 256;
 /// The encoding, in small letters, that a declaration names ("" when it names none); none when the
 /// declaration is not of the plain form: attributes of letters, each behind a blank, with a quoted
 /// value right behind its "=" that holds no blank, quote or reference; and a "?" at the end.
-std::optional<std::string> DeclaredEncoding(std::string_view declaration) {
+std::optional<std::string> ReadDeclaredEncoding(std::string_view declaration) {
   std::string encoding;
   if (declaration.size() >= DeclarationLimit) return {};
   if (declaration.ends_with('?')) declaration.remove_suffix(1);
@@ -70,7 +70,7 @@ std::optional<std::string> DeclaredEncoding(std::string_view declaration) {
 
 }  // namespace
 
-void ReportShape::Feed(char c) {
+void CReportShape::Feed(char c) {
   if (state_ == State::Ended) return;
   FeedUtf8(static_cast<unsigned char>(c));
   if (c == '\0') {
@@ -78,7 +78,7 @@ void ReportShape::Feed(char c) {
     return;
   }
   if (state_ == State::Text || state_ == State::TagValue) {
-    const std::optional<Reference> next = NextReference(c);
+    const std::optional<Reference> next = AdvanceReference(c);
     if (!next) isSound_ = false;
     reference_ = next.value_or(Reference::None);
   }
@@ -131,7 +131,7 @@ void ReportShape::Feed(char c) {
 }
 
 /// Keeps track of whether the bytes so far are UTF-8 (RFC 3629, section 4).
-void ReportShape::FeedUtf8(unsigned char c) {
+void CReportShape::FeedUtf8(unsigned char c) {
   // A byte-order mark counts at the very start only; nothing else begins with its first byte.
   if (isAtStart_ && c == 0xEF) mayBeUtf8_ = true;
   isAtStart_ = false;
@@ -151,7 +151,7 @@ void ReportShape::FeedUtf8(unsigned char c) {
 }
 
 /// How far a character reference has been met with `c` behind it; none when it is broken.
-std::optional<ReportShape::Reference> ReportShape::NextReference(char c) const {
+std::optional<CReportShape::Reference> CReportShape::AdvanceReference(char c) const {
   switch (reference_) {
     case Reference::None:
       return c == '&' ? Reference::Ampersand : Reference::None;
@@ -179,7 +179,7 @@ std::optional<ReportShape::Reference> ReportShape::NextReference(char c) const {
   return {};
 }
 
-void ReportShape::FeedMarkupStart(char c) {
+void CReportShape::FeedMarkupStart(char c) {
   matched_ = 0;
   attributes_ = 0;
   if (c == '!') {
@@ -195,7 +195,7 @@ void ReportShape::FeedMarkupStart(char c) {
   }
 }
 
-void ReportShape::FeedOpening(std::string_view opening, State opened, char c) {
+void CReportShape::FeedOpening(std::string_view opening, State opened, char c) {
   if (c != opening[matched_]) {
     state_ = c == '>' ? State::Text : State::Unknown;
   } else if (++matched_ == opening.size()) {
@@ -206,7 +206,7 @@ void ReportShape::FeedOpening(std::string_view opening, State opened, char c) {
 }
 
 /// Waits for "-->" or "]]>".
-void ReportShape::FeedClosing(char repeated, char c) {
+void CReportShape::FeedClosing(char repeated, char c) {
   if (c == '>' && matched_ >= 2) {
     state_ = State::Text;
   } else {
@@ -216,14 +216,14 @@ void ReportShape::FeedClosing(char repeated, char c) {
 
 /// The parser has rules of its own for what a declaration holds. They are those of everybody while
 /// it is of the plain form; any other is refused.
-void ReportShape::FeedDeclaration(char c) {
+void CReportShape::FeedDeclaration(char c) {
   if (c != '>') {
     // Without a limit a file of one declaration would be read into memory twice.
     if (declaration_.size() < DeclarationLimit) declaration_ += c;
     return;
   }
   state_ = State::Text;
-  const std::optional<std::string> encoding = DeclaredEncoding(declaration_);
+  const std::optional<std::string> encoding = ReadDeclaredEncoding(declaration_);
   if (!encoding) {
     isSound_ = false;
   } else if (encoding->empty() || encoding->starts_with("utf-8") || encoding->starts_with("utf8")) {
@@ -231,7 +231,7 @@ void ReportShape::FeedDeclaration(char c) {
   }
 }
 
-void ReportShape::FeedTag(char c) {
+void CReportShape::FeedTag(char c) {
   if (IsQuote(c)) {
     quote_ = c;
     state_ = State::TagValue;

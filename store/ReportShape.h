@@ -21,7 +21,7 @@
 /// - has a numeric character reference with something else than digits in it ("&#x4g;"): the parser
 ///   looks for its semicolon beyond any markup, so that it is not plain what nests what.
 /// Whether the text is XML at all is the parser's to say.
-class ReportShape {
+class CReportShape {
  public:
   static constexpr int DepthLimit = 64;
   static constexpr int AttributeLimit = 256;
@@ -62,7 +62,7 @@ class ReportShape {
 
   void Feed(char c);
   void FeedUtf8(unsigned char c);
-  std::optional<Reference> NextReference(char c) const;
+  std::optional<Reference> AdvanceReference(char c) const;
   void FeedMarkupStart(char c);
   void FeedOpening(std::string_view opening, State opened, char c);
   void FeedClosing(char repeated, char c);

@@ -28,7 +28,7 @@ constexpr int DefaultShowMessage = 1;
 
 /// The full path of `path`. The private-profile functions need it: they look for any other path in
 /// the Windows folder.
-std::wstring FullPath(const std::wstring& path) {
+std::wstring GetFullPath(const std::wstring& path) {
   wchar_t buffer[1040];
   const DWORD length = GetFullPathNameW(path.c_str(), ARRAYSIZE(buffer), buffer, nullptr);
   return length < ARRAYSIZE(buffer) ? std::wstring(buffer, length) : std::wstring();
@@ -36,16 +36,16 @@ std::wstring FullPath(const std::wstring& path) {
 
 /// Whether no other process holds the file; makes it if it is missing.
 bool IsFree(const std::wstring& path) {
-  const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0 /* no sharing */,
-                                    nullptr /* security */, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL,
-                                    nullptr /* template */));
+  const CFileHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0 /* no sharing */,
+                                     nullptr /* security */, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL,
+                                     nullptr /* template */));
   return static_cast<bool>(file);
 }
 
 /// Whether the file that the stream holds can be given to the XML parser.
 bool IsSound(std::FILE* stream) {
   std::rewind(stream);
-  ReportShape shape;
+  CReportShape shape;
   char buffer[4096];
   while (const size_t count = std::fread(buffer, 1, sizeof buffer, stream)) {
     shape.Feed({buffer, count});
@@ -63,7 +63,7 @@ void CReportStore::SetApplication(std::wstring name, std::wstring version) {
 bool CReportStore::Open(const std::wstring& dataFolder) {
   dataFolder_ = dataFolder;
   reportPath_ = CombinePath(dataFolder_, ReportFileName);
-  const std::wstring settingsPath = FullPath(CombinePath(dataFolder_, SettingsFileName));
+  const std::wstring settingsPath = GetFullPath(CombinePath(dataFolder_, SettingsFileName));
   if (reportPath_.empty() || settingsPath.empty()) return false;
   settings_.SetPath(settingsPath);
   if (!EnsureIdentifier()) return false;
@@ -73,12 +73,12 @@ bool CReportStore::Open(const std::wstring& dataFolder) {
 
 /// An identifier is never used unless it is stored, so what counts is what the file gives back.
 bool CReportStore::EnsureIdentifier() {
-  installationIdentifier_ = InstallationIdentifier();
+  installationIdentifier_ = GetInstallationIdentifier();
   if (installationIdentifier_.empty()) {
     std::wstring identifier;
     if (!NewGuidText(identifier)) return false;
-    settings_.WriteText(settings::ProgrammeSection, settings::Identifier, identifier);
-    installationIdentifier_ = InstallationIdentifier();
+    settings_.WriteText(settings::ProgramSection, settings::Identifier, identifier);
+    installationIdentifier_ = GetInstallationIdentifier();
   }
   return !installationIdentifier_.empty();
 }
@@ -87,8 +87,8 @@ bool CReportStore::TakeReport() {
   for (int attempt = 0; attempt < LockAttempts; ++attempt) {
     if (IsFree(reportPath_)) {
       std::FILE* stream = nullptr;
-      if (_wfopen_s(&stream, reportPath_.c_str(), L"ab+") == 0) report_.reset(stream);
-      return report_ != nullptr;
+      if (_wfopen_s(&stream, reportPath_.c_str(), L"ab+") == 0) report_.Reset(stream);
+      return static_cast<bool>(report_);
     }
     clock_.Wait(LockWait);
   }
@@ -100,24 +100,24 @@ bool CReportStore::DeleteReport() const {
 }
 
 bool CReportStore::Load() {
-  if (!report_ || !IsSound(report_.get())) return false;
-  std::rewind(report_.get());
+  if (!report_ || !IsSound(report_.Get())) return false;
+  std::rewind(report_.Get());
   TiXmlDocument document;
-  return document.LoadFile(report_.get(), TIXML_ENCODING_UNKNOWN) &&
+  return document.LoadFile(report_.Get(), TIXML_ENCODING_UNKNOWN) &&
          MergeReport(document, commands_, fileTypes_, systemProperties_, commandChain_);
 }
 
 bool CReportStore::Save() {
   TiXmlDocument document;
   BuildReport(document, commands_, fileTypes_, systemProperties_,
-              {applicationName_, applicationVersion_, InstallationIdentifier(), Email()});
+              {applicationName_, applicationVersion_, GetInstallationIdentifier(), GetEmail()});
   if (!report_) return false;
   // A stream that cannot be opened anew is closed by the attempt, so it has no owner meanwhile.
-  report_.reset(_wfreopen(reportPath_.c_str(), L"w", report_.release()));
-  return report_ && document.SaveFile(report_.get()) && std::fflush(report_.get()) == 0;
+  report_.Reset(_wfreopen(reportPath_.c_str(), L"w", report_.Release()));
+  return report_ && document.SaveFile(report_.Get()) && std::fflush(report_.Get()) == 0;
 }
 
-int CReportStore::ConsentState() const {
+int CReportStore::GetConsentState() const {
   return settings_.ReadInteger(settings::GeneralSection, settings::PeltoState, DefaultConsentState);
 }
 
@@ -125,7 +125,7 @@ void CReportStore::SetConsentState(int state) const {
   settings_.WriteText(settings::GeneralSection, settings::PeltoState, std::to_wstring(state));
 }
 
-std::wstring CReportStore::Email() const {
+std::wstring CReportStore::GetEmail() const {
   return settings_.ReadText(settings::GeneralSection, settings::Email);
 }
 
@@ -133,17 +133,17 @@ void CReportStore::SetEmail(const std::wstring& email) const {
   settings_.WriteText(settings::GeneralSection, settings::Email, email);
 }
 
-bool CReportStore::ShowsMessage() const {
+bool CReportStore::GetShowMessage() const {
   return settings_.ReadInteger(settings::GeneralSection, settings::ShowMessage,
                                DefaultShowMessage) != 0;
 }
 
-void CReportStore::SetShowsMessage(bool shows) const {
+void CReportStore::SetShowMessage(bool shows) const {
   settings_.WriteText(settings::GeneralSection, settings::ShowMessage, shows ? L"1" : L"0");
 }
 
-std::wstring CReportStore::InstallationIdentifier() const {
-  return settings_.ReadText(settings::ProgrammeSection, settings::Identifier);
+std::wstring CReportStore::GetInstallationIdentifier() const {
+  return settings_.ReadText(settings::ProgramSection, settings::Identifier);
 }
 
 bool CReportStore::IsTransmissionDue() const {
@@ -155,8 +155,8 @@ bool CReportStore::IsSystemInformationDue() const {
 }
 
 bool CReportStore::IsDialogDue() {
-  if (!ShowsMessage()) return false;
-  if (!StoredTicks(settings::LastDlgOpenDate)) {
+  if (!GetShowMessage()) return false;
+  if (!ReadTicks(settings::LastDlgOpenDate)) {
     StampDialog();
     return false;
   }
@@ -181,17 +181,17 @@ void CReportStore::SetSystemProperty(const std::wstring& name, const std::wstrin
 }
 
 bool CReportStore::IsDue(const wchar_t* key, double limit) const {
-  const std::optional<std::uint64_t> now = LocalTicks(clock_.Now());
-  return now && IsGateOpen(*now, StoredTicks(key), limit);
+  const std::optional<std::uint64_t> now = ToLocalTicks(clock_.GetUtcTime());
+  return now && IsGateOpen(*now, ReadTicks(key), limit);
 }
 
 /// The date under `key`; none when there is none, or when its text is no date.
-std::optional<std::uint64_t> CReportStore::StoredTicks(const wchar_t* key) const {
+std::optional<std::uint64_t> CReportStore::ReadTicks(const wchar_t* key) const {
   const std::optional<CivilTime> date =
       ParseDateText(settings_.ReadText(settings::GeneralSection, key));
-  return date ? LocalTicks(*date) : std::nullopt;
+  return date ? ToLocalTicks(*date) : std::nullopt;
 }
 
 void CReportStore::Stamp(const wchar_t* key) {
-  settings_.WriteText(settings::GeneralSection, key, FormatDateText(clock_.Now()));
+  settings_.WriteText(settings::GeneralSection, key, FormatDateText(clock_.GetUtcTime()));
 }

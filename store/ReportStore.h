@@ -18,7 +18,7 @@
 class CReportStore {
  public:
   /// All three must outlive the store.
-  CReportStore(CommandStats& commands, FileTypeStats& fileTypes, Clock& clock)
+  CReportStore(CommandStats& commands, FileTypeStats& fileTypes, CClock& clock)
       : commands_(commands), fileTypes_(fileTypes), clock_(clock) {}
 
   /// What the next save writes of the host application.
@@ -31,9 +31,9 @@ class CReportStore {
   bool Open(const std::wstring& dataFolder);
 
   /// Lets go of the report file. Neither load nor save is possible afterwards.
-  void CloseReport() { report_.reset(); }
+  void CloseReport() { report_.Reset(); }
   bool DeleteReport() const;
-  const std::wstring& ReportPath() const { return reportPath_; }
+  const std::wstring& GetReportPath() const { return reportPath_; }
 
   /// Adds what the report file holds to the statistics, the system properties and the command
   /// chain. Answers false, with nothing changed, when the file is closed, empty, no sound report
@@ -44,14 +44,14 @@ class CReportStore {
   bool Save();
 
   /// 1: takes part, 2: does not (also when nothing is stored), 3: asked to be reminded later.
-  int ConsentState() const;
+  int GetConsentState() const;
   void SetConsentState(int state) const;
-  std::wstring Email() const;
+  std::wstring GetEmail() const;
   void SetEmail(const std::wstring& email) const;
   /// Whether the consent dialog may come up by itself.
-  bool ShowsMessage() const;
-  void SetShowsMessage(bool shows) const;
-  std::wstring InstallationIdentifier() const;
+  bool GetShowMessage() const;
+  void SetShowMessage(bool shows) const;
+  std::wstring GetInstallationIdentifier() const;
 
   /// Whether 28 days have passed since the last transmission, or there was none.
   bool IsTransmissionDue() const;
@@ -68,14 +68,14 @@ class CReportStore {
   /// Sets a property of the machine's description; replaces one of that name and category.
   void SetSystemProperty(const std::wstring& name, const std::wstring& category,
                          const std::wstring& value);
-  const SystemProperties& AllSystemProperties() const { return systemProperties_; }
-  const std::wstring& CommandChain() const { return commandChain_; }
+  const SystemProperties& GetSystemProperties() const { return systemProperties_; }
+  const std::wstring& GetCommandChain() const { return commandChain_; }
 
  private:
   bool EnsureIdentifier();
   bool TakeReport();
   bool IsDue(const wchar_t* key, double limit) const;
-  std::optional<std::uint64_t> StoredTicks(const wchar_t* key) const;
+  std::optional<std::uint64_t> ReadTicks(const wchar_t* key) const;
   void Stamp(const wchar_t* key);
 
   std::wstring applicationName_;
@@ -87,7 +87,7 @@ class CReportStore {
   CommandStats& commands_;
   FileTypeStats& fileTypes_;
   SystemProperties systemProperties_;
-  Stream report_;
+  CStream report_;
   std::wstring commandChain_;
-  Clock& clock_;
+  CClock& clock_;
 };

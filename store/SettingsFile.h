@@ -4,7 +4,7 @@
 
 /// The settings file's sections and keys.
 namespace settings {
-inline constexpr wchar_t ProgrammeSection[] = L"PELTO";
+inline constexpr wchar_t ProgramSection[] = L"PELTO";
 inline constexpr wchar_t Identifier[] = L"ID";
 
 inline constexpr wchar_t GeneralSection[] = L"General";

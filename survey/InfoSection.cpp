@@ -6,10 +6,10 @@
 /// stack frame a link. The children are hung behind the rows, so that one loop meets all sections.
 InfoSection::~InfoSection() {
   while (firstProperty_) firstProperty_ = std::move(firstProperty_->next);
-  InfoSection* last = HangChildrenBehind(LastRow());
+  InfoSection* last = AppendChildrenTo(FindLastRow());
   while (nextRow_) {
     const std::unique_ptr<InfoSection> row = std::move(nextRow_);
-    last = row->HangChildrenBehind(last);
+    last = row->AppendChildrenTo(last);
     nextRow_ = std::move(row->nextRow_);
   }
 }
@@ -28,7 +28,7 @@ const InfoProperty* InfoSection::FindProperty(std::wstring_view name) const {
   return property;
 }
 
-InfoSection& InfoSection::NextRow() {
+InfoSection& InfoSection::GetOrAddNextRow() {
   if (!nextRow_) nextRow_ = std::make_unique<InfoSection>(name_);
   return *nextRow_;
 }
@@ -40,37 +40,37 @@ void InfoSection::AddChild(std::unique_ptr<InfoSection>&& child) {
   added.parent_ = this;
 }
 
-const InfoProperty* InfoSection::FirstProperty() {
+const InfoProperty* InfoSection::GetFirstProperty() {
   propertyCursor_ = &firstProperty_;
-  return NextProperty();
+  return GetNextProperty();
 }
 
-const InfoProperty* InfoSection::NextProperty() {
+const InfoProperty* InfoSection::GetNextProperty() {
   const InfoProperty* const property = propertyCursor_->get();
   if (property != nullptr) propertyCursor_ = &property->next;
   return property;
 }
 
-InfoSection* InfoSection::FirstChild() {
+InfoSection* InfoSection::GetFirstChild() {
   childCursor_ = 0;
-  return NextChild();
+  return GetNextChild();
 }
 
-InfoSection* InfoSection::NextChild() {
+InfoSection* InfoSection::GetNextChild() {
   return childCursor_ < children_.size() ? children_[childCursor_++].get() : nullptr;
 }
 
-InfoSection* InfoSection::LastRow() {
+InfoSection* InfoSection::FindLastRow() {
   InfoSection* row = this;
   while (row->nextRow_) row = row->nextRow_.get();
   return row;
 }
 
 /// Makes the children, with the rows behind each, the rows behind `last`. The new last row.
-InfoSection* InfoSection::HangChildrenBehind(InfoSection* last) {
+InfoSection* InfoSection::AppendChildrenTo(InfoSection* last) {
   for (std::unique_ptr<InfoSection>& child : children_) {
     last->nextRow_ = std::move(child);
-    last = last->LastRow();
+    last = last->FindLastRow();
   }
   children_.clear();
   return last;

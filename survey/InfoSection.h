@@ -26,9 +26,9 @@ class InfoSection {
   InfoSection& operator=(const InfoSection&) = delete;
   ~InfoSection();
 
-  const std::wstring& Name() const { return name_; }
+  const std::wstring& GetName() const { return name_; }
   /// The section that this one is a child of, or null. The rows behind a child have none.
-  const InfoSection* Parent() const { return parent_; }
+  const InfoSection* GetParent() const { return parent_; }
 
   /// Appends a property. One of the same name stays as it is, before the new one.
   void AddProperty(std::wstring_view name, std::wstring_view value);
@@ -36,25 +36,25 @@ class InfoSection {
   const InfoProperty* FindProperty(std::wstring_view name) const;
 
   /// The row behind this one, which is made, under the same name, when there is none.
-  InfoSection& NextRow();
+  InfoSection& GetOrAddNextRow();
   /// The row behind this one, or null. Makes none.
-  const InfoSection* ExistingNextRow() const { return nextRow_.get(); }
+  const InfoSection* GetNextRow() const { return nextRow_.get(); }
 
   /// Takes `child` and appends it to the children. A null child, or one that has a parent, is
   /// ignored and stays with the caller. `child` must not own this section.
   void AddChild(std::unique_ptr<InfoSection>&& child);
 
   /// Back to the first property, and that one, or null when there is none.
-  const InfoProperty* FirstProperty();
+  const InfoProperty* GetFirstProperty();
   /// The property behind the one that was given last, or null at the end. At first, the first.
-  const InfoProperty* NextProperty();
+  const InfoProperty* GetNextProperty();
   /// The same for the children, in the order in which they were added.
-  InfoSection* FirstChild();
-  InfoSection* NextChild();
+  InfoSection* GetFirstChild();
+  InfoSection* GetNextChild();
 
  private:
-  InfoSection* LastRow();
-  InfoSection* HangChildrenBehind(InfoSection* last);
+  InfoSection* FindLastRow();
+  InfoSection* AppendChildrenTo(InfoSection* last);
 
   std::wstring name_;
   std::unique_ptr<InfoSection> nextRow_;

@@ -11,13 +11,13 @@ namespace {
 
 /// COM on the calling thread, from here to the end of the scope. Where it cannot be initialised,
 /// every query fails by itself, unless the thread has COM of another kind, which serves as well.
-class ComInitialisation {
+class CComInitialization {
  public:
-  ComInitialisation() = default;
-  ComInitialisation(const ComInitialisation&) = delete;
-  ComInitialisation& operator=(const ComInitialisation&) = delete;
+  CComInitialization() = default;
+  CComInitialization(const CComInitialization&) = delete;
+  CComInitialization& operator=(const CComInitialization&) = delete;
   /// Only what succeeded is to be balanced.
-  ~ComInitialisation() {
+  ~CComInitialization() {
     if (isInitialised_) CoUninitialize();
   }
 
@@ -28,9 +28,9 @@ class ComInitialisation {
 }  // namespace
 
 int CollectSystemInformation(CReportStore& store) {
-  const ComInitialisation com;
+  const CComInitialization com;
   return CollectSystemInformation(
-      RunWmiQuery, store.AllSystemProperties(),
+      RunWmiQuery, store.GetSystemProperties(),
       [&store](const std::wstring& name, const std::wstring& category, const std::wstring& value) {
         store.SetSystemProperty(name, category, value);
       });

@@ -31,7 +31,7 @@ int DescribeDisks(const WmiQuery& ask, const Category& category, InfoSection& se
   InfoSection disks(L"Logical Disk Info");
   if (ask(Cimv2, category.query, category.properties, &disks) == 0) return 0;
   std::uint64_t sum = 0;
-  for (const InfoSection* disk = &disks; disk != nullptr; disk = disk->ExistingNextRow()) {
+  for (const InfoSection* disk = &disks; disk != nullptr; disk = disk->GetNextRow()) {
     const InfoProperty* const size = disk->FindProperty(L"Size");
     if (size == nullptr) continue;
     if (const std::optional<std::int64_t> bytes = ReadInt64(size->value)) {
@@ -48,14 +48,14 @@ int DescribeMonitors(const WmiQuery& ask, const Category& category, InfoSection&
   InfoSection monitors(L"Monitor");
   if (ask(Cimv2, category.query, category.properties, &monitors) == 0) return 0;
   int count = 0;
-  for (const InfoSection* row = &monitors; row != nullptr; row = row->ExistingNextRow()) ++count;
+  for (const InfoSection* row = &monitors; row != nullptr; row = row->GetNextRow()) ++count;
   section.AddProperty(L"Number", std::to_wstring(count));
   return 1;
 }
 
 /// The query for the configuration of a connected network adapter, or none when it would be longer
 /// than any that is asked.
-std::optional<std::wstring> ConfigurationQuery(const std::wstring& deviceId) {
+std::optional<std::wstring> FormatConfigurationQuery(const std::wstring& deviceId) {
   constexpr std::size_t limit = 1023;
   std::wstring query =
       L"SELECT * FROM Win32_NetworkAdapterConfiguration where IPEnabled='True' and index=" +
@@ -71,12 +71,12 @@ int DescribeAdapter(const WmiQuery& ask, const Category& category, InfoSection& 
   if (ask(Cimv2, category.query, category.properties, &adapters) == 0) return 0;
   const InfoProperty* deviceId = nullptr;
   for (const InfoSection* adapter = &adapters; adapter != nullptr && deviceId == nullptr;
-       adapter = adapter->ExistingNextRow()) {
+       adapter = adapter->GetNextRow()) {
     deviceId = adapter->FindProperty(L"DeviceId");
   }
   if (deviceId == nullptr) return 0;
   // Whether this one succeeds does not matter: the adapter is known to be there.
-  if (const std::optional<std::wstring> query = ConfigurationQuery(deviceId->value)) {
+  if (const std::optional<std::wstring> query = FormatConfigurationQuery(deviceId->value)) {
     ask(Cimv2, *query, L"MACAddress", &section);
   }
   return 1;
@@ -114,11 +114,11 @@ int CollectSystemInformation(const WmiQuery& ask, const SystemProperties& held,
                              const SystemPropertySetter& set) {
   if (!held.empty()) return 0;
   const std::unique_ptr<InfoSection> root = BuildSystemInformation(ask);
-  for (InfoSection* category = root->FirstChild(); category != nullptr;
-       category = root->NextChild()) {
-    for (const InfoProperty* property = category->FirstProperty(); property != nullptr;
-         property = category->NextProperty()) {
-      set(property->name, category->Name(), property->value);
+  for (InfoSection* category = root->GetFirstChild(); category != nullptr;
+       category = root->GetNextChild()) {
+    for (const InfoProperty* property = category->GetFirstProperty(); property != nullptr;
+         property = category->GetNextProperty()) {
+      set(property->name, category->GetName(), property->value);
     }
   }
   return 1;

@@ -2,7 +2,7 @@
 
 #include <oleauto.h>
 
-std::optional<std::wstring> VariantText(VARIANT& value) {
+std::optional<std::wstring> ReadVariantText(VARIANT& value) {
   // A conversion that fails leaves the value as it is.
   if (V_VT(&value) != VT_BSTR) VariantChangeType(&value, &value, VARIANT_ALPHABOOL, VT_BSTR);
   if (V_VT(&value) != VT_BSTR) return {};

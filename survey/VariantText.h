@@ -10,4 +10,4 @@
 /// The text of `value`, which is turned into text in place: a boolean is "True" or "False", a
 /// number is decimal. Text ends at its first NUL character. None for what has no text: null, an
 /// array, an object.
-std::optional<std::wstring> VariantText(VARIANT& value);
+std::optional<std::wstring> ReadVariantText(VARIANT& value);

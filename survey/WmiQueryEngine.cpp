@@ -14,29 +14,20 @@
 
 namespace {
 
-template <typename Interface>
-struct ComPointerTraits {
-  using Handle = Interface*;
-  static Handle None() { return nullptr; }
-  static void Close(Handle object) { object->Release(); }
-};
-template <typename Interface>
-using ComPointer = UniqueHandle<ComPointerTraits<Interface>>;
-
 struct SystemStringTraits {
   using Handle = BSTR;
-  static Handle None() { return nullptr; }
+  static Handle GetInvalid() { return nullptr; }
   static void Close(Handle text) { SysFreeString(text); }
 };
-using SystemString = UniqueHandle<SystemStringTraits>;
+using CSystemString = CUniqueHandle<SystemStringTraits>;
 
 /// Holds one value, and frees what it refers to.
-class Variant {
+class CVariant {
  public:
-  Variant() = default;
-  Variant(const Variant&) = delete;
-  Variant& operator=(const Variant&) = delete;
-  ~Variant() { VariantClear(&value_); }
+  CVariant() = default;
+  CVariant(const CVariant&) = delete;
+  CVariant& operator=(const CVariant&) = delete;
+  ~CVariant() { VariantClear(&value_); }
 
   VARIANT& Get() { return value_; }
 
@@ -44,42 +35,42 @@ class Variant {
   VARIANT value_ = {};
 };
 
-ComPointer<IWbemLocator> CreateLocator() {
+CComPointer<IWbemLocator> CreateLocator() {
   void* locator = nullptr;
   CoCreateInstance(CLSID_WbemLocator, nullptr /* no aggregate */, CLSCTX_INPROC_SERVER,
                    IID_IWbemLocator, &locator);
-  return ComPointer<IWbemLocator>(static_cast<IWbemLocator*>(locator));
+  return CComPointer<IWbemLocator>(static_cast<IWbemLocator*>(locator));
 }
 
-ComPointer<IWbemServices> Connect(const ComPointer<IWbemLocator>& locator, const wchar_t* space) {
-  const SystemString spaceText(SysAllocString(space));
+CComPointer<IWbemServices> Connect(const CComPointer<IWbemLocator>& locator, const wchar_t* space) {
+  const CSystemString spaceText(SysAllocString(space));
   IWbemServices* services = nullptr;
   locator.Get()->ConnectServer(spaceText.Get(), nullptr /* user */, nullptr /* password */,
                                nullptr /* locale */, 0 /* no flags */, nullptr /* authority */,
                                nullptr /* context */, &services);
-  return ComPointer<IWbemServices>(services);
+  return CComPointer<IWbemServices>(services);
 }
 
-ComPointer<IEnumWbemClassObject> Execute(const ComPointer<IWbemServices>& services,
-                                         const std::wstring& query) {
-  const SystemString language(SysAllocString(L"WQL"));
-  const SystemString text(SysAllocString(query.c_str()));
+CComPointer<IEnumWbemClassObject> Execute(const CComPointer<IWbemServices>& services,
+                                          const std::wstring& query) {
+  const CSystemString language(SysAllocString(L"WQL"));
+  const CSystemString text(SysAllocString(query.c_str()));
   IEnumWbemClassObject* objects = nullptr;
   services.Get()->ExecQuery(language.Get(), text.Get(),
                             WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY,
                             nullptr /* context */, &objects);
-  return ComPointer<IEnumWbemClassObject>(objects);
+  return CComPointer<IEnumWbemClassObject>(objects);
 }
 
 void AddProperties(IWbemClassObject& object, const std::vector<std::wstring>& names,
                    InfoSection& row) {
   for (const std::wstring& name : names) {
-    Variant value;
+    CVariant value;
     if (FAILED(object.Get(name.c_str(), 0 /* no flags */, &value.Get(), nullptr /* type */,
                           nullptr /* origin */))) {
       continue;
     }
-    if (const std::optional<std::wstring> text = VariantText(value.Get())) {
+    if (const std::optional<std::wstring> text = ReadVariantText(value.Get())) {
       row.AddProperty(name, *text);
     }
   }
@@ -90,15 +81,15 @@ void AddProperties(IWbemClassObject& object, const std::vector<std::wstring>& na
 int RunWmiQuery(const wchar_t* space, const std::wstring& query, const wchar_t* properties,
                 InfoSection* firstRow) {
   if (firstRow == nullptr) return 0;
-  const ComPointer<IWbemLocator> locator = CreateLocator();
+  const CComPointer<IWbemLocator> locator = CreateLocator();
   if (!locator) return 0;
-  const ComPointer<IWbemServices> services = Connect(locator, space);
+  const CComPointer<IWbemServices> services = Connect(locator, space);
   if (!services) return 0;
   // Not looked at: where the rights are missing, the query itself fails.
   CoSetProxyBlanket(services.Get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr /* principal */,
                     RPC_C_AUTHN_LEVEL_CALL, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr /* identity */,
                     EOAC_NONE);
-  const ComPointer<IEnumWbemClassObject> objects = Execute(services, query);
+  const CComPointer<IEnumWbemClassObject> objects = Execute(services, query);
   if (!objects) return 0;
 
   const std::vector<std::wstring> names = SplitPropertyList(properties);
@@ -108,7 +99,7 @@ int RunWmiQuery(const wchar_t* space, const std::wstring& query, const wchar_t* 
     ULONG count = 0;
     objects.Get()->Next(static_cast<LONG>(WBEM_INFINITE), 1, &object, &count);
     if (count == 0) return 1;
-    row = row == nullptr ? firstRow : &row->NextRow();
+    row = row == nullptr ? firstRow : &row->GetOrAddNextRow();
     AddProperties(*object, names, *row);
   }
 }

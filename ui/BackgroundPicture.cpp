@@ -5,22 +5,22 @@
 #include <gdiplus.h>
 
 #include <cstring>
-#include <memory>
 
 #include "framework/afxwin.h"
+#include "platform/Handles.h"
 #include "ui/resource.h"
 
 namespace {
 
 constexpr Gdiplus::ARGB OpaqueWhite = 0xFFFFFFFF;
 
-struct ComReleaser {
-  void operator()(IUnknown* object) const { object->Release(); }
+/// The address of a locked block of `GlobalAlloc`. Unlocks it; the block itself stays.
+struct GlobalLockTraits {
+  using Handle = void*;
+  static Handle GetInvalid() { return nullptr; }
+  static void Close(Handle bytes) { GlobalUnlock(GlobalHandle(bytes)); }
 };
-
-struct GlobalUnlocker {
-  void operator()(void* block) const { GlobalUnlock(GlobalHandle(block)); }
-};
+using CGlobalLock = CUniqueHandle<GlobalLockTraits>;
 
 HBITMAP Decode(IStream* stream) {
   // The image reads from its stream as long as it lives, and it is never freed.
@@ -52,12 +52,12 @@ HBITMAP LoadBackgroundPicture() {
 
   const HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE, size);
   if (block == nullptr) return nullptr;
-  const std::unique_ptr<void, GlobalUnlocker> copy(GlobalLock(block));
+  const CGlobalLock copy(GlobalLock(block));
   if (!copy) return nullptr;
-  std::memcpy(copy.get(), bytes, size);
+  std::memcpy(copy.Get(), bytes, size);
 
-  IStream* stream = nullptr;
-  if (FAILED(CreateStreamOnHGlobal(block, FALSE /* the block stays */, &stream))) return nullptr;
-  const std::unique_ptr<IStream, ComReleaser> owner(stream);
-  return Decode(stream);
+  IStream* address = nullptr;
+  if (FAILED(CreateStreamOnHGlobal(block, FALSE /* the block stays */, &address))) return nullptr;
+  const CComPointer<IStream> stream(address);
+  return Decode(stream.Get());
 }

@@ -1,10 +1,10 @@
 #include "ui/ConsentAnswer.h"
 
-ConsentAnswer AnswerFrom(bool participates, const std::wstring& emailText, bool silenced) {
-  return {participates ? 1 : 2, KeptEmail(emailText), !silenced};
+ConsentAnswer MakeAnswer(bool participates, const std::wstring& emailText, bool silenced) {
+  return {participates ? 1 : 2, FilterEmail(emailText), !silenced};
 }
 
-std::wstring KeptEmail(const std::wstring& typed) {
+std::wstring FilterEmail(const std::wstring& typed) {
   const size_t at = typed.find(L'@');
   const size_t dot = typed.rfind(L'.');
   const bool isKept = at != std::wstring::npos && dot != std::wstring::npos && dot >= at;

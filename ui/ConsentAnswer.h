@@ -16,11 +16,11 @@ constexpr int RemindLaterState = 3;
 /// The answer that the dialog's controls give: whether "Yes" is chosen, the text of the e-mail
 /// field and whether the user wants no more reminders. The address does not depend on the answer: a
 /// user who declines may leave one.
-ConsentAnswer AnswerFrom(bool participates, const std::wstring& emailText, bool silenced);
+ConsentAnswer MakeAnswer(bool participates, const std::wstring& emailText, bool silenced);
 
 /// The address to keep of what was typed: all of it, blanks included, if it has an at-sign and its
 /// last dot stands after the first at-sign; else the empty text. Nothing else is asked of it.
-std::wstring KeptEmail(const std::wstring& typed);
+std::wstring FilterEmail(const std::wstring& typed);
 
 /// Whether a dialog that opens with the stored `state` has "Yes" chosen. Only a refusal, which is
 /// also what counts when nothing is stored, has not.

@@ -10,6 +10,6 @@ constexpr int FadeStepOpacity = 5;
 constexpr unsigned FadePeriodMilliseconds = 15;
 
 /// The opacity after one more step; `FullOpacity` is the last one.
-constexpr int NextOpacity(int opacity) {
+constexpr int ComputeNextOpacity(int opacity) {
   return std::min(opacity + FadeStepOpacity, FullOpacity);
 }

@@ -101,13 +101,14 @@ void PeltoDialog::InitializeControls() {
     // In the template the group of the two starts with the text above them, and an arrow key would
     // give the focus to that text, under Wine at least.
     ModifyStyle(participate, 0, WS_GROUP);
-    Check(PreselectsParticipation(settings_->ConsentState()) ? IDC_PARTICIPATE : IDC_DECLINE, true);
+    Check(PreselectsParticipation(settings_->GetConsentState()) ? IDC_PARTICIPATE : IDC_DECLINE,
+          true);
   }
   const HWND emailField = GetDlgItem(m_hWnd, IDC_EMAIL);
-  if (const std::wstring email = settings_->Email(); !email.empty() && emailField != nullptr) {
+  if (const std::wstring email = settings_->GetEmail(); !email.empty() && emailField != nullptr) {
     SetWindowTextW(emailField, email.c_str());
   }
-  Check(IDC_SILENCE, !settings_->ShowsMessage());
+  Check(IDC_SILENCE, !settings_->GetShowMessage());
   // "Remind me later" is never seen in this build, although it has its handler.
   if (const HWND button = GetDlgItem(m_hWnd, IDC_REMIND_LATER)) {
     ModifyStyle(button, WS_VISIBLE, 0);
@@ -120,10 +121,10 @@ void PeltoDialog::OnOK() {
     ::GetWindowTextW(emailField, email, EmailBufferLength);
   }
   const ConsentAnswer answer =
-      AnswerFrom(IsChecked(IDC_PARTICIPATE), email, IsChecked(IDC_SILENCE));
+      MakeAnswer(IsChecked(IDC_PARTICIPATE), email, IsChecked(IDC_SILENCE));
   settings_->SetConsentState(answer.state);
   settings_->SetEmail(answer.email);
-  settings_->SetShowsMessage(answer.showsMessage);
+  settings_->SetShowMessage(answer.showsMessage);
   EndDialog(IDOK);
 }
 
@@ -155,7 +156,7 @@ void PeltoDialog::OnTimer(UINT_PTR timer) {
     CDialogEx::OnTimer(timer);
     return;
   }
-  opacity_ = NextOpacity(opacity_);
+  opacity_ = ComputeNextOpacity(opacity_);
   if (opacity_ == FullOpacity) KillTimer(m_hWnd, FadeTimer);
   if (layered_.setAttributes != nullptr) ApplyOpacity();
 }

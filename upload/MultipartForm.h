@@ -11,24 +11,24 @@
 #include "upload/UploadRequest.h"
 
 /// The header line of the request, without its line end.
-std::wstring FormRequestHeader();
+std::wstring FormatRequestHeader();
 
 /// What stands before the value of a text field. The keyword is spelled "Content-disposition", with
 /// a small d, and is to be kept so.
-std::wstring TextPartHeader(const std::wstring& name);
+std::wstring FormatTextPartHeader(const std::wstring& name);
 
 /// What stands before the bytes of an attachment.
-std::wstring AttachmentPartHeader(const std::wstring& name, const CUploadFile& file);
+std::wstring FormatAttachmentPartHeader(const std::wstring& name, const CUploadFile& file);
 
 /// What stands behind the data of every part.
-std::wstring PartFooter();
+std::wstring FormatPartFooter();
 
 /// The last line of the body.
-std::wstring ClosingBoundary();
+std::wstring FormatClosingBoundary();
 
 /// The size of a file in bytes, or none when it cannot be had.
 using FileSizeReader = std::function<std::optional<std::uint64_t>(const std::wstring& path)>;
 
 /// The length of the whole body in bytes, or none when the size of an attachment cannot be had.
-std::optional<std::uint64_t> FormLength(const CUploadRequest& request,
-                                        const FileSizeReader& readFileSize);
+std::optional<std::uint64_t> ComputeFormLength(const CUploadRequest& request,
+                                               const FileSizeReader& readFileSize);

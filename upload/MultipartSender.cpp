@@ -24,18 +24,19 @@ constexpr long TlsPort = 443;
 
 struct InternetTraits {
   using Handle = HINTERNET;
-  static Handle None() { return nullptr; }
+  static Handle GetInvalid() { return nullptr; }
   static void Close(Handle handle) { InternetCloseHandle(handle); }
 };
-using InternetHandle = UniqueHandle<InternetTraits>;
+using CInternetHandle = CUniqueHandle<InternetTraits>;
 
-FileHandle OpenAttachment(const std::wstring& path) {
-  return FileHandle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr /* security */,
-                                OPEN_EXISTING, 0 /* no flags */, nullptr /* template */));
+CFileHandle OpenAttachment(const std::wstring& path) {
+  return CFileHandle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                 nullptr /* security */, OPEN_EXISTING, 0 /* no flags */,
+                                 nullptr /* template */));
 }
 
-std::optional<std::uint64_t> AttachmentSize(const std::wstring& path) {
-  const FileHandle file = OpenAttachment(path);
+std::optional<std::uint64_t> GetAttachmentSize(const std::wstring& path) {
+  const CFileHandle file = OpenAttachment(path);
   LARGE_INTEGER size;
   if (!file || !GetFileSizeEx(file.Get(), &size)) return {};
   return static_cast<std::uint64_t>(size.QuadPart);
@@ -79,12 +80,12 @@ bool CMultipartSender::RunSend() {
 
 bool CMultipartSender::Deliver() {
   // Closed from the last to the first.
-  InternetHandle session;
-  InternetHandle connection;
-  InternetHandle http;
+  CInternetHandle session;
+  CInternetHandle connection;
+  CInternetHandle http;
 
   Report(L"Calculating size of data to send.");
-  const std::optional<std::uint64_t> length = FormLength(request_, AttachmentSize);
+  const std::optional<std::uint64_t> length = ComputeFormLength(request_, GetAttachmentSize);
   if (!length) return Fail(L"Error calculating size of data to send!");
 
   Report(L"Opening Internet connection.");
@@ -114,7 +115,7 @@ bool CMultipartSender::Deliver() {
                               flags, 0 /* context */));
   if (!http) return Fail(L"HttpOpenRequest has failed.");
 
-  const std::wstring header = FormRequestHeader();
+  const std::wstring header = FormatRequestHeader();
   totalSize_ = static_cast<std::uint32_t>(*length);
   bytesUploaded_ = 0;
   INTERNET_BUFFERSW buffers = {};
@@ -143,7 +144,7 @@ bool CMultipartSender::SendBody(HINTERNET http) {
   for (const auto& [name, file] : request_.files) {
     if (!SendAttachmentPart(http, name)) return false;
   }
-  const char* const closing = converter_.ToAnsi(ClosingBoundary().c_str());
+  const char* const closing = converter_.ToAnsi(FormatClosingBoundary().c_str());
   return closing != nullptr && Write(http, closing, std::strlen(closing));
 }
 
@@ -153,7 +154,7 @@ bool CMultipartSender::SendTextPart(HINTERNET http, const std::wstring& name) {
     return false;
   }
   if (!WriteFormText(
-          http, TextPartHeader(name),
+          http, FormatTextPartHeader(name),
           {L"Error converting text part header to ASCII.", L"Error uploading text part header."})) {
     return false;
   }
@@ -174,7 +175,7 @@ bool CMultipartSender::SendTextPart(HINTERNET http, const std::wstring& name) {
     position += chunk;
   }
   return WriteFormText(
-      http, PartFooter(),
+      http, FormatPartFooter(),
       {L"Error converting text part footer to ASCII.", L"Error uploading text part footer."});
 }
 
@@ -184,12 +185,12 @@ bool CMultipartSender::SendAttachmentPart(HINTERNET http, const std::wstring& na
     Report(L"Error formatting attachment part header.");
     return false;
   }
-  if (!WriteFormText(http, AttachmentPartHeader(name, attachment->second),
+  if (!WriteFormText(http, FormatAttachmentPartHeader(name, attachment->second),
                      {L"Error converting attachment part header to ASCII.",
                       L"Error uploading attachment part header."})) {
     return false;
   }
-  FileHandle file = OpenAttachment(attachment->second.path);
+  CFileHandle file = OpenAttachment(attachment->second.path);
   if (!file) {
     Report(L"Error opening attachment file.");
     return false;
@@ -215,7 +216,7 @@ bool CMultipartSender::SendAttachmentPart(HINTERNET http, const std::wstring& na
     }
   }
   file.Reset();
-  return WriteFormText(http, PartFooter(),
+  return WriteFormText(http, FormatPartFooter(),
                        {L"Error converting attachment part footer to ASCII.",
                         L"Error uploading attachment part footer."});
 }
@@ -236,7 +237,7 @@ bool CMultipartSender::JudgeAnswer(HINTERNET http) {
   InternetReadFile(http, answer, AnswerLength, &count);
   answer[count] = '\0';
   const std::string_view body = answer;
-  Report(L"Server responce body:" + WideFromAnsi(body));
+  Report(L"Server responce body:" + ToWide(body));
 
   if (IsJudgedByBody(body)) {
     Report(L"Assuming legacy method of determining delivery status (from HTTP responce body).");

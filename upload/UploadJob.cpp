@@ -23,14 +23,14 @@ int UploadReport(CReportStore& store, const std::wstring& address) {
   request.address = address;
   store.CloseReport();
   {
-    const Stream report(_wfsopen(store.ReportPath().c_str(), L"r", _SH_DENYNO));
+    const CStream report(_wfsopen(store.GetReportPath().c_str(), L"r", _SH_DENYNO));
     request.textFields[ReportField] =
-        Base64Encode(ReadReportPayload(report.get()), 0 /* one line */, '\0');
+        Base64Encode(ReadReportPayload(report.Get()), 0 /* one line */, '\0');
   }
   // Not the installation's identifier, which stands in the report: each upload has its own.
   std::wstring id;
   if (!NewGuidText(id)) return 0;
-  request.textFields[IdField] = AnsiFromWide(id);
+  request.textFields[IdField] = ToAnsi(id);
 
   CMultipartSender sender;
   CUploadNotifier notifier;

@@ -6,12 +6,12 @@
 namespace {
 
 /// Holds a critical section for a scope.
-class Lock {
+class CLock {
  public:
-  explicit Lock(CRITICAL_SECTION& section) : section_(section) { EnterCriticalSection(&section_); }
-  ~Lock() { LeaveCriticalSection(&section_); }
-  Lock(const Lock&) = delete;
-  Lock& operator=(const Lock&) = delete;
+  explicit CLock(CRITICAL_SECTION& section) : section_(section) { EnterCriticalSection(&section_); }
+  ~CLock() { LeaveCriticalSection(&section_); }
+  CLock(const CLock&) = delete;
+  CLock& operator=(const CLock&) = delete;
 
  private:
   CRITICAL_SECTION& section_;
@@ -38,7 +38,7 @@ CUploadNotifier::~CUploadNotifier() {
 
 void CUploadNotifier::Clear() {
   {
-    const Lock lock(lock_);
+    const CLock lock(lock_);
     status_ = Pending;
     percent_ = 0;
     log_.clear();
@@ -50,13 +50,13 @@ void CUploadNotifier::Clear() {
 }
 
 void CUploadNotifier::AddStatus(std::wstring message, int percent, bool isRelative) {
-  const Lock lock(lock_);
+  const CLock lock(lock_);
   log_.push_back(std::move(message));
   SetPercentLocked(percent, isRelative);
 }
 
 void CUploadNotifier::SetPercent(int percent, bool isRelative) {
-  const Lock lock(lock_);
+  const CLock lock(lock_);
   SetPercentLocked(percent, isRelative);
 }
 
@@ -66,7 +66,7 @@ void CUploadNotifier::SetPercentLocked(int percent, bool isRelative) {
 
 void CUploadNotifier::Complete(int status) {
   {
-    const Lock lock(lock_);
+    const CLock lock(lock_);
     status_ = status;
   }
   // Outside the lock, and the last thing: whoever waits may destroy this object now.
@@ -75,7 +75,7 @@ void CUploadNotifier::Complete(int status) {
 
 int CUploadNotifier::AwaitResult() {
   WaitForSingleObject(completion_, INFINITE);
-  const Lock lock(lock_);
+  const CLock lock(lock_);
   return status_;
 }
 
@@ -94,12 +94,12 @@ void CUploadNotifier::RequestCancel() {
   mayBeCancelled_ = true;
 }
 
-std::vector<std::wstring> CUploadNotifier::Log() {
-  const Lock lock(lock_);
+std::vector<std::wstring> CUploadNotifier::GetLog() {
+  const CLock lock(lock_);
   return log_;
 }
 
-int CUploadNotifier::Percent() {
-  const Lock lock(lock_);
+int CUploadNotifier::GetPercent() {
+  const CLock lock(lock_);
   return percent_;
 }

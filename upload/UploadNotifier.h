@@ -38,8 +38,8 @@ class CUploadNotifier {
   /// Asks the sending thread to end.
   void RequestCancel();
 
-  std::vector<std::wstring> Log();
-  int Percent();
+  std::vector<std::wstring> GetLog();
+  int GetPercent();
 
  private:
   void SetPercentLocked(int percent, bool isRelative);

@@ -4,9 +4,9 @@
 #include <span>
 
 /// Where a log's bytes come from: a file in the program, memory in a test.
-class ByteSource {
+class CByteSource {
  public:
-  virtual ~ByteSource() = default;
+  virtual ~CByteSource() = default;
   /// Fills `buffer` from its start and answers how many bytes it put there. 0: there are no more,
   /// or they cannot be read; both end the log.
   virtual std::size_t Read(std::span<char> buffer) = 0;

@@ -38,9 +38,9 @@ class CommandStats {
   /// run leaves the commands as they were.
   void Merge(const CommandStat& loaded);
 
-  const Entries& All() const { return entries_; }
+  const Entries& GetEntries() const { return entries_; }
   /// The highest order number handed out or loaded so far.
-  std::uint32_t LastOrder() const { return lastOrder_; }
+  std::uint32_t GetLastOrder() const { return lastOrder_; }
 
  private:
   Entries entries_;

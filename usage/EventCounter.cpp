@@ -5,17 +5,17 @@
 
 namespace {
 
-UsageEvent ToUsageEvent(const LogEvent& event) {
-  UsageEvent result{event.kind, WideFromAnsi(event.text), {}};
+UsageEvent MakeUsageEvent(const LogEvent& event) {
+  UsageEvent result{event.kind, ToWide(event.text), {}};
   if (event.kind != UsageEventKind::Command) {
-    result.attributes.emplace(FileTypeAttribute, WideFromAnsi(event.fileType));
+    result.attributes.emplace(FileTypeAttribute, ToWide(event.fileType));
   }
   return result;
 }
 
 }  // namespace
 
-void EventCounter::Count(const LogEvent& event) {
+void CEventCounter::Count(const LogEvent& event) {
   if (event.kind == UsageEventKind::Command) {
     CountCommand(event);
   } else {
@@ -23,21 +23,21 @@ void EventCounter::Count(const LogEvent& event) {
   }
 }
 
-void EventCounter::CountCommand(const LogEvent& event) {
+void CEventCounter::CountCommand(const LogEvent& event) {
   if (const auto known = knownCommands_.find(event.text); known != knownCommands_.end()) {
     if (known->second != nullptr) commands_.CountAgain(*known->second);
     return;
   }
-  const UsageEvent usage = ToUsageEvent(event);
-  const bool isCounted = !EventTextFilter::Instance().Holds(usage.text);
+  const UsageEvent usage = MakeUsageEvent(event);
+  const bool isCounted = !EventTextFilter::GetInstance().Contains(usage.text);
   knownCommands_.emplace(event.text, isCounted ? commands_.Count(usage) : nullptr);
 }
 
-void EventCounter::CountDocument(const LogEvent& event) {
-  if (EventTextFilter::Instance().Holds(WideFromAnsi(event.text))) return;
+void CEventCounter::CountDocument(const LogEvent& event) {
+  if (EventTextFilter::GetInstance().Contains(ToWide(event.text))) return;
   if (const auto known = knownFileTypes_.find(event.fileType); known != knownFileTypes_.end()) {
     FileTypeStats::CountAgain(*known->second, event.kind);
     return;
   }
-  knownFileTypes_.emplace(event.fileType, fileTypes_.Count(ToUsageEvent(event)));
+  knownFileTypes_.emplace(event.fileType, fileTypes_.Count(MakeUsageEvent(event)));
 }

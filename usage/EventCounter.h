@@ -12,10 +12,10 @@
 ///
 /// A log names few commands many times. So that each is converted to wide text and looked up among
 /// the ordered statistics only once, the entries met so far are remembered by their bytes.
-class EventCounter {
+class CEventCounter {
  public:
   /// The statistics must outlive the counter.
-  EventCounter(CommandStats& commands, FileTypeStats& fileTypes)
+  CEventCounter(CommandStats& commands, FileTypeStats& fileTypes)
       : commands_(commands), fileTypes_(fileTypes) {}
 
   /// Counts `event`, unless the `EventTextFilter` holds its text.

@@ -1,6 +1,6 @@
 #include "usage/EventTextFilter.h"
 
-const EventTextFilter& EventTextFilter::Instance() {
+const EventTextFilter& EventTextFilter::GetInstance() {
   static const EventTextFilter& filter = *new EventTextFilter;
   return filter;
 }

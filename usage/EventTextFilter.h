@@ -8,9 +8,9 @@
 /// counts nothing.
 class EventTextFilter {
  public:
-  static const EventTextFilter& Instance();
+  static const EventTextFilter& GetInstance();
 
-  bool Holds(const std::wstring& text) const { return texts_.contains(text); }
+  bool Contains(const std::wstring& text) const { return texts_.contains(text); }
 
  private:
   EventTextFilter() = default;

@@ -6,7 +6,7 @@ FileTypeStat* FileTypeStats::Count(const UsageEvent& event) {
   }
   const auto fileType = event.attributes.find(FileTypeAttribute);
   if (fileType == event.attributes.end()) return nullptr;
-  FileTypeStat& entry = Entry(fileType->second);
+  FileTypeStat& entry = FindOrAdd(fileType->second);
   CountAgain(entry, event.kind);
   return &entry;
 }
@@ -20,12 +20,12 @@ void FileTypeStats::CountAgain(FileTypeStat& entry, UsageEventKind kind) {
 }
 
 void FileTypeStats::Merge(const FileTypeStat& loaded) {
-  FileTypeStat& entry = Entry(loaded.name);
+  FileTypeStat& entry = FindOrAdd(loaded.name);
   entry.ocnt += loaded.ocnt;
   entry.scnt += loaded.scnt;
 }
 
-FileTypeStat& FileTypeStats::Entry(const std::wstring& name) {
+FileTypeStat& FileTypeStats::FindOrAdd(const std::wstring& name) {
   const auto [position, isNew] = entries_.try_emplace(name);
   if (isNew) position->second.name = name;
   return position->second;

@@ -34,10 +34,10 @@ class FileTypeStats {
   /// Takes over an entry of a loaded report: added to the entry of that name, if there is one.
   void Merge(const FileTypeStat& loaded);
 
-  const Entries& All() const { return entries_; }
+  const Entries& GetEntries() const { return entries_; }
 
  private:
-  FileTypeStat& Entry(const std::wstring& name);
+  FileTypeStat& FindOrAdd(const std::wstring& name);
 
   Entries entries_;
 };

@@ -1,6 +1,6 @@
 #include "usage/LogFile.h"
 
-std::size_t LogFile::Read(std::span<char> buffer) {
+std::size_t CLogFile::Read(std::span<char> buffer) {
   if (!isOpened_) {
     isOpened_ = true;
     file_.Reset(CreateFileW(path_.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,

@@ -9,14 +9,14 @@
 /// The bytes of one log file. The file is opened on the first read and restricts nobody: the host
 /// application may open it for writing meanwhile. A file that cannot be opened or read further has
 /// no more bytes.
-class LogFile : public ByteSource {
+class CLogFile : public CByteSource {
  public:
-  explicit LogFile(std::wstring path) : path_(std::move(path)) {}
+  explicit CLogFile(std::wstring path) : path_(std::move(path)) {}
 
   std::size_t Read(std::span<char> buffer) override;
 
  private:
   std::wstring path_;
   bool isOpened_ = false;
-  FileHandle file_;
+  CFileHandle file_;
 };

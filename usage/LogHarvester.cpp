@@ -11,25 +11,25 @@ namespace {
 /// Whether the file can be opened without letting others write. The host application keeps the log
 /// of its current session open for writing, and such a log is not complete yet.
 bool IsFree(const std::wstring& path) {
-  const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ,
-                                    nullptr /* security */, OPEN_EXISTING, 0 /* no flags */,
-                                    nullptr /* template */));
+  const CFileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                     nullptr /* security */, OPEN_EXISTING, 0 /* no flags */,
+                                     nullptr /* template */));
   return static_cast<bool>(file);
 }
 
-void ReadLog(const std::wstring& path, EventCounter& counter) {
-  LogFile file(path);
+void ReadLog(const std::wstring& path, CEventCounter& counter) {
+  CLogFile file(path);
   LogLineReader reader(file);
-  while (const std::optional<LogEvent> event = reader.Next()) counter.Count(*event);
+  while (const std::optional<LogEvent> event = reader.ReadNext()) counter.Count(*event);
 }
 
 }  // namespace
 
 int LogHarvester::Harvest(const std::wstring& folder, bool deletesLogs) {
   WIN32_FIND_DATAW entry;
-  const FindHandle search(FindFirstFileW(CombinePath(folder, L"*.log").c_str(), &entry));
+  const CFindHandle search(FindFirstFileW(CombinePath(folder, L"*.log").c_str(), &entry));
   if (!search) return 1;
-  EventCounter counter(commands_, fileTypes_);
+  CEventCounter counter(commands_, fileTypes_);
   do {
     const std::wstring path = CombinePath(folder, entry.cFileName);
     if (!IsFree(path)) continue;

@@ -45,7 +45,7 @@ const char* FindMark(const char* from, const char* to) {
 
 }  // namespace
 
-std::optional<LogEvent> LogLineReader::Next() {
+std::optional<LogEvent> LogLineReader::ReadNext() {
   for (;;) {
     const std::string_view line = ReadLine();
     // A blank line ends a log as the end of the file does, deliberately: it is the mark behind

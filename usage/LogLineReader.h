@@ -31,11 +31,11 @@ class LogLineReader {
   /// The longest line that is read whole, in bytes without its end.
   static constexpr std::size_t LineLimit = 1023;
 
-  /// Nothing is read before the first `Next`. `source` must outlive the reader.
-  explicit LogLineReader(ByteSource& source) : source_(source) {}
+  /// Nothing is read before the first `ReadNext`. `source` must outlive the reader.
+  explicit LogLineReader(CByteSource& source) : source_(source) {}
 
   /// The next event, or none at the end of the log's usable lines.
-  std::optional<LogEvent> Next();
+  std::optional<LogEvent> ReadNext();
 
  private:
   static constexpr std::size_t BufferSize = std::size_t{256} * 1024;
@@ -43,7 +43,7 @@ class LogLineReader {
   std::string_view ReadLine();
   void Refill();
 
-  ByteSource& source_;
+  CByteSource& source_;
   std::unique_ptr<char[]> buffer_;
   /// The unread bytes are buffer_[begin_, end_).
   std::size_t begin_ = 0;

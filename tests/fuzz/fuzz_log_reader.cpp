@@ -72,9 +72,9 @@ std::vector<std::string> Events(const std::string& bytes, size_t piece) {
   LogLineReader reader(source);
   CommandStats commands;
   FileTypeStats fileTypes;
-  EventCounter counter(commands, fileTypes);
+  CEventCounter counter(commands, fileTypes);
   std::vector<std::string> events;
-  while (const auto event = reader.Next()) {
+  while (const auto event = reader.ReadNext()) {
     counter.Count(*event);
     events.push_back(event->kind == UsageEventKind::Command
                          ? "C" + std::string(event->text)

@@ -16,7 +16,8 @@ namespace {
 
 int Depth(const TiXmlNode& node) {
   int deepest = 0;
-  for (const TiXmlNode* child = node.FirstChild(); child != nullptr; child = child->NextSibling()) {
+  for (const TiXmlNode* child = node.FirstChild(); child != nullptr;
+       child = child->NextSibling()) {
     deepest = std::max(deepest, Depth(*child));
   }
   return deepest + (node.ToElement() != nullptr ? 1 : 0);
@@ -41,7 +42,7 @@ struct Report {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string bytes(reinterpret_cast<const char*>(data), size);
-  ReportShape shape;
+  CReportShape shape;
   shape.Feed(bytes);
   if (!shape.IsSound()) return 0;
 
@@ -50,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   TiXmlDocument document;
   const bool isParsed = stream != nullptr && document.LoadFile(stream.get());
   // The text of an element is one level more than its element.
-  if (Depth(document) > ReportShape::DepthLimit + 1) std::abort();
+  if (Depth(document) > CReportShape::DepthLimit + 1) std::abort();
   Report report;
   if (!isParsed || !MergeReport(document, report.commands, report.fileTypes, report.properties,
                                 report.commandChain)) {
@@ -58,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
 
   const std::string saved = report.Text();
-  ReportShape savedShape;
+  CReportShape savedShape;
   savedShape.Feed(saved);
   if (!savedShape.IsSound()) std::abort();
   TiXmlDocument again;
@@ -75,8 +76,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto isSameFileType = [](const auto& a, const auto& b) {
     return a.first == b.first && a.second.ocnt == b.second.ocnt && a.second.scnt == b.second.scnt;
   };
-  if (!std::ranges::equal(loaded.commands.All(), report.commands.All(), isSameCommand) ||
-      !std::ranges::equal(loaded.fileTypes.All(), report.fileTypes.All(), isSameFileType)) {
+  if (!std::ranges::equal(loaded.commands.GetEntries(), report.commands.GetEntries(),
+                          isSameCommand) ||
+      !std::ranges::equal(loaded.fileTypes.GetEntries(), report.fileTypes.GetEntries(),
+                          isSameFileType)) {
     std::abort();
   }
   return 0;

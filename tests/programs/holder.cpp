@@ -17,8 +17,8 @@ int wmain(int count, wchar_t** arguments) {
   const DWORD sharing =
       isRead || isWrite ? FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE : 0;
   _setmode(_fileno(stdout), _O_BINARY);
-  const FileHandle file(CreateFileW(arguments[2], access, sharing, nullptr, OPEN_ALWAYS,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+  const CFileHandle file(CreateFileW(arguments[2], access, sharing, nullptr, OPEN_ALWAYS,
+                                     FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file) {
     std::printf("failed %lu\n", GetLastError());
     return 1;

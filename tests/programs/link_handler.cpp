@@ -17,8 +17,8 @@ int wmain(int count, wchar_t** arguments) {
       WideCharToMultiByte(CP_UTF8, 0, arguments[1], -1, line, sizeof line - 1, nullptr, nullptr);
   if (length <= 0) return 3;
   line[length - 1] = '\n';
-  const FileHandle file(CreateFileW(target.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr,
-                                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const CFileHandle file(CreateFileW(target.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr,
+                                     OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   DWORD written = 0;
   return WriteFile(file.Get(), line, static_cast<DWORD>(length), &written, nullptr) ? 0 : 1;
 }

@@ -16,7 +16,7 @@
 namespace {
 
 int Read(const wchar_t* program, const wchar_t* type, const wchar_t* number, const wchar_t* path) {
-  const LibraryHandle module(LoadLibraryExW(program, nullptr, LOAD_LIBRARY_AS_DATAFILE));
+  const CLibraryHandle module(LoadLibraryExW(program, nullptr, LOAD_LIBRARY_AS_DATAFILE));
   const HRSRC resource = FindResourceW(module.Get(), number, type);
   if (resource == nullptr) return 4;
   const void* const bytes = LockResource(LoadResource(module.Get(), resource));

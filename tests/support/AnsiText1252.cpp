@@ -27,13 +27,13 @@ char ByteFromWide(wchar_t character) {
 
 }  // namespace
 
-std::wstring WideFromAnsi(std::string_view bytes) {
+std::wstring ToWide(std::string_view bytes) {
   std::wstring text;
   for (const char byte : bytes) text += WideFromByte(static_cast<unsigned char>(byte));
   return text;
 }
 
-std::string AnsiFromWide(std::wstring_view text) {
+std::string ToAnsi(std::wstring_view text) {
   std::string bytes;
   for (const wchar_t character : text) bytes += ByteFromWide(character);
   return bytes;

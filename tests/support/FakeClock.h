@@ -6,9 +6,9 @@
 #include "platform/Clock.h"
 
 /// A clock that stands where the test sets it and only writes down how long it was to wait.
-class FakeClock : public Clock {
+class FakeClock : public CClock {
  public:
-  CivilTime Now() override {
+  CivilTime GetUtcTime() override {
     if (onNow) onNow();
     return now;
   }

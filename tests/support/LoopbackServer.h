@@ -14,10 +14,10 @@
 
 struct SocketTraits {
   using Handle = SOCKET;
-  static Handle None() { return INVALID_SOCKET; }
+  static Handle GetInvalid() { return INVALID_SOCKET; }
   static void Close(Handle handle) { closesocket(handle); }
 };
-using SocketHandle = UniqueHandle<SocketTraits>;
+using SocketHandle = CUniqueHandle<SocketTraits>;
 
 /// Holds Winsock loaded.
 class Winsock {

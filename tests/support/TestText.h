@@ -8,7 +8,7 @@
 #include "usage/ByteSource.h"
 
 /// A log's bytes in memory, handed out at most `piece` at a time.
-class MemorySource : public ByteSource {
+class MemorySource : public CByteSource {
  public:
   explicit MemorySource(std::string bytes, std::size_t piece = std::string::npos)
       : bytes_(std::move(bytes)), piece_(piece) {}

@@ -17,12 +17,12 @@ TEST(ProgramSteps, HarvestCountsTheLogsOfTheFolderAndDeletesThem) {
   WriteBytes(folder / L"b.txt", Prefix() + "Command = Line\r\n");
   CommandStats commands;
   FileTypeStats fileTypes;
-  ProgramSteps().HarvestLogs(folder.Path().wstring(), commands, fileTypes);
-  ASSERT_EQ(commands.All().size(), 1U);
-  EXPECT_EQ(commands.All().at(L"Line").count, 1U);
-  ASSERT_EQ(fileTypes.All().size(), 1U);
-  EXPECT_EQ(fileTypes.All().at(L".dwg").ocnt, 1U);
-  EXPECT_EQ(fileTypes.All().at(L".dwg").scnt, 0U);
+  CProgramSteps().HarvestLogs(folder.Path().wstring(), commands, fileTypes);
+  ASSERT_EQ(commands.GetEntries().size(), 1U);
+  EXPECT_EQ(commands.GetEntries().at(L"Line").count, 1U);
+  ASSERT_EQ(fileTypes.GetEntries().size(), 1U);
+  EXPECT_EQ(fileTypes.GetEntries().at(L".dwg").ocnt, 1U);
+  EXPECT_EQ(fileTypes.GetEntries().at(L".dwg").scnt, 0U);
   EXPECT_FALSE(Exists(folder / L"a.log"));
   EXPECT_TRUE(Exists(folder / L"b.txt"));
 }
@@ -32,8 +32,8 @@ TEST(ProgramSteps, CollectionPutsTheMachinesDescriptionIntoTheStore) {
   FileTypeStats fileTypes;
   FakeClock clock;
   CReportStore store(commands, fileTypes, clock);
-  ProgramSteps().CollectSystemInformation(store);
-  const SystemProperties& all = store.AllSystemProperties();
+  CProgramSteps().CollectSystemInformation(store);
+  const SystemProperties& all = store.GetSystemProperties();
   ASSERT_TRUE(all.contains({L"OSArchitecture", L"OS"}));
   EXPECT_EQ(all.at({L"OSArchitecture", L"OS"}), L"64-bit");
 }

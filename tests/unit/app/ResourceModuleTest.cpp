@@ -32,7 +32,7 @@ TEST_F(ResourceModule, IsTheOneThatTheLibraryReturns) {
   CopyLibrary(L"localized_texts.dll", texts_);
   const std::optional<HINSTANCE> module = LoadResourceModule(folder_, Instance);
   ASSERT_NE(module, std::nullopt);
-  const LibraryHandle owner(*module);
+  const CLibraryHandle owner(*module);
   EXPECT_EQ(*module, GetModuleHandleW(texts_.c_str()));
   EXPECT_EQ(TextOf(*module, LocalizedText), L"A localized text");
 }
@@ -42,7 +42,7 @@ TEST_F(ResourceModule, StaysLoadedWhileTheLibraryIsFreedAtOnce) {
   CopyLibrary(L"localized_texts.dll", texts_);
   const std::optional<HINSTANCE> module = LoadResourceModule(folder_, Instance);
   ASSERT_NE(module, std::nullopt);
-  LibraryHandle owner(*module);
+  CLibraryHandle owner(*module);
   EXPECT_EQ(GetModuleHandleW(library_.c_str()), nullptr);
   EXPECT_NE(GetModuleHandleW(texts_.c_str()), nullptr);
   owner.Reset();
@@ -52,7 +52,7 @@ TEST_F(ResourceModule, StaysLoadedWhileTheLibraryIsFreedAtOnce) {
 TEST_F(ResourceModule, LibraryIsCalledOnceWithTheInstanceAndZero) {
   CopyLibrary(L"localizer.dll", library_);
   CopyLibrary(L"localized_texts.dll", texts_);
-  const LibraryHandle owner(LoadResourceModule(folder_, Instance).value_or(nullptr));
+  const CLibraryHandle owner(LoadResourceModule(folder_, Instance).value_or(nullptr));
   EXPECT_EQ(ReadBytes(calls_), OneCall);
 }
 
@@ -126,7 +126,7 @@ TEST_F(ResourceModule, IsFoundInAFolderOutsideTheCodePage) {
   std::filesystem::create_directory(folder);
   CopyLibrary(L"localizer.dll", folder + L"\\LangExt.dll");
   CopyLibrary(L"localized_texts.dll", folder + L"\\Texts.dll");
-  const LibraryHandle owner(LoadResourceModule(folder, Instance).value_or(nullptr));
+  const CLibraryHandle owner(LoadResourceModule(folder, Instance).value_or(nullptr));
   EXPECT_EQ(TextOf(owner.Get(), LocalizedText), L"A localized text");
 }
 
@@ -165,7 +165,7 @@ TEST_F(ResourceModule, LibraryInTheCurrentFolderIsNotLoaded) {
   const TempFolder program;
   const CurrentFolder current(temp_.Path());
   // Such a library would be found by its name alone.
-  ASSERT_TRUE(LibraryHandle(LoadLibraryW(L"LangExt.dll"))) << GetLastError();
+  ASSERT_TRUE(CLibraryHandle(LoadLibraryW(L"LangExt.dll"))) << GetLastError();
   EXPECT_EQ(LoadResourceModule(program.Path().wstring(), Instance), std::nullopt);
   EXPECT_FALSE(Exists(calls_));
 }
@@ -174,7 +174,7 @@ TEST_F(ResourceModule, LibraryOnTheSearchPathIsNotLoaded) {
   CopyLibrary(L"localizer.dll", library_);
   const TempFolder program;
   const SearchPath path(folder_);
-  ASSERT_TRUE(LibraryHandle(LoadLibraryW(L"LangExt.dll"))) << GetLastError();
+  ASSERT_TRUE(CLibraryHandle(LoadLibraryW(L"LangExt.dll"))) << GetLastError();
   EXPECT_EQ(LoadResourceModule(program.Path().wstring(), Instance), std::nullopt);
   EXPECT_FALSE(Exists(calls_));
 }
@@ -189,7 +189,7 @@ TEST_F(ResourceModule, LibraryBesideTheCallersProgramIsNotLoadedForAnotherFolder
 
 TEST_F(ResourceModule, LibraryOfThatNameLoadedFromElsewhereDoesNotAnswer) {
   CopyLibrary(L"localizer.dll", library_);
-  const LibraryHandle other(LoadLibraryW(library_.c_str()));
+  const CLibraryHandle other(LoadLibraryW(library_.c_str()));
   ASSERT_TRUE(other) << GetLastError();
   const TempFolder program;
   EXPECT_EQ(LoadResourceModule(program.Path().wstring(), Instance), std::nullopt);

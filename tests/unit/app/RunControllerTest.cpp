@@ -195,7 +195,7 @@ Outcome ActualOutcome(const Row& row, const std::wstring& dataFolder, const std:
   };
   {
     CRunController controller(steps, clock);
-    if (!controller.Initialise(Address, dataFolder, logs, L"Draw It", L"1.2.3.4")) {
+    if (!controller.Initialize(Address, dataFolder, logs, L"Draw It", L"1.2.3.4")) {
       outcome.steps.emplace_back("initialisation failed");
     }
     outcome.status = controller.Run(row.start.mode);
@@ -245,7 +245,7 @@ INSTANTIATE_TEST_SUITE_P(Run, RunTable, testing::ValuesIn(StatesAndModes),
 class RunController : public testing::Test {
  protected:
   void Start(const std::wstring& logFolder) {
-    ASSERT_TRUE(controller_->Initialise(Address, data_.path, logFolder, L"Draw It", L"1.2.3.4"));
+    ASSERT_TRUE(controller_->Initialize(Address, data_.path, logFolder, L"Draw It", L"1.2.3.4"));
   }
   void Start() { Start(data_.logs); }
 
@@ -313,7 +313,7 @@ void CountCommand(CommandStats& commands, const wchar_t* name) {
 /// The machine's description by these answers, put into the store.
 void Survey(const WmiQuery& ask, CReportStore& store) {
   CollectSystemInformation(
-      ask, store.AllSystemProperties(),
+      ask, store.GetSystemProperties(),
       [&store](const std::wstring& name, const std::wstring& category, const std::wstring& value) {
         store.SetSystemProperty(name, category, value);
       });
@@ -326,8 +326,8 @@ TEST_F(RunController, LogStepLoadsTheReportBeforeItHarvests) {
   std::uint64_t lines = 0;
   std::uint64_t opened = 0;
   steps_.onHarvest = [&](const CommandStats& commands, const FileTypeStats& fileTypes) {
-    if (commands.All().contains(L"Line")) lines = commands.All().at(L"Line").count;
-    if (fileTypes.All().contains(L".dwg")) opened = fileTypes.All().at(L".dwg").ocnt;
+    if (commands.GetEntries().contains(L"Line")) lines = commands.GetEntries().at(L"Line").count;
+    if (fileTypes.GetEntries().contains(L".dwg")) opened = fileTypes.GetEntries().at(L".dwg").ocnt;
   };
   Start();
   EXPECT_EQ(RunAndEnd(RunMode::LogHandle), 1);
@@ -405,7 +405,7 @@ TEST_F(RunController, LogStepThatThrowsAnythingElseLeavesTheReportAsItWas) {
 TEST_F(RunController, LogsOfAUserWhoDoesNotTakePartLeaveTheReportAsItWas) {
   const DataFolder data(Settings{{"General/PeltoState", "2"}});
   WriteBytes(data.reportPath, StoredReport);
-  ASSERT_TRUE(controller_->Initialise(L"", data.path, data.logs, L"", L""));
+  ASSERT_TRUE(controller_->Initialize(L"", data.path, data.logs, L"", L""));
   EXPECT_EQ(RunAndEnd(RunMode::LogHandle), 0);
   EXPECT_EQ(journal_, Journal{});
   EXPECT_EQ(ReadBytes(data.reportPath), StoredReport);
@@ -451,7 +451,7 @@ TEST_F(RunController, CollectionStepFindsTheReportLoaded) {
              "</PeltoRpt>");
   std::wstring version;
   steps_.onCollect = [&version](CReportStore& store) {
-    const SystemProperties& all = store.AllSystemProperties();
+    const SystemProperties& all = store.GetSystemProperties();
     if (all.contains({L"Version", L"OS"})) version = all.at({L"Version", L"OS"});
   };
   Start();
@@ -541,8 +541,8 @@ TEST_F(RunController, SurveyWithoutAnyAnswerIsCompletedAndTheReportGoesOut) {
 // Also while a query stalls: other copies find the report in use meanwhile.
 TEST_F(RunController, HoldsTheReportThroughTheCollection) {
   steps_.onCollect = [this](CReportStore&) {
-    EXPECT_FALSE(FileHandle(CreateFileW(data_.reportPath.c_str(), GENERIC_READ, 0, nullptr,
-                                        OPEN_EXISTING, 0, nullptr)));
+    EXPECT_FALSE(CFileHandle(CreateFileW(data_.reportPath.c_str(), GENERIC_READ, 0, nullptr,
+                                         OPEN_EXISTING, 0, nullptr)));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
   };
   Start();
@@ -623,7 +623,7 @@ TEST_F(RunController, SuccessfulUploadDeletesTheReportAndTheNextTransmissionWait
 }
 
 TEST_F(RunController, EmptyUploadAddressIsHandedOn) {
-  ASSERT_TRUE(controller_->Initialise(L"", data_.path, L"", L"", L""));
+  ASSERT_TRUE(controller_->Initialize(L"", data_.path, L"", L"", L""));
   RunAndEnd(RunMode::Duty);
   EXPECT_EQ(journal_, (Journal{"collect", "upload "}));
 }
@@ -635,10 +635,10 @@ TEST_F(RunController, ReminderIsPutDownWhateverTheDialogStores) {
       Settings{{"General/PeltoState", "2"}, {"General/LastDlgOpenDate", "2024-01-01T00:00:00Z"}});
   steps_.onDialog = [this](CReportStore& store) {
     store.SetConsentState(1);
-    store.SetShowsMessage(false);
+    store.SetShowMessage(false);
     clock_.now = AnsweredTime;
   };
-  ASSERT_TRUE(controller_->Initialise(Address, data.path, L"", L"", L""));
+  ASSERT_TRUE(controller_->Initialize(Address, data.path, L"", L"", L""));
   EXPECT_EQ(RunAndEnd(RunMode::Duty), 0);
   EXPECT_EQ(journal_, (Journal{"wait 50000", "dialog 1 1"})) << "a yes is acted on by the next run";
   EXPECT_EQ(ReadSettings(data.settingsPath), (Settings{{"General/PeltoState", "1"},
@@ -678,17 +678,17 @@ TEST_F(RunController, DialogLeavesTheReportAsItWas) {
 
 TEST_F(RunController, NewUserIsAskedAfterAWeek) {
   const DataFolder data{Settings{}};
-  ASSERT_TRUE(controller_->Initialise(Address, data.path, L"", L"", L""));
+  ASSERT_TRUE(controller_->Initialize(Address, data.path, L"", L"", L""));
   EXPECT_EQ(RunAndEnd(RunMode::Duty), 0);
   EXPECT_EQ(journal_, Journal{});
   clock_.now = {2024, 3, 12, 14, 7, 8, 0};
   controller_ = std::make_unique<CRunController>(steps_, clock_);
-  ASSERT_TRUE(controller_->Initialise(Address, data.path, L"", L"", L""));
+  ASSERT_TRUE(controller_->Initialize(Address, data.path, L"", L"", L""));
   EXPECT_EQ(RunAndEnd(RunMode::Duty), 0);
   EXPECT_EQ(journal_, Journal{});
   clock_.now = {2024, 3, 12, 14, 7, 9, 0};
   controller_ = std::make_unique<CRunController>(steps_, clock_);
-  ASSERT_TRUE(controller_->Initialise(Address, data.path, L"", L"", L""));
+  ASSERT_TRUE(controller_->Initialize(Address, data.path, L"", L"", L""));
   EXPECT_EQ(RunAndEnd(RunMode::Duty), 0);
   EXPECT_EQ(journal_, (Journal{"wait 50000", "dialog 1 1"}));
 }
@@ -697,7 +697,7 @@ TEST_F(RunController, NewUserIsAskedAfterAWeek) {
 
 TEST_F(RunController, InitialisationMakesTheDataFolderWithItsParents) {
   const std::wstring folder = data_.temp / L"a\\b c\\d";
-  ASSERT_TRUE(controller_->Initialise(L"", folder, L"", L"", L""));
+  ASSERT_TRUE(controller_->Initialize(L"", folder, L"", L"", L""));
   EXPECT_TRUE(std::filesystem::is_directory(folder));
   EXPECT_EQ(ReadSettings(folder + L"\\PeltoReport.ini")["PELTO/ID"].size(), 36U);
   controller_.reset();
@@ -714,14 +714,14 @@ TEST_F(RunController, InitialisationKeepsAnExistingFolderAndItsFiles) {
 
 TEST_F(RunController, InitialisationFailsWhenTheFolderCannotBeMade) {
   WriteBytes(data_.temp / L"file", "");
-  EXPECT_FALSE(controller_->Initialise(L"", data_.temp / L"file\\data", L"", L"", L""));
+  EXPECT_FALSE(controller_->Initialize(L"", data_.temp / L"file\\data", L"", L"", L""));
   EXPECT_EQ(journal_, Journal{});
 }
 
 TEST_F(RunController, FolderThatCannotBeMadeStopsNothingWhenTheStoreOpensAllTheSame) {
   WriteBytes(data_.temp / L"file", "");
   // The way to the data folder leads over a file, which is no folder; Windows leaves it out.
-  EXPECT_TRUE(controller_->Initialise(L"", data_.temp / L"file\\..\\data", L"", L"", L""));
+  EXPECT_TRUE(controller_->Initialize(L"", data_.temp / L"file\\..\\data", L"", L"", L""));
   EXPECT_EQ(RunAndEnd(RunMode::LogHandle), 1);
   EXPECT_NE(ReadBytes(data_.reportPath), "");
 }
@@ -730,13 +730,13 @@ TEST_F(RunController, InitialisationFailsWhenNoIdentifierCanBeStored) {
   const std::wstring folder = data_.temp / L"held";
   std::filesystem::create_directory(folder);
   const FileHolder holder(L"unshared", folder + L"\\PeltoReport.ini");
-  EXPECT_FALSE(controller_->Initialise(L"", folder, L"", L"", L""));
+  EXPECT_FALSE(controller_->Initialize(L"", folder, L"", L"", L""));
   EXPECT_FALSE(Exists(folder + L"\\PeltoReport.xml"));
 }
 
 TEST_F(RunController, InitialisationFailsWhenTheReportStaysLocked) {
   const FileHolder holder(L"unshared", data_.reportPath);
-  EXPECT_FALSE(controller_->Initialise(L"", data_.path, L"", L"", L""));
+  EXPECT_FALSE(controller_->Initialize(L"", data_.path, L"", L"", L""));
   EXPECT_EQ(journal_, Journal(10, "wait 20000"));
 }
 
@@ -747,7 +747,7 @@ TEST_F(RunController, InitialisingTwiceTakesTheReportAgainWithoutWaiting) {
 }
 
 TEST_F(RunController, SecondInitialisationTakesTheNewTexts) {
-  ASSERT_TRUE(controller_->Initialise(L"http://old.example/", data_.temp / L"old", L"", L"Old",
+  ASSERT_TRUE(controller_->Initialize(L"http://old.example/", data_.temp / L"old", L"", L"Old",
                                       L"0.0.0.1"));
   Start();
   EXPECT_EQ(RunAndEnd(RunMode::Duty), 1);
@@ -758,18 +758,18 @@ TEST_F(RunController, SecondInitialisationTakesTheNewTexts) {
 
 TEST_F(RunController, SecondInitialisationLetsGoOfTheFirstFoldersReport) {
   const std::wstring first = data_.temp / L"first";
-  ASSERT_TRUE(controller_->Initialise(L"", first, L"", L"", L""));
+  ASSERT_TRUE(controller_->Initialize(L"", first, L"", L"", L""));
   Start();
-  const FileHandle file(CreateFileW((first + L"\\PeltoReport.xml").c_str(), GENERIC_READ, 0,
-                                    nullptr, OPEN_EXISTING, 0, nullptr));
+  const CFileHandle file(CreateFileW((first + L"\\PeltoReport.xml").c_str(), GENERIC_READ, 0,
+                                     nullptr, OPEN_EXISTING, 0, nullptr));
   EXPECT_TRUE(file) << GetLastError();
 }
 
 TEST_F(RunController, HoldsTheReportUntilItIsDestroyed) {
   Start();
   const auto open = [this] {
-    return FileHandle(CreateFileW(data_.reportPath.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                                  nullptr, OPEN_EXISTING, 0, nullptr));
+    return CFileHandle(CreateFileW(data_.reportPath.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+                                   nullptr, OPEN_EXISTING, 0, nullptr));
   };
   EXPECT_FALSE(open());
   EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
@@ -780,13 +780,13 @@ TEST_F(RunController, HoldsTheReportUntilItIsDestroyed) {
 TEST_F(RunController, HoldsTheReportThroughTheLogStep) {
   bool isFree = true;
   steps_.onHarvest = [&](CommandStats&, FileTypeStats&) {
-    isFree = static_cast<bool>(FileHandle(CreateFileW(data_.reportPath.c_str(), GENERIC_READ, 0,
-                                                      nullptr, OPEN_EXISTING, 0, nullptr)));
+    isFree = static_cast<bool>(CFileHandle(CreateFileW(data_.reportPath.c_str(), GENERIC_READ, 0,
+                                                       nullptr, OPEN_EXISTING, 0, nullptr)));
   };
   Start();
   controller_->Run(RunMode::LogHandle);
   EXPECT_FALSE(isFree);
-  EXPECT_FALSE(FileHandle(
+  EXPECT_FALSE(CFileHandle(
       CreateFileW(data_.reportPath.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr)))
       << "free before the run has ended";
 }

@@ -26,7 +26,7 @@ class JournalClock : public FakeClock {
 };
 
 /// Puts down each step, then does what the test gives for it.
-class RecordingSteps : public RunSteps {
+class RecordingSteps : public CRunSteps {
  public:
   explicit RecordingSteps(Journal& journal) : journal_(journal) {}
 
@@ -46,7 +46,7 @@ class RecordingSteps : public RunSteps {
   int UploadReport(CReportStore& store, const std::wstring& address) override {
     journal_.push_back("upload " + std::filesystem::path(address).string());
     store.CloseReport();
-    sent = ReadBytes(store.ReportPath());
+    sent = ReadBytes(store.GetReportPath());
     return onUpload ? onUpload() : 1;
   }
 

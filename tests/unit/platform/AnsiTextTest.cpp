@@ -7,28 +7,28 @@ namespace {
 TEST(AnsiText, AllBytesMakeTheRoundTrip) {
   std::string bytes;
   for (int byte = 0; byte <= 0xFF; ++byte) bytes += static_cast<char>(byte);
-  const std::wstring text = WideFromAnsi(bytes);
+  const std::wstring text = ToWide(bytes);
   ASSERT_EQ(text.size(), bytes.size());
-  EXPECT_EQ(AnsiFromWide(text), bytes);
+  EXPECT_EQ(ToAnsi(text), bytes);
 }
 
 TEST(AnsiText, IsReadInTheCodePage) {
-  EXPECT_EQ(WideFromAnsi("\x80 \xE4 \x9F"), L"\u20AC \u00E4 \u0178");
-  EXPECT_EQ(AnsiFromWide(L"\u20AC \u00E4 \u0178"), "\x80 \xE4 \x9F");
+  EXPECT_EQ(ToWide("\x80 \xE4 \x9F"), L"\u20AC \u00E4 \u0178");
+  EXPECT_EQ(ToAnsi(L"\u20AC \u00E4 \u0178"), "\x80 \xE4 \x9F");
 }
 
 TEST(AnsiText, KeepsNulBytes) {
-  EXPECT_EQ(WideFromAnsi(std::string_view("a\0b", 3)), std::wstring(L"a\0b", 3));
-  EXPECT_EQ(AnsiFromWide(std::wstring_view(L"a\0b", 3)), std::string("a\0b", 3));
+  EXPECT_EQ(ToWide(std::string_view("a\0b", 3)), std::wstring(L"a\0b", 3));
+  EXPECT_EQ(ToAnsi(std::wstring_view(L"a\0b", 3)), std::string("a\0b", 3));
 }
 
 TEST(AnsiText, EmptyStaysEmpty) {
-  EXPECT_EQ(WideFromAnsi(""), L"");
-  EXPECT_EQ(AnsiFromWide(L""), "");
+  EXPECT_EQ(ToWide(""), L"");
+  EXPECT_EQ(ToAnsi(L""), "");
 }
 
 TEST(AnsiText, CharactersOutsideTheCodePageTakeTheDefaultCharacter) {
-  EXPECT_EQ(AnsiFromWide(L"a\u65E5b"), "a?b");
+  EXPECT_EQ(ToAnsi(L"a\u65E5b"), "a?b");
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ CivilTime Utc(int year, int month, int day, int hour = 12) {
 
 TEST(SystemClock, NowIsTheTimeInUtc) {
   const std::time_t before = std::time(nullptr);
-  const CivilTime now = SystemClock().Now();
+  const CivilTime now = CSystemClock().GetUtcTime();
   const std::time_t after = std::time(nullptr);
   std::tm fields = {};
   fields.tm_year = now.year - 1900;
@@ -41,7 +41,7 @@ TEST(SystemClock, NowIsTheTimeInUtc) {
 
 TEST(SystemClock, WaitsAsLongAsItIsTold) {
   const ULONGLONG before = GetTickCount64();
-  SystemClock().Wait(120);
+  CSystemClock().Wait(120);
   EXPECT_GE(GetTickCount64() - before, 100U);
 }
 
@@ -49,8 +49,8 @@ TEST(LocalTicks, CountsHundredNanoseconds) {
   CivilTime later = Utc(2024, 3, 5);
   later.second = 1;
   later.millisecond = 5;
-  const auto first = LocalTicks(Utc(2024, 3, 5));
-  const auto second = LocalTicks(later);
+  const auto first = ToLocalTicks(Utc(2024, 3, 5));
+  const auto second = ToLocalTicks(later);
   ASSERT_TRUE(first && second);
   EXPECT_EQ(*second - *first, TicksPerSecond + 50'000);
 }
@@ -71,7 +71,7 @@ TEST(LocalTicks, RefusesNumbersThatAreNoDateAndTime) {
                                      {&CivilTime::second, -1}}) {
     CivilTime bad = good;
     bad.*field = value;
-    EXPECT_FALSE(LocalTicks(bad)) << value;
+    EXPECT_FALSE(ToLocalTicks(bad)) << value;
   }
 }
 
@@ -86,7 +86,7 @@ std::int64_t HoursAhead(const CivilTime& utc) {
   SystemTimeToFileTime(&same, &ticks);
   const auto unshifted =
       static_cast<std::int64_t>((std::uint64_t{ticks.dwHighDateTime} << 32) | ticks.dwLowDateTime);
-  return (static_cast<std::int64_t>(LocalTicks(utc).value()) - unshifted) /
+  return (static_cast<std::int64_t>(ToLocalTicks(utc).value()) - unshifted) /
          static_cast<std::int64_t>(TicksPerHour);
 }
 
@@ -107,7 +107,7 @@ TEST(SystemClockZone, AgesAcrossAChangeOfTheClocksAreAnHourOff) {
     EXPECT_EQ(winter, 11);
     EXPECT_EQ(summer, 10);
   }
-  const std::uint64_t age = *LocalTicks(Utc(2024, 7, 15)) - *LocalTicks(Utc(2024, 1, 15));
+  const std::uint64_t age = *ToLocalTicks(Utc(2024, 7, 15)) - *ToLocalTicks(Utc(2024, 1, 15));
   constexpr std::uint64_t days = 182;
   EXPECT_EQ(static_cast<std::int64_t>(age / TicksPerHour) - 24 * static_cast<std::int64_t>(days),
             summer - winter);

@@ -140,10 +140,10 @@ TEST(ReportDocument, EveryNameComesBackAsItWas) {
   written.Use(all.c_str());
   Report loaded;
   ASSERT_TRUE(loaded.Load(written.Text()));
-  ASSERT_EQ(loaded.commands.All().size(), written.commands.All().size());
-  for (const auto& [name, stat] : written.commands.All()) {
-    ASSERT_TRUE(loaded.commands.All().contains(name)) << testing::PrintToString(name);
-    EXPECT_EQ(loaded.commands.All().at(name).order, stat.order);
+  ASSERT_EQ(loaded.commands.GetEntries().size(), written.commands.GetEntries().size());
+  for (const auto& [name, stat] : written.commands.GetEntries()) {
+    ASSERT_TRUE(loaded.commands.GetEntries().contains(name)) << testing::PrintToString(name);
+    EXPECT_EQ(loaded.commands.GetEntries().at(name).order, stat.order);
   }
   EXPECT_EQ(loaded.Text(), written.Text());
 }
@@ -171,11 +171,11 @@ TEST(ReportDocument, LoadsCommandsWithNameIdAndCount) {
   ASSERT_TRUE(
       report.Load(WithCommands("<cmd id='7' name='Line' count='3' />"
                                "<cmd count='4' name='Arc' id='2'>text</cmd>")));
-  EXPECT_EQ(report.commands.All().at(L"Line").order, 7U);
-  EXPECT_EQ(report.commands.All().at(L"Line").count, 3U);
-  EXPECT_EQ(report.commands.All().at(L"Line").event.kind, UsageEventKind::Command);
-  EXPECT_EQ(report.commands.All().at(L"Arc").order, 2U);
-  EXPECT_EQ(report.commands.LastOrder(), 7U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"Line").order, 7U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"Line").count, 3U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"Line").event.kind, UsageEventKind::Command);
+  EXPECT_EQ(report.commands.GetEntries().at(L"Arc").order, 2U);
+  EXPECT_EQ(report.commands.GetLastOrder(), 7U);
 }
 
 TEST(ReportDocument, SkipsCommandsThatLackAnAttribute) {
@@ -184,8 +184,8 @@ TEST(ReportDocument, SkipsCommandsThatLackAnAttribute) {
       report.Load(WithCommands("<cmd id='1' count='3' /><cmd name='A' count='3' />"
                                "<cmd id='1' name='B' /><cmd /><other id='1' name='C' "
                                "count='1' /><cmd id='9' name='D' count='1' />")));
-  ASSERT_EQ(report.commands.All().size(), 1U);
-  EXPECT_TRUE(report.commands.All().contains(L"D"));
+  ASSERT_EQ(report.commands.GetEntries().size(), 1U);
+  EXPECT_TRUE(report.commands.GetEntries().contains(L"D"));
 }
 
 TEST(ReportDocument, OfTwoCommandsOfOneNameTheFirstIsKept) {
@@ -193,8 +193,8 @@ TEST(ReportDocument, OfTwoCommandsOfOneNameTheFirstIsKept) {
   ASSERT_TRUE(
       report.Load(WithCommands("<cmd id='1' name='A' count='3' />"
                                "<cmd id='5' name='A' count='10' />")));
-  EXPECT_EQ(report.commands.All().at(L"A").count, 3U);
-  EXPECT_EQ(report.commands.LastOrder(), 1U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"A").count, 3U);
+  EXPECT_EQ(report.commands.GetLastOrder(), 1U);
 }
 
 TEST(ReportDocument, ReadsNumbersAsTheCRunTimeDoes) {
@@ -204,13 +204,13 @@ TEST(ReportDocument, ReadsNumbersAsTheCRunTimeDoes) {
                                "<cmd id='4294967297' name='B' count='' />"
                                "<cmd id='-1' name='C' count='-5' />"
                                "<cmd id=' 12a' name='D' count='99999999999999999999' />")));
-  EXPECT_EQ(report.commands.All().at(L"A").order, 0U);
-  EXPECT_EQ(report.commands.All().at(L"A").count, 0U);
-  EXPECT_EQ(report.commands.All().at(L"B").order, 1U);
-  EXPECT_EQ(report.commands.All().at(L"C").order, 4294967295U);
-  EXPECT_EQ(report.commands.All().at(L"C").count, 18446744073709551611U);
-  EXPECT_EQ(report.commands.All().at(L"D").order, 12U);
-  EXPECT_EQ(report.commands.All().at(L"D").count, 9223372036854775807U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"A").order, 0U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"A").count, 0U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"B").order, 1U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"C").order, 4294967295U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"C").count, 18446744073709551611U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"D").order, 12U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"D").count, 9223372036854775807U);
 }
 
 TEST(ReportDocument, LoadsTheOlderFormsRunToolsAsCommandsWithoutAPlace) {
@@ -222,10 +222,10 @@ TEST(ReportDocument, LoadsTheOlderFormsRunToolsAsCommandsWithoutAPlace) {
                   "<run_tool count='5' /><run_tool name='Line' count='50' />"
                   "</run_tools></counter></PeltoRpt>"));
   EXPECT_EQ(report.commandChain, L"Line;Arc");
-  ASSERT_EQ(report.commands.All().size(), 2U);
-  EXPECT_EQ(report.commands.All().at(L"Tool").count, 10U);
-  EXPECT_EQ(report.commands.All().at(L"Tool").order, 0U);
-  EXPECT_EQ(report.commands.All().at(L"Line").count, 1U);
+  ASSERT_EQ(report.commands.GetEntries().size(), 2U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"Tool").count, 10U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"Tool").order, 0U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"Line").count, 1U);
 
   report.Use(L"Tool");
   const std::string text = report.Text();
@@ -248,11 +248,11 @@ TEST(ReportDocument, LoadsFileTypesAndAddsThemUp) {
                   "<ftype name='.a' ocnt='1' scnt='2' /><ftype name='.a' ocnt='10' />"
                   "<ftype name='.b' scnt='x' /><ftype ocnt='7' scnt='7' />"
                   "<ftype name='' ocnt='3' /></ftypes></ftype_stat></PeltoRpt>"));
-  ASSERT_EQ(report.fileTypes.All().size(), 3U);
-  EXPECT_EQ(report.fileTypes.All().at(L".a").ocnt, 11U);
-  EXPECT_EQ(report.fileTypes.All().at(L".a").scnt, 2U);
-  EXPECT_EQ(report.fileTypes.All().at(L".b").scnt, 0U);
-  EXPECT_EQ(report.fileTypes.All().at(L"").ocnt, 3U);
+  ASSERT_EQ(report.fileTypes.GetEntries().size(), 3U);
+  EXPECT_EQ(report.fileTypes.GetEntries().at(L".a").ocnt, 11U);
+  EXPECT_EQ(report.fileTypes.GetEntries().at(L".a").scnt, 2U);
+  EXPECT_EQ(report.fileTypes.GetEntries().at(L".b").scnt, 0U);
+  EXPECT_EQ(report.fileTypes.GetEntries().at(L"").ocnt, 3U);
 }
 
 TEST(ReportDocument, LoadingTwiceDoublesFileTypesAndLeavesCommands) {
@@ -263,9 +263,9 @@ TEST(ReportDocument, LoadingTwiceDoublesFileTypesAndLeavesCommands) {
   Report twice;
   ASSERT_TRUE(twice.Load(text));
   ASSERT_TRUE(twice.Load(text));
-  EXPECT_EQ(twice.commands.All().at(L"Line").count, 1U);
-  EXPECT_EQ(twice.fileTypes.All().at(L".a").ocnt, 2U);
-  EXPECT_EQ(twice.fileTypes.All().at(L".a").scnt, 4U);
+  EXPECT_EQ(twice.commands.GetEntries().at(L"Line").count, 1U);
+  EXPECT_EQ(twice.fileTypes.GetEntries().at(L".a").ocnt, 2U);
+  EXPECT_EQ(twice.fileTypes.GetEntries().at(L".a").scnt, 4U);
 }
 
 TEST(ReportDocument, LoadsPropertiesThatHaveNameCategoryAndText) {
@@ -287,7 +287,7 @@ TEST(ReportDocument, AnotherRootIsNoReport) {
       report.Load("<Other><cmd_stat><cmds><cmd id='1' name='A' count='1' /></cmds>"
                   "</cmd_stat></Other>"));
   EXPECT_FALSE(report.Load("<peltorpt />"));
-  EXPECT_TRUE(report.commands.All().empty());
+  EXPECT_TRUE(report.commands.GetEntries().empty());
 }
 
 TEST(ReportDocument, AReportWithoutSectionsIsLoaded) {
@@ -295,7 +295,7 @@ TEST(ReportDocument, AReportWithoutSectionsIsLoaded) {
   EXPECT_TRUE(report.Load("<PeltoRpt />"));
   EXPECT_TRUE(
       report.Load("<PeltoRpt><cmd_stat /><ftype_stat /><counter /><sys_info /></PeltoRpt>"));
-  EXPECT_TRUE(report.commands.All().empty());
+  EXPECT_TRUE(report.commands.GetEntries().empty());
 }
 
 }  // namespace

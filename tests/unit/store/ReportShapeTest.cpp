@@ -7,9 +7,9 @@
 namespace {
 
 bool IsSound(const std::string& text) {
-  ReportShape shape;
+  CReportShape shape;
   shape.Feed(text);
-  ReportShape inPieces;
+  CReportShape inPieces;
   for (const char c : text) inPieces.Feed(std::string_view(&c, 1));
   EXPECT_EQ(shape.IsSound(), inPieces.IsSound()) << text;
   return shape.IsSound();

@@ -26,8 +26,8 @@ struct Fixture {
   bool Open() { return store.Open(folder.Path().wstring()); }
   void Use(const wchar_t* command) { commands.Count({UsageEventKind::Command, command, {}}); }
   bool IsReportFree() const {
-    return static_cast<bool>(FileHandle(CreateFileW(report.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                                                    nullptr, OPEN_EXISTING, 0, nullptr)));
+    return static_cast<bool>(CFileHandle(CreateFileW(report.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                                     0, nullptr, OPEN_EXISTING, 0, nullptr)));
   }
 };
 
@@ -45,7 +45,7 @@ std::string ReportOf(const std::string& commands) {
 TEST(ReportStoreOpen, MakesAnIdentifierAndAnEmptyReport) {
   Fixture f;
   ASSERT_TRUE(f.Open());
-  const std::wstring identifier = f.store.InstallationIdentifier();
+  const std::wstring identifier = f.store.GetInstallationIdentifier();
   EXPECT_EQ(identifier.size(), 36U);
   EXPECT_EQ(ReadBytes(f.settings),
             "[PELTO]\r\nID=" + std::string(identifier.begin(), identifier.end()) + "\r\n");
@@ -57,7 +57,7 @@ TEST(ReportStoreOpen, KeepsTheIdentifierThatIsThere) {
   Fixture f;
   WriteBytes(f.settings, Identifier);
   ASSERT_TRUE(f.Open());
-  EXPECT_EQ(f.store.InstallationIdentifier(), L"the-id");
+  EXPECT_EQ(f.store.GetInstallationIdentifier(), L"the-id");
   EXPECT_EQ(ReadBytes(f.settings), Identifier);
 }
 
@@ -65,7 +65,7 @@ TEST(ReportStoreOpen, ReplacesAnEmptyIdentifier) {
   Fixture f;
   WriteBytes(f.settings, "[PELTO]\r\nID=\r\n");
   ASSERT_TRUE(f.Open());
-  EXPECT_EQ(f.store.InstallationIdentifier().size(), 36U);
+  EXPECT_EQ(f.store.GetInstallationIdentifier().size(), 36U);
 }
 
 TEST(ReportStoreOpen, FailsWhenTheIdentifierCannotBeStored) {
@@ -187,8 +187,8 @@ TEST(ReportStoreDocument, IsWrittenWithCrLfAndReadBack) {
   WriteBytes(next.report, ReadBytes(f.report));
   ASSERT_TRUE(next.Open());
   EXPECT_TRUE(next.store.Load());
-  EXPECT_EQ(next.commands.All().at(L"Line").count, 1U);
-  EXPECT_EQ(next.commands.LastOrder(), 1U);
+  EXPECT_EQ(next.commands.GetEntries().at(L"Line").count, 1U);
+  EXPECT_EQ(next.commands.GetLastOrder(), 1U);
 }
 
 TEST(ReportStoreDocument, AReportThatIsEmptyMalformedOrTruncatedIsReplaced) {
@@ -211,7 +211,7 @@ TEST(ReportStoreDocument, AReportThatIsEmptyMalformedOrTruncatedIsReplaced) {
     WriteBytes(f.report, report);
     ASSERT_TRUE(f.Open());
     EXPECT_FALSE(f.store.Load()) << report.substr(0, 100);
-    EXPECT_TRUE(f.commands.All().empty()) << report.substr(0, 100);
+    EXPECT_TRUE(f.commands.GetEntries().empty()) << report.substr(0, 100);
     EXPECT_TRUE(f.store.Save());
     f.store.CloseReport();
     EXPECT_EQ(ReadBytes(f.report), ReportOf(""));
@@ -225,7 +225,7 @@ TEST(ReportStoreDocument, AfterASaveALoadFailsAndChangesNothing) {
   f.fileTypes.Merge({1, 1, L".a"});
   ASSERT_TRUE(f.store.Save());
   EXPECT_FALSE(f.store.Load());
-  EXPECT_EQ(f.fileTypes.All().at(L".a").ocnt, 1U);
+  EXPECT_EQ(f.fileTypes.GetEntries().at(L".a").ocnt, 1U);
   ASSERT_TRUE(f.store.Save()) << "but it can be saved again";
   f.store.CloseReport();
   EXPECT_NE(ReadBytes(f.report).find("<ftype name=\".a\" ocnt=\"1\" scnt=\"1\" />"),
@@ -285,8 +285,8 @@ TEST(ReportStoreDocument, LoadsWhatOthersMayHaveWritten) {
     WriteBytes(f.report, before + commands);
     ASSERT_TRUE(f.Open());
     EXPECT_TRUE(f.store.Load()) << before;
-    ASSERT_TRUE(f.commands.All().contains(L"R\u00E9sum\u00E9")) << before;
-    EXPECT_EQ(f.commands.All().at(L"R\u00E9sum\u00E9").count, 3U) << before;
+    ASSERT_TRUE(f.commands.GetEntries().contains(L"R\u00E9sum\u00E9")) << before;
+    EXPECT_EQ(f.commands.GetEntries().at(L"R\u00E9sum\u00E9").count, 3U) << before;
   }
 }
 
@@ -297,15 +297,15 @@ TEST(ReportStoreDocument, LoadsTheCommandChainAndTheProperties) {
              "<prop name=\"Name\" cat=\"OS\">Windows</prop></sys_info></PeltoRpt>");
   ASSERT_TRUE(f.Open());
   ASSERT_TRUE(f.store.Load());
-  EXPECT_EQ(f.store.CommandChain(), L"A;B");
-  EXPECT_EQ(f.store.AllSystemProperties().size(), 1U);
+  EXPECT_EQ(f.store.GetCommandChain(), L"A;B");
+  EXPECT_EQ(f.store.GetSystemProperties().size(), 1U);
 }
 
 TEST(ReportStoreDocument, IsDeletedWhenItIsClosed) {
   Fixture f;
   ASSERT_TRUE(f.Open());
   f.store.CloseReport();
-  EXPECT_EQ(f.store.ReportPath(), f.report);
+  EXPECT_EQ(f.store.GetReportPath(), f.report);
   EXPECT_TRUE(f.store.DeleteReport());
   EXPECT_FALSE(Exists(f.report));
   EXPECT_FALSE(f.store.DeleteReport());
@@ -314,9 +314,9 @@ TEST(ReportStoreDocument, IsDeletedWhenItIsClosed) {
 TEST(ReportStoreSettings, HaveTheirDefaults) {
   Fixture f;
   ASSERT_TRUE(f.Open());
-  EXPECT_EQ(f.store.ConsentState(), 2);
-  EXPECT_EQ(f.store.Email(), L"");
-  EXPECT_TRUE(f.store.ShowsMessage());
+  EXPECT_EQ(f.store.GetConsentState(), 2);
+  EXPECT_EQ(f.store.GetEmail(), L"");
+  EXPECT_TRUE(f.store.GetShowMessage());
 }
 
 TEST(ReportStoreSettings, AreWrittenInTheirForms) {
@@ -325,7 +325,7 @@ TEST(ReportStoreSettings, AreWrittenInTheirForms) {
   ASSERT_TRUE(f.Open());
   f.store.SetConsentState(3);
   f.store.SetEmail(L"a@b.c");
-  f.store.SetShowsMessage(false);
+  f.store.SetShowMessage(false);
   f.clock.now = {2024, 3, 5, 14, 7, 9, 500};
   f.store.StampDialog();
   f.store.StampTransmission();
@@ -336,11 +336,11 @@ TEST(ReportStoreSettings, AreWrittenInTheirForms) {
                 "LastDlgOpenDate=2024-03-05T14:07:09Z\r\n"
                 "LastTransmissionDate=2024-03-05T14:07:09Z\r\n"
                 "LastSysInfoCollectingDate=2024-03-05T14:07:09Z\r\n");
-  EXPECT_EQ(f.store.ConsentState(), 3);
-  EXPECT_EQ(f.store.Email(), L"a@b.c");
-  EXPECT_FALSE(f.store.ShowsMessage());
-  f.store.SetShowsMessage(true);
-  EXPECT_TRUE(f.store.ShowsMessage());
+  EXPECT_EQ(f.store.GetConsentState(), 3);
+  EXPECT_EQ(f.store.GetEmail(), L"a@b.c");
+  EXPECT_FALSE(f.store.GetShowMessage());
+  f.store.SetShowMessage(true);
+  EXPECT_TRUE(f.store.GetShowMessage());
 }
 
 /// The three gates alike: the key, the days, and the question.

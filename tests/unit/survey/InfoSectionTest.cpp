@@ -15,7 +15,8 @@ using Names = std::vector<std::wstring>;
 
 Names PropertiesOf(InfoSection& section) {
   Names all;
-  for (const InfoProperty* p = section.FirstProperty(); p != nullptr; p = section.NextProperty()) {
+  for (const InfoProperty* p = section.GetFirstProperty(); p != nullptr;
+       p = section.GetNextProperty()) {
     all.push_back(p->name + L"=" + p->value);
   }
   return all;
@@ -23,8 +24,8 @@ Names PropertiesOf(InfoSection& section) {
 
 Names ChildrenOf(InfoSection& section) {
   Names all;
-  for (InfoSection* c = section.FirstChild(); c != nullptr; c = section.NextChild()) {
-    all.push_back(c->Name());
+  for (InfoSection* c = section.GetFirstChild(); c != nullptr; c = section.GetNextChild()) {
+    all.push_back(c->GetName());
   }
   return all;
 }
@@ -38,30 +39,30 @@ InfoSection& AddNewChild(InfoSection& parent, std::wstring_view name) {
 
 TEST(InfoSection, IsEmptyAtFirst) {
   InfoSection section(L"OS");
-  EXPECT_EQ(section.Name(), L"OS");
-  EXPECT_EQ(section.Parent(), nullptr);
-  EXPECT_EQ(section.ExistingNextRow(), nullptr);
-  EXPECT_EQ(section.FirstProperty(), nullptr);
-  EXPECT_EQ(section.NextProperty(), nullptr);
-  EXPECT_EQ(section.FirstChild(), nullptr);
-  EXPECT_EQ(section.NextChild(), nullptr);
+  EXPECT_EQ(section.GetName(), L"OS");
+  EXPECT_EQ(section.GetParent(), nullptr);
+  EXPECT_EQ(section.GetNextRow(), nullptr);
+  EXPECT_EQ(section.GetFirstProperty(), nullptr);
+  EXPECT_EQ(section.GetNextProperty(), nullptr);
+  EXPECT_EQ(section.GetFirstChild(), nullptr);
+  EXPECT_EQ(section.GetNextChild(), nullptr);
   EXPECT_EQ(section.FindProperty(L""), nullptr);
 }
 
 TEST(InfoSection, NameMayBeEmpty) {
-  EXPECT_EQ(InfoSection(L"").Name(), L"");
+  EXPECT_EQ(InfoSection(L"").GetName(), L"");
 }
 
 TEST(InfoSection, NameOf49CharactersIsKept) {
-  EXPECT_EQ(InfoSection(std::wstring(49, L'n')).Name(), std::wstring(49, L'n'));
+  EXPECT_EQ(InfoSection(std::wstring(49, L'n')).GetName(), std::wstring(49, L'n'));
 }
 
 TEST(InfoSection, NameOf50CharactersLosesTheLast) {
-  EXPECT_EQ(InfoSection(std::wstring(49, L'n') + L"x").Name(), std::wstring(49, L'n'));
+  EXPECT_EQ(InfoSection(std::wstring(49, L'n') + L"x").GetName(), std::wstring(49, L'n'));
 }
 
 TEST(InfoSection, LongNameIsCutTo49Characters) {
-  EXPECT_EQ(InfoSection(std::wstring(49, L'n') + std::wstring(100'000, L'x')).Name(),
+  EXPECT_EQ(InfoSection(std::wstring(49, L'n') + std::wstring(100'000, L'x')).GetName(),
             std::wstring(49, L'n'));
 }
 
@@ -69,7 +70,7 @@ TEST(InfoSection, NameIsItsOwn) {
   std::wstring name = L"OS";
   const InfoSection section(name);
   name[0] = L'X';
-  EXPECT_EQ(section.Name(), L"OS");
+  EXPECT_EQ(section.GetName(), L"OS");
 }
 
 TEST(InfoSection, PropertiesKeepTheirOrder) {
@@ -116,31 +117,31 @@ TEST(InfoSection, FindingDoesNotMoveTheCursor) {
   InfoSection section(L"OS");
   section.AddProperty(L"a", L"1");
   section.AddProperty(L"b", L"2");
-  section.FirstProperty();
+  section.GetFirstProperty();
   section.FindProperty(L"b");
-  EXPECT_EQ(section.NextProperty()->name, L"b");
+  EXPECT_EQ(section.GetNextProperty()->name, L"b");
 }
 
 TEST(InfoSection, CursorStaysAtTheEndUntilItIsRestarted) {
   InfoSection section(L"OS");
   section.AddProperty(L"a", L"1");
   AddNewChild(section, L"child");
-  EXPECT_NE(section.FirstProperty(), nullptr);
-  EXPECT_NE(section.FirstChild(), nullptr);
+  EXPECT_NE(section.GetFirstProperty(), nullptr);
+  EXPECT_NE(section.GetFirstChild(), nullptr);
   for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(section.NextProperty(), nullptr);
-    EXPECT_EQ(section.NextChild(), nullptr);
+    EXPECT_EQ(section.GetNextProperty(), nullptr);
+    EXPECT_EQ(section.GetNextChild(), nullptr);
   }
-  EXPECT_EQ(section.FirstProperty()->name, L"a");
-  EXPECT_EQ(section.FirstChild()->Name(), L"child");
+  EXPECT_EQ(section.GetFirstProperty()->name, L"a");
+  EXPECT_EQ(section.GetFirstChild()->GetName(), L"child");
 }
 
 TEST(InfoSection, CursorThatWasNotStartedBeginsWithTheFirst) {
   InfoSection section(L"OS");
   section.AddProperty(L"a", L"1");
   AddNewChild(section, L"child");
-  EXPECT_EQ(section.NextProperty()->name, L"a");
-  EXPECT_EQ(section.NextChild()->Name(), L"child");
+  EXPECT_EQ(section.GetNextProperty()->name, L"a");
+  EXPECT_EQ(section.GetNextChild()->GetName(), L"child");
 }
 
 TEST(InfoSection, CursorSeesWhatIsAddedWhileItStandsAtTheEnd) {
@@ -151,30 +152,30 @@ TEST(InfoSection, CursorSeesWhatIsAddedWhileItStandsAtTheEnd) {
   EXPECT_EQ(ChildrenOf(section), Names{L"one"});
   section.AddProperty(L"b", L"2");
   AddNewChild(section, L"two");
-  EXPECT_EQ(section.NextProperty()->name, L"b");
-  EXPECT_EQ(section.NextChild()->Name(), L"two");
+  EXPECT_EQ(section.GetNextProperty()->name, L"b");
+  EXPECT_EQ(section.GetNextChild()->GetName(), L"two");
 }
 
 TEST(InfoSection, NextRowIsMadeOnceAndHasTheSameName) {
   InfoSection section(L"Adapters");
   section.AddProperty(L"a", L"1");
-  InfoSection& row = section.NextRow();
-  EXPECT_EQ(row.Name(), L"Adapters");
-  EXPECT_EQ(row.Parent(), nullptr);
+  InfoSection& row = section.GetOrAddNextRow();
+  EXPECT_EQ(row.GetName(), L"Adapters");
+  EXPECT_EQ(row.GetParent(), nullptr);
   EXPECT_EQ(PropertiesOf(row), Names{});
-  EXPECT_EQ(&section.NextRow(), &row);
-  EXPECT_EQ(section.ExistingNextRow(), &row);
-  EXPECT_EQ(row.ExistingNextRow(), nullptr);
+  EXPECT_EQ(&section.GetOrAddNextRow(), &row);
+  EXPECT_EQ(section.GetNextRow(), &row);
+  EXPECT_EQ(row.GetNextRow(), nullptr);
 }
 
 TEST(InfoSection, RowsBehindACutNameHaveTheCutName) {
   InfoSection section(std::wstring(60, L'n'));
-  EXPECT_EQ(section.NextRow().Name(), std::wstring(49, L'n'));
+  EXPECT_EQ(section.GetOrAddNextRow().GetName(), std::wstring(49, L'n'));
 }
 
 TEST(InfoSection, RowBehindAChildHasNoParent) {
   InfoSection root(L"root");
-  EXPECT_EQ(AddNewChild(root, L"child").NextRow().Parent(), nullptr);
+  EXPECT_EQ(AddNewChild(root, L"child").GetOrAddNextRow().GetParent(), nullptr);
 }
 
 TEST(InfoSection, ChildrenKeepTheirOrderAndKnowTheirParent) {
@@ -183,7 +184,7 @@ TEST(InfoSection, ChildrenKeepTheirOrderAndKnowTheirParent) {
   AddNewChild(root, L"a");
   AddNewChild(root, L"b");
   EXPECT_EQ(ChildrenOf(root), (Names{L"b", L"a", L"b"}));
-  EXPECT_EQ(b.Parent(), &root);
+  EXPECT_EQ(b.GetParent(), &root);
 }
 
 TEST(InfoSection, ChildIsTakenFromTheCaller) {
@@ -196,7 +197,7 @@ TEST(InfoSection, ChildIsTakenFromTheCaller) {
 TEST(InfoSection, NullChildIsIgnored) {
   InfoSection root(L"root");
   root.AddChild(nullptr);
-  EXPECT_EQ(root.FirstChild(), nullptr);
+  EXPECT_EQ(root.GetFirstChild(), nullptr);
 }
 
 TEST(InfoSection, ChildOfAnotherSectionIsIgnoredAndStaysWithTheCaller) {
@@ -206,8 +207,8 @@ TEST(InfoSection, ChildOfAnotherSectionIsIgnoredAndStaysWithTheCaller) {
   std::unique_ptr<InfoSection> again(&child);
   second.AddChild(std::move(again));
   EXPECT_EQ(again.get(), &child);
-  EXPECT_EQ(child.Parent(), &first);
-  EXPECT_EQ(second.FirstChild(), nullptr);
+  EXPECT_EQ(child.GetParent(), &first);
+  EXPECT_EQ(second.GetFirstChild(), nullptr);
   EXPECT_EQ(ChildrenOf(first), Names{L"child"});
   // `first` owns it.
   EXPECT_EQ(again.release(), &child);
@@ -226,11 +227,11 @@ TEST(InfoSection, ManyRowsAreFreed) {
   InfoSection first(L"rows");
   InfoSection* row = &first;
   for (int i = 0; i < ManySections; ++i) {
-    row = &row->NextRow();
+    row = &row->GetOrAddNextRow();
     row->AddProperty(L"name", L"value");
   }
   int count = 0;
-  for (const InfoSection* r = &first; r != nullptr; r = r->ExistingNextRow()) ++count;
+  for (const InfoSection* r = &first; r != nullptr; r = r->GetNextRow()) ++count;
   EXPECT_EQ(count, ManySections + 1);
 }
 
@@ -238,15 +239,15 @@ TEST(InfoSection, ManyRowsWithAChildEachAreFreed) {
   InfoSection first(L"rows");
   InfoSection* row = &first;
   for (int i = 0; i < ManySections; ++i) {
-    AddNewChild(*row, L"child").NextRow();
-    row = &row->NextRow();
+    AddNewChild(*row, L"child").GetOrAddNextRow();
+    row = &row->GetOrAddNextRow();
   }
-  EXPECT_EQ(row->FirstChild(), nullptr);
+  EXPECT_EQ(row->GetFirstChild(), nullptr);
 }
 
 TEST(InfoSection, ManyChildrenAreFreed) {
   InfoSection root(L"root");
-  for (int i = 0; i < ManySections; ++i) AddNewChild(root, L"child").NextRow();
+  for (int i = 0; i < ManySections; ++i) AddNewChild(root, L"child").GetOrAddNextRow();
   EXPECT_EQ(ChildrenOf(root).size(), std::size_t{ManySections});
 }
 
@@ -254,18 +255,18 @@ TEST(InfoSection, ManyLevelsAreFreed) {
   InfoSection root(L"root");
   InfoSection* section = &root;
   for (int i = 0; i < ManySections; ++i) section = &AddNewChild(*section, L"child");
-  EXPECT_EQ(section->FirstChild(), nullptr);
+  EXPECT_EQ(section->GetFirstChild(), nullptr);
 }
 
 TEST(InfoSection, ManyLevelsUnderRowsAreFreed) {
   InfoSection root(L"root");
   InfoSection* section = &root;
   for (int i = 0; i < ManySections; ++i) {
-    section = &AddNewChild(section->NextRow(), L"child");
-    AddNewChild(*section, L"first").NextRow().AddProperty(L"name", L"value");
+    section = &AddNewChild(section->GetOrAddNextRow(), L"child");
+    AddNewChild(*section, L"first").GetOrAddNextRow().AddProperty(L"name", L"value");
     AddNewChild(*section, L"second");
   }
-  EXPECT_EQ(section->ExistingNextRow(), nullptr);
+  EXPECT_EQ(section->GetNextRow(), nullptr);
 }
 
 }  // namespace

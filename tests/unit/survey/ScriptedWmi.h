@@ -38,7 +38,7 @@ class ScriptedWmi {
   WmiQuery Query() {
     return [this](const wchar_t* space, const std::wstring& query, const wchar_t* properties,
                   InfoSection* firstRow) {
-      questions.push_back({space, query, properties, firstRow->Name()});
+      questions.push_back({space, query, properties, firstRow->GetName()});
       const auto answer = answers.find(query);
       AddRows(answer != answers.end() ? answer->second : leftovers[query], *firstRow);
       return answer != answers.end() ? 1 : 0;
@@ -49,7 +49,7 @@ class ScriptedWmi {
   static void AddRows(const ScriptedRows& rows, InfoSection& firstRow) {
     InfoSection* target = nullptr;
     for (const ScriptedRow& row : rows) {
-      target = target == nullptr ? &firstRow : &target->NextRow();
+      target = target == nullptr ? &firstRow : &target->GetOrAddNextRow();
       for (const auto& [name, value] : row) target->AddProperty(name, value);
     }
   }

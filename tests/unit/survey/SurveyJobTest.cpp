@@ -21,7 +21,7 @@ using Description = std::map<std::pair<std::wstring, std::wstring>, std::wstring
 struct Fixture {
   Description Held() const {
     Description all;
-    for (const auto& [key, value] : store.AllSystemProperties()) {
+    for (const auto& [key, value] : store.GetSystemProperties()) {
       all[{key.category, key.name}] = value;
     }
     return all;

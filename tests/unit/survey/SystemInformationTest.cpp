@@ -22,7 +22,7 @@ constexpr wchar_t AdapterQuery[] =
 constexpr wchar_t ConfigurationQueryStart[] =
     L"SELECT * FROM Win32_NetworkAdapterConfiguration where IPEnabled='True' and index=";
 
-std::wstring ConfigurationQuery(const std::wstring& deviceId) {
+std::wstring FormatConfigurationQuery(const std::wstring& deviceId) {
   return ConfigurationQueryStart + deviceId;
 }
 
@@ -31,9 +31,9 @@ using Lines = std::vector<std::wstring>;
 
 Lines LinesOf(InfoSection& root) {
   Lines lines;
-  for (InfoSection* c = root.FirstChild(); c != nullptr; c = root.NextChild()) {
-    lines.push_back(c->Name());
-    for (const InfoProperty* p = c->FirstProperty(); p != nullptr; p = c->NextProperty()) {
+  for (InfoSection* c = root.GetFirstChild(); c != nullptr; c = root.GetNextChild()) {
+    lines.push_back(c->GetName());
+    for (const InfoProperty* p = c->GetFirstProperty(); p != nullptr; p = c->GetNextProperty()) {
       lines.push_back(L"  " + p->name + L"=" + p->value);
     }
   }
@@ -67,7 +67,7 @@ ScriptedWmi PlainMachine() {
   wmi.answers[DiskQuery] = {{{L"DeviceID", L"C:"}, {L"FreeSpace", L"10"}, {L"Size", L"100"}}};
   wmi.answers[MonitorQuery] = {{{L"Name", L"Screen"}}};
   wmi.answers[AdapterQuery] = {{{L"DeviceId", L"7"}}};
-  wmi.answers[ConfigurationQuery(L"7")] = {{{L"MACAddress", L"00:11:22:33:44:55"}}};
+  wmi.answers[FormatConfigurationQuery(L"7")] = {{{L"MACAddress", L"00:11:22:33:44:55"}}};
   return wmi;
 }
 
@@ -111,11 +111,11 @@ Lines PlainDescriptionWithout(const std::wstring& category) {
 TEST(SystemInformation, DescribesSevenCategoriesInTheirOrder) {
   ScriptedWmi wmi = PlainMachine();
   const std::unique_ptr<InfoSection> root = BuildSystemInformation(wmi.Query());
-  EXPECT_EQ(root->Name(), L"SystemInfo");
-  EXPECT_EQ(root->ExistingNextRow(), nullptr);
-  EXPECT_EQ(root->FirstProperty(), nullptr);
+  EXPECT_EQ(root->GetName(), L"SystemInfo");
+  EXPECT_EQ(root->GetNextRow(), nullptr);
+  EXPECT_EQ(root->GetFirstProperty(), nullptr);
   EXPECT_EQ(LinesOf(*root), PlainDescription);
-  EXPECT_EQ(root->FirstChild()->Parent(), root.get());
+  EXPECT_EQ(root->GetFirstChild()->GetParent(), root.get());
 }
 
 TEST(SystemInformation, AsksTheseQuestionsInThisOrder) {
@@ -130,7 +130,7 @@ TEST(SystemInformation, AsksTheseQuestionsInThisOrder) {
       {Cimv2, DiskQuery, L"DeviceID;FreeSpace;Size", L"Logical Disk Info"},
       {Cimv2, MonitorQuery, L"Name", L"Monitor"},
       {Cimv2, AdapterQuery, L"DeviceId", L"Adapters"},
-      {Cimv2, ConfigurationQuery(L"7"), L"MACAddress", L"Adapter"},
+      {Cimv2, FormatConfigurationQuery(L"7"), L"MACAddress", L"Adapter"},
   };
   ASSERT_EQ(wmi.questions.size(), expected.size());
   for (std::size_t i = 0; i < expected.size(); ++i) {
@@ -187,7 +187,7 @@ TEST(SystemInformation, LaterRowsStayBehindTheCategory) {
   ScriptedWmi wmi;
   wmi.answers[ProcessorQuery] = {{{L"Name", L"first"}}, {{L"Name", L"second"}}};
   const std::unique_ptr<InfoSection> root = BuildSystemInformation(wmi.Query());
-  const InfoSection* const second = root->FirstChild()->ExistingNextRow();
+  const InfoSection* const second = root->GetFirstChild()->GetNextRow();
   ASSERT_NE(second, nullptr);
   EXPECT_EQ(second->FindProperty(L"Name")->value, L"second");
 }
@@ -322,7 +322,7 @@ Lines DescribeAdapter(const ScriptedRows& adapters,
                       std::vector<std::wstring>* queries = nullptr) {
   ScriptedWmi wmi;
   wmi.answers[AdapterQuery] = adapters;
-  for (const auto& [id, rows] : configurations) wmi.answers[ConfigurationQuery(id)] = rows;
+  for (const auto& [id, rows] : configurations) wmi.answers[FormatConfigurationQuery(id)] = rows;
   Lines lines = Describe(wmi);
   if (queries != nullptr) {
     for (const auto& question : wmi.questions) {
@@ -339,7 +339,7 @@ TEST(SystemInformationAdapter, AddressOfTheFirstConnectedAdapter) {
                 {{L"11", {{{L"MACAddress", L"first"}}}}, {L"12", {{{L"MACAddress", L"second"}}}}},
                 &queries),
             (Lines{L"Adapter", L"  MACAddress=first"}));
-  EXPECT_EQ(queries, std::vector{ConfigurationQuery(L"11")});
+  EXPECT_EQ(queries, std::vector{FormatConfigurationQuery(L"11")});
 }
 
 TEST(SystemInformationAdapter, WithoutAConnectedAdapterIsLeftOut) {
@@ -376,7 +376,7 @@ TEST(SystemInformationAdapter, RefusedConfigurationStillLeavesTheCategory) {
 TEST(SystemInformationAdapter, RefusedConfigurationKeepsWhatItFilledIn) {
   ScriptedWmi wmi;
   wmi.answers[AdapterQuery] = {{{L"DeviceId", L"7"}}};
-  wmi.leftovers[ConfigurationQuery(L"7")] = {{{L"MACAddress", L"partial"}}};
+  wmi.leftovers[FormatConfigurationQuery(L"7")] = {{{L"MACAddress", L"partial"}}};
   EXPECT_EQ(Describe(wmi), (Lines{L"Adapter", L"  MACAddress=partial"}));
 }
 
@@ -384,12 +384,12 @@ TEST(SystemInformationAdapter, EmptyDeviceIdIsADeviceId) {
   std::vector<std::wstring> queries;
   EXPECT_EQ(DescribeAdapter({{{L"DeviceId", L""}}, {{L"DeviceId", L"7"}}}, {}, &queries),
             Lines{L"Adapter"});
-  EXPECT_EQ(queries, std::vector{ConfigurationQuery(L"")});
+  EXPECT_EQ(queries, std::vector{FormatConfigurationQuery(L"")});
 }
 
 TEST(SystemInformationAdapter, QueryOf1023CharactersIsAsked) {
   const std::wstring id(1023 - std::size(ConfigurationQueryStart) + 1, L'1');
-  ASSERT_EQ(ConfigurationQuery(id).size(), 1023U);
+  ASSERT_EQ(FormatConfigurationQuery(id).size(), 1023U);
   EXPECT_EQ(DescribeAdapter({{{L"DeviceId", id}}}, {{id, {{{L"MACAddress", L"a"}}}}}),
             (Lines{L"Adapter", L"  MACAddress=a"}));
 }

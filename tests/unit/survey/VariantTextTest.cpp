@@ -17,7 +17,7 @@ Text TextOf(VARTYPE type, Set set) {
   VARIANT value = {};
   V_VT(&value) = type;
   set(value);
-  Text text = VariantText(value);
+  Text text = ReadVariantText(value);
   EXPECT_EQ(VariantClear(&value), S_OK);
   return text;
 }
@@ -92,7 +92,7 @@ TEST(VariantText, ArrayHasNoTextAndStaysAsItIs) {
     V_VT(&value) = static_cast<VARTYPE>(VT_ARRAY | element);
     V_ARRAY(&value) = SafeArrayCreateVector(element, 0, 3);
     ASSERT_NE(V_ARRAY(&value), nullptr);
-    EXPECT_EQ(VariantText(value), std::nullopt) << element;
+    EXPECT_EQ(ReadVariantText(value), std::nullopt) << element;
     EXPECT_EQ(V_VT(&value), VT_ARRAY | element);
     EXPECT_EQ(VariantClear(&value), S_OK);
   }
@@ -104,7 +104,7 @@ TEST(VariantText, EmbeddedObjectHasNoTextAndStaysAsItIs) {
   VARIANT value = {};
   V_VT(&value) = VT_UNKNOWN;
   V_UNKNOWN(&value) = object;
-  EXPECT_EQ(VariantText(value), std::nullopt);
+  EXPECT_EQ(ReadVariantText(value), std::nullopt);
   EXPECT_EQ(V_VT(&value), VT_UNKNOWN);
   EXPECT_EQ(V_UNKNOWN(&value), object);
   EXPECT_EQ(object->AddRef(), 2U);

@@ -35,14 +35,14 @@ std::function<void(VARIANT&)> Text(const wchar_t* text) {
 /// All rows as text, a line each.
 std::vector<std::wstring> RowsOf(InfoSection& first) {
   std::vector<std::wstring> rows;
-  for (InfoSection* section = &first;; section = &section->NextRow()) {
+  for (InfoSection* section = &first;; section = &section->GetOrAddNextRow()) {
     std::wstring row;
-    for (const InfoProperty* p = section->FirstProperty(); p != nullptr;
-         p = section->NextProperty()) {
+    for (const InfoProperty* p = section->GetFirstProperty(); p != nullptr;
+         p = section->GetNextProperty()) {
       row += p->name + L"=" + p->value + L";";
     }
     rows.push_back(row);
-    if (section->ExistingNextRow() == nullptr) return rows;
+    if (section->GetNextRow() == nullptr) return rows;
   }
 }
 

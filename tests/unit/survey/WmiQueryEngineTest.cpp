@@ -20,14 +20,14 @@ using Rows = std::vector<Row>;
 /// All rows, of which the first is there even when there was no object.
 Rows RowsOf(InfoSection& first) {
   Rows rows;
-  for (InfoSection* section = &first;; section = &section->NextRow()) {
+  for (InfoSection* section = &first;; section = &section->GetOrAddNextRow()) {
     Row row;
-    for (const InfoProperty* p = section->FirstProperty(); p != nullptr;
-         p = section->NextProperty()) {
+    for (const InfoProperty* p = section->GetFirstProperty(); p != nullptr;
+         p = section->GetNextProperty()) {
       row.emplace_back(p->name, p->value);
     }
     rows.push_back(row);
-    if (section->ExistingNextRow() == nullptr) return rows;
+    if (section->GetNextRow() == nullptr) return rows;
   }
 }
 

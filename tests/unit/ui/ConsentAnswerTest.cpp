@@ -27,7 +27,7 @@ Address Dropped(std::wstring typed) {
 class KeptEmailOf : public testing::TestWithParam<Address> {};
 
 TEST_P(KeptEmailOf, IsWhatHasADotAfterItsFirstAtSign) {
-  EXPECT_EQ(KeptEmail(GetParam().typed), GetParam().kept);
+  EXPECT_EQ(FilterEmail(GetParam().typed), GetParam().kept);
 }
 
 INSTANTIATE_TEST_SUITE_P(Everyday, KeptEmailOf,
@@ -72,29 +72,29 @@ INSTANTIATE_TEST_SUITE_P(Long, KeptEmailOf,
 
 TEST(KeptEmail, LooksAtTextBehindANul) {
   const std::wstring typed(L"user@\0.com", 10);
-  EXPECT_EQ(KeptEmail(typed), typed);
+  EXPECT_EQ(FilterEmail(typed), typed);
 }
 
 TEST(AnswerFrom, PutsParticipationDownAsOne) {
-  EXPECT_EQ(AnswerFrom(true, Unkept, false).state, 1);
+  EXPECT_EQ(MakeAnswer(true, Unkept, false).state, 1);
 }
 
 TEST(AnswerFrom, PutsARefusalDownAsTwo) {
-  EXPECT_EQ(AnswerFrom(false, Unkept, false).state, 2);
+  EXPECT_EQ(MakeAnswer(false, Unkept, false).state, 2);
 }
 
 TEST(AnswerFrom, KeepsTheAddressWhateverTheAnswer) {
-  EXPECT_EQ(AnswerFrom(true, L"user@example.com", false).email, L"user@example.com");
-  EXPECT_EQ(AnswerFrom(false, L"user@example.com", false).email, L"user@example.com");
+  EXPECT_EQ(MakeAnswer(true, L"user@example.com", false).email, L"user@example.com");
+  EXPECT_EQ(MakeAnswer(false, L"user@example.com", false).email, L"user@example.com");
 }
 
 TEST(AnswerFrom, DropsWhatIsNoAddress) {
-  EXPECT_EQ(AnswerFrom(true, L"user", false).email, L"");
+  EXPECT_EQ(MakeAnswer(true, L"user", false).email, L"");
 }
 
 TEST(AnswerFrom, ShowsMessagesUnlessTheUserIsTiredOfThem) {
-  EXPECT_TRUE(AnswerFrom(true, Unkept, false).showsMessage);
-  EXPECT_FALSE(AnswerFrom(true, Unkept, true).showsMessage);
+  EXPECT_TRUE(MakeAnswer(true, Unkept, false).showsMessage);
+  EXPECT_FALSE(MakeAnswer(true, Unkept, true).showsMessage);
 }
 
 TEST(PreselectsParticipation, UnlessTheUserHasRefused) {

@@ -9,7 +9,7 @@ namespace {
 TEST(FadeIn, GoesFrom25To245InStepsOfFive) {
   std::vector<int> applied;
   for (int opacity = FadeStartOpacity; opacity != FullOpacity;) {
-    opacity = NextOpacity(opacity);
+    opacity = ComputeNextOpacity(opacity);
     applied.push_back(opacity);
     ASSERT_LE(applied.size(), 100U);
   }
@@ -20,10 +20,10 @@ TEST(FadeIn, GoesFrom25To245InStepsOfFive) {
 }
 
 TEST(FadeIn, NeverGoesBeyondItsLastStep) {
-  EXPECT_EQ(NextOpacity(239), 244);
-  EXPECT_EQ(NextOpacity(240), 245);
-  EXPECT_EQ(NextOpacity(241), 245);
-  EXPECT_EQ(NextOpacity(245), 245);
+  EXPECT_EQ(ComputeNextOpacity(239), 244);
+  EXPECT_EQ(ComputeNextOpacity(240), 245);
+  EXPECT_EQ(ComputeNextOpacity(241), 245);
+  EXPECT_EQ(ComputeNextOpacity(245), 245);
 }
 
 TEST(FadeIn, TakesAStepEachFifteenMilliseconds) {

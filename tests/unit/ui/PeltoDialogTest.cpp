@@ -166,8 +166,8 @@ class ConsentDialog : public testing::Test {
     TestDialog::layered_ = {};
   }
 
-  static LibraryHandle LoadTestLibrary(const std::wstring& name) {
-    LibraryHandle library(LoadLibraryW((ProgramFolder() + L"\\" + name).c_str()));
+  static CLibraryHandle LoadTestLibrary(const std::wstring& name) {
+    CLibraryHandle library(LoadLibraryW((ProgramFolder() + L"\\" + name).c_str()));
     EXPECT_TRUE(library) << GetLastError();
     return library;
   }
@@ -287,7 +287,7 @@ HICON IconOf(HWND window, WPARAM size) {
 // Where its resources come from.
 
 TEST_F(ConsentDialog, TakesItsArtworkFromTheProgramWhereTheLocalizedModuleHasNone) {
-  const LibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
+  const CLibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
   AfxSetResourceHandle(texts.Get());
   TestDialog::background_ = nullptr;
   TestDialog dialog(&store_, 0, 0);
@@ -303,7 +303,7 @@ TEST_F(ConsentDialog, TakesItsArtworkFromTheProgramWhereTheLocalizedModuleHasNon
 }
 
 TEST_F(ConsentDialog, TakesItsAddressFromTheProgramWhereTheLocalizedModuleHasNone) {
-  const LibraryHandle texts = LoadTestLibrary(L"linked_dialog.dll");
+  const CLibraryHandle texts = LoadTestLibrary(L"linked_dialog.dll");
   AfxSetResourceHandle(texts.Get());
   TestDialog dialog(&store_, 0, 0);
   RunModal(dialog, [](HWND window) {
@@ -314,7 +314,7 @@ TEST_F(ConsentDialog, TakesItsAddressFromTheProgramWhereTheLocalizedModuleHasNon
 }
 
 TEST_F(ConsentDialog, TakesTheLocalizedModulesDialogAndAddress) {
-  const LibraryHandle texts = LoadTestLibrary(L"localized_dialog.dll");
+  const CLibraryHandle texts = LoadTestLibrary(L"localized_dialog.dll");
   AfxSetResourceHandle(texts.Get());
   TestDialog dialog(&store_, 0, 0);
   RunModal(dialog, [](HWND window) {
@@ -327,7 +327,7 @@ TEST_F(ConsentDialog, TakesTheLocalizedModulesDialogAndAddress) {
 }
 
 TEST_F(ConsentDialog, TakesTheLocalizedModulesArtworkAndTheProgramsDialogAndAddress) {
-  const LibraryHandle artwork = LoadTestLibrary(L"own_artwork.dll");
+  const CLibraryHandle artwork = LoadTestLibrary(L"own_artwork.dll");
   AfxSetResourceHandle(artwork.Get());
   TestDialog dialog(&store_, 0, 0);
   RunModal(dialog, [this, &artwork](HWND window) {
@@ -345,7 +345,7 @@ TEST_F(ConsentDialog, TakesTheLocalizedModulesArtworkAndTheProgramsDialogAndAddr
 }
 
 TEST_F(ConsentDialog, DecodesItsPictureOnWhite) {
-  const LibraryHandle artwork = LoadTestLibrary(L"own_artwork.dll");
+  const CLibraryHandle artwork = LoadTestLibrary(L"own_artwork.dll");
   AfxSetResourceHandle(artwork.Get());
   const HBITMAP picture = LoadBackgroundPicture();
   ASSERT_NE(picture, nullptr);
@@ -355,7 +355,7 @@ TEST_F(ConsentDialog, DecodesItsPictureOnWhite) {
 }
 
 TEST_F(ConsentDialog, KeepsTheLastPictureWhenItsOwnIsDamaged) {
-  const LibraryHandle damaged = LoadTestLibrary(L"damaged_picture.dll");
+  const CLibraryHandle damaged = LoadTestLibrary(L"damaged_picture.dll");
   AfxSetResourceHandle(damaged.Get());
   const HBITMAP before = BitmapOfSize(3, 1);
   TestDialog::background_ = before;
@@ -368,7 +368,7 @@ TEST_F(ConsentDialog, KeepsTheLastPictureWhenItsOwnIsDamaged) {
 }
 
 TEST_F(ConsentDialog, KeepsTheLastPictureWhenThereIsNone) {
-  const LibraryHandle program = LoadTestLibrary(L"linked_dialog.dll");
+  const CLibraryHandle program = LoadTestLibrary(L"linked_dialog.dll");
   StartProgram(program.Get());
   const HBITMAP before = BitmapOfSize(3, 1);
   TestDialog::background_ = before;
@@ -381,7 +381,7 @@ TEST_F(ConsentDialog, KeepsTheLastPictureWhenThereIsNone) {
 }
 
 TEST_F(ConsentDialog, ComesUpWithoutArtworkAndAddress) {
-  const LibraryHandle program = LoadTestLibrary(L"linked_dialog.dll");
+  const CLibraryHandle program = LoadTestLibrary(L"linked_dialog.dll");
   StartProgram(program.Get());
   TestDialog::background_ = nullptr;
   TestDialog dialog(&store_, 0, 0);
@@ -495,7 +495,7 @@ TEST_F(ConsentDialog, IsNamedAfterItsTitle) {
 }
 
 TEST_F(ConsentDialog, IsNamedAfterALocalizedTitle) {
-  const LibraryHandle texts = LoadTestLibrary(L"localized_dialog.dll");
+  const CLibraryHandle texts = LoadTestLibrary(L"localized_dialog.dll");
   AfxSetResourceHandle(texts.Get());
   TestDialog dialog(&store_, 0, 0);
   RunModal(dialog, [](HWND window) {
@@ -505,7 +505,7 @@ TEST_F(ConsentDialog, IsNamedAfterALocalizedTitle) {
 }
 
 TEST_F(ConsentDialog, HasNoNameWithoutATitle) {
-  const LibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
+  const CLibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
   AfxSetResourceHandle(texts.Get());
   TestDialog dialog(&store_, 0, 0);
   RunModal(dialog, [](HWND window) {
@@ -752,7 +752,7 @@ TEST_F(ConsentDialog, AnswersRemindLaterWithZero) {
                                     0);
                      }),
             0);
-  EXPECT_EQ(store_.ConsentState(), 3);
+  EXPECT_EQ(store_.GetConsentState(), 3);
 }
 
 /// Whether the dialog's loop has been told to end: that wakes it with an empty message.
@@ -857,7 +857,7 @@ TEST_F(ConsentDialog, ChoosesNeitherWithoutParticipate) {
     EXPECT_FALSE(IsChecked(window, IDC_DECLINE));
     Click(window, IDOK);
   });
-  EXPECT_EQ(store_.ConsentState(), 2);
+  EXPECT_EQ(store_.GetConsentState(), 2);
 }
 
 TEST_F(ConsentDialog, ChoosesNeitherWithoutDecline) {
@@ -877,14 +877,14 @@ TEST_F(ConsentDialog, ChoosesNeitherWithoutDecline) {
     EXPECT_FALSE(IsChecked(window, IDC_PARTICIPATE));
     Click(window, IDOK);
   });
-  EXPECT_EQ(store_.ConsentState(), 2);
+  EXPECT_EQ(store_.GetConsentState(), 2);
 }
 
 TEST_F(ConsentDialog, WorksWithNothingButOk) {
   store_.SetConsentState(1);
   store_.SetEmail(L"user@example.com");
-  store_.SetShowsMessage(false);
-  const LibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
+  store_.SetShowMessage(false);
+  const CLibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
   AfxSetResourceHandle(texts.Get());
   {
     TestDialog dialog(&store_, 0, 0);
@@ -893,9 +893,9 @@ TEST_F(ConsentDialog, WorksWithNothingButOk) {
       Click(window, IDOK);
     });
   }
-  EXPECT_EQ(store_.ConsentState(), 2);
-  EXPECT_EQ(store_.Email(), L"");
-  EXPECT_TRUE(store_.ShowsMessage());
+  EXPECT_EQ(store_.GetConsentState(), 2);
+  EXPECT_EQ(store_.GetEmail(), L"");
+  EXPECT_TRUE(store_.GetShowMessage());
 }
 
 TEST_F(ConsentDialog, DrawsItsIconWhenMinimised) {
@@ -913,7 +913,7 @@ TEST_F(ConsentDialog, DrawsItsIconWhenMinimised) {
 }
 
 TEST_F(ConsentDialog, ErasesTheGroundOfItsIconFirstWhenMinimised) {
-  class MinimisedDialog : public TestDialog {
+  class MinimizedDialog : public TestDialog {
    public:
     using TestDialog::TestDialog;
     std::vector<HDC> erased;
@@ -930,7 +930,7 @@ TEST_F(ConsentDialog, ErasesTheGroundOfItsIconFirstWhenMinimised) {
     }
   };
   const IconRecorder icons;
-  MinimisedDialog dialog(&store_, 0, 0);
+  MinimizedDialog dialog(&store_, 0, 0);
   RunModal(
       dialog, [](HWND window) { ShowWindow(window, SW_MINIMIZE); },
       [this, &dialog](HWND window) {
@@ -1021,7 +1021,7 @@ TEST_F(ConsentDialog, DrawsItsIconInTheMiddleWhenMinimised) {
   // Half a pixel goes to the right and down; an area that is too small is rounded towards zero.
   const Case cases[] = {{161, 61, 65, 15}, {160, 60, 64, 14}, {97, 44, 33, 6}, {24, 21, -3, -5}};
   // It has nothing in these areas.
-  const LibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
+  const CLibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
   AfxSetResourceHandle(texts.Get());
   for (const Case& example : cases) {
     const int width = example.width;

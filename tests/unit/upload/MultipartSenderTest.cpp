@@ -85,8 +85,8 @@ Outcome SendTo(CUploadRequest request, const std::wstring& address) {
   EXPECT_TRUE(sender.StartSend(request, notifier));
   Outcome outcome;
   outcome.status = notifier.AwaitResult();
-  outcome.percent = notifier.Percent();
-  outcome.log = notifier.Log();
+  outcome.percent = notifier.GetPercent();
+  outcome.log = notifier.GetLog();
   return outcome;
 }
 
@@ -107,8 +107,8 @@ Outcome Send(CUploadRequest request, const Script& script = Confirm,
   Outcome outcome;
   outcome.status = notifier.AwaitResult();
   sender.reset();
-  outcome.percent = notifier.Percent();
-  outcome.log = notifier.Log();
+  outcome.percent = notifier.GetPercent();
+  outcome.log = notifier.GetLog();
   outcome.requests = server.Requests();
   return outcome;
 }
@@ -149,7 +149,7 @@ void ReadAtLeast(LoopbackClient& client, std::size_t count) {
 bool IsTold(CUploadNotifier& notifier, const std::wstring& message) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
   while (std::chrono::steady_clock::now() < end) {
-    const Log log = notifier.Log();
+    const Log log = notifier.GetLog();
     if (std::find(log.begin(), log.end(), message) != log.end()) return true;
     Sleep(1);
   }
@@ -183,8 +183,8 @@ int CloseHandlesOf(const std::wstring& path) {
 }
 
 bool IsFree(const std::wstring& path) {
-  return static_cast<bool>(FileHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                                                  nullptr, OPEN_EXISTING, 0, nullptr)));
+  return static_cast<bool>(CFileHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+                                                   nullptr, OPEN_EXISTING, 0, nullptr)));
 }
 
 std::string BytesOfAllKinds(std::size_t count) {
@@ -707,13 +707,13 @@ TEST(MultipartSenderProgress, IsOfTheBytesThatWereSent) {
         client.ReadHead();
         const std::size_t head = client.Received().find("\r\n\r\n") + 4;
         while (client.Received().size() < head + BodyLength) {
-          percentages.push_back(notifier.Percent());
+          percentages.push_back(notifier.GetPercent());
           // What was received was sent, and counted but for the piece on its way.
           const double received = static_cast<double>(client.Received().size() - head) - 1024;
           isInStep = isInStep && percentages.back() >= std::floor(100 * received / BodyLength) - 1;
           if (!client.ReadMore()) break;
         }
-        if (IsTold(notifier, L"Ending HTTP request...")) atEnd = notifier.Percent();
+        if (IsTold(notifier, L"Ending HTTP request...")) atEnd = notifier.GetPercent();
         client.Send(HttpAnswer("200 OK", ""));
       });
   EXPECT_EQ(outcome.Body().size(), BodyLength);

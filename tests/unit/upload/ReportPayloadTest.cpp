@@ -7,11 +7,11 @@
 namespace {
 
 std::string PayloadOf(const std::string& bytes) {
-  const Stream stream(std::tmpfile());
-  EXPECT_NE(stream, nullptr);
-  std::fwrite(bytes.data(), 1, bytes.size(), stream.get());
-  std::rewind(stream.get());
-  return ReadReportPayload(stream.get());
+  const CStream stream(std::tmpfile());
+  EXPECT_TRUE(stream);
+  std::fwrite(bytes.data(), 1, bytes.size(), stream.Get());
+  std::rewind(stream.Get());
+  return ReadReportPayload(stream.Get());
 }
 
 TEST(ReportPayload, DoublesTheLastCharacter) {

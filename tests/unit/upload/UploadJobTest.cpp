@@ -29,8 +29,8 @@ struct Fixture {
   }
 
   bool IsReportFree() const {
-    return static_cast<bool>(FileHandle(CreateFileW(report.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                                                    nullptr, OPEN_EXISTING, 0, nullptr)));
+    return static_cast<bool>(CFileHandle(CreateFileW(report.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                                     0, nullptr, OPEN_EXISTING, 0, nullptr)));
   }
 
   TempFolder folder;

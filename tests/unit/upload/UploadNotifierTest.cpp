@@ -33,8 +33,8 @@ int CountHandles() {
 
 TEST(UploadNotifier, StartsPendingWithNothingTold) {
   CUploadNotifier notifier;
-  EXPECT_EQ(notifier.Percent(), 0);
-  EXPECT_EQ(notifier.Log(), Log{});
+  EXPECT_EQ(notifier.GetPercent(), 0);
+  EXPECT_EQ(notifier.GetLog(), Log{});
   EXPECT_FALSE(notifier.CancelRequested());
 }
 
@@ -56,32 +56,32 @@ TEST(UploadNotifierStatus, IsKeptInTheOrderOfItsMessages) {
   notifier.AddStatus(L"a", 10, true);
   notifier.AddStatus(L"", 20, false);
   notifier.AddStatus(L"b", 0, true);
-  EXPECT_EQ(notifier.Log(), (Log{L"b", L"a", L"", L"b"}));
+  EXPECT_EQ(notifier.GetLog(), (Log{L"b", L"a", L"", L"b"}));
 }
 
 TEST(UploadNotifierPercent, RelativeIsAddedAndStopsAtOneHundred) {
   CUploadNotifier notifier;
   notifier.AddStatus(L"m", 30, true);
-  EXPECT_EQ(notifier.Percent(), 30);
+  EXPECT_EQ(notifier.GetPercent(), 30);
   notifier.SetPercent(69, true);
-  EXPECT_EQ(notifier.Percent(), 99);
+  EXPECT_EQ(notifier.GetPercent(), 99);
   notifier.SetPercent(1, true);
-  EXPECT_EQ(notifier.Percent(), 100);
+  EXPECT_EQ(notifier.GetPercent(), 100);
   notifier.SetPercent(1, true);
-  EXPECT_EQ(notifier.Percent(), 100);
+  EXPECT_EQ(notifier.GetPercent(), 100);
   notifier.AddStatus(L"m", 1000, true);
-  EXPECT_EQ(notifier.Percent(), 100);
+  EXPECT_EQ(notifier.GetPercent(), 100);
   notifier.SetPercent(-40, true);
-  EXPECT_EQ(notifier.Percent(), 60);
+  EXPECT_EQ(notifier.GetPercent(), 60);
 }
 
 TEST(UploadNotifierPercent, AbsoluteIsStoredAsGiven) {
   CUploadNotifier notifier;
   for (const int percent : {1, 100, 0, 101, -5, 1'000'000}) {
     notifier.SetPercent(percent, false);
-    EXPECT_EQ(notifier.Percent(), percent);
+    EXPECT_EQ(notifier.GetPercent(), percent);
     notifier.AddStatus(L"m", percent + 1, false);
-    EXPECT_EQ(notifier.Percent(), percent + 1);
+    EXPECT_EQ(notifier.GetPercent(), percent + 1);
   }
 }
 
@@ -89,7 +89,7 @@ TEST(UploadNotifierPercent, WithoutAMessageLogsNone) {
   CUploadNotifier notifier;
   notifier.SetPercent(50, false);
   notifier.SetPercent(50, true);
-  EXPECT_EQ(notifier.Log(), Log{});
+  EXPECT_EQ(notifier.GetLog(), Log{});
 }
 
 TEST(UploadNotifierCancel, StaysRequestedHoweverOftenOneAsks) {
@@ -116,8 +116,8 @@ TEST(UploadNotifierClear, TakesBackWhatWasTold) {
   notifier.RequestCancel();
   notifier.Complete(CUploadNotifier::Succeeded);
   notifier.Clear();
-  EXPECT_EQ(notifier.Percent(), 0);
-  EXPECT_EQ(notifier.Log(), Log{});
+  EXPECT_EQ(notifier.GetPercent(), 0);
+  EXPECT_EQ(notifier.GetLog(), Log{});
   EXPECT_FALSE(notifier.CancelRequested());
   auto result = std::async(std::launch::async, [&] { return notifier.AwaitResult(); });
   EXPECT_EQ(result.wait_for(100ms), std::future_status::timeout) << "completion was taken back";
@@ -175,12 +175,12 @@ TEST(UploadNotifierStress, StatusesFromTwoThreadsAllArriveInEachThreadsOrder) {
   tell(L'a');
   other.join();
   int next[2] = {};
-  for (const std::wstring& message : notifier.Log()) {
+  for (const std::wstring& message : notifier.GetLog()) {
     EXPECT_EQ(message.substr(1), std::to_wstring(next[message[0] - L'a']++));
   }
   EXPECT_EQ(next[0], 5000);
   EXPECT_EQ(next[1], 5000);
-  EXPECT_EQ(notifier.Percent(), 100);
+  EXPECT_EQ(notifier.GetPercent(), 100);
 }
 
 /// A notifier and what stands for its sender, in memory that is gone when they are: whoever uses

@@ -7,7 +7,7 @@ namespace {
 struct Fixture {
   CommandStats commands;
   FileTypeStats fileTypes;
-  EventCounter counter{commands, fileTypes};
+  CEventCounter counter{commands, fileTypes};
 };
 
 TEST(EventCounter, CountsCommandsUnderTheirWideNames) {
@@ -15,24 +15,24 @@ TEST(EventCounter, CountsCommandsUnderTheirWideNames) {
   for (const char* name : {"Line", "\xC4nderung", "Line"}) {
     f.counter.Count({UsageEventKind::Command, name, {}});
   }
-  ASSERT_EQ(f.commands.All().size(), 2U);
-  EXPECT_EQ(f.commands.All().at(L"Line").count, 2U);
-  EXPECT_EQ(f.commands.All().at(L"Line").order, 1U);
-  EXPECT_EQ(f.commands.All().at(L"\u00C4nderung").count, 1U);
-  EXPECT_TRUE(f.fileTypes.All().empty());
+  ASSERT_EQ(f.commands.GetEntries().size(), 2U);
+  EXPECT_EQ(f.commands.GetEntries().at(L"Line").count, 2U);
+  EXPECT_EQ(f.commands.GetEntries().at(L"Line").order, 1U);
+  EXPECT_EQ(f.commands.GetEntries().at(L"\u00C4nderung").count, 1U);
+  EXPECT_TRUE(f.fileTypes.GetEntries().empty());
 }
 
 TEST(EventCounter, AnEmptyCommandNameIsNotCounted) {
   Fixture f;
   for (int i = 0; i < 3; ++i) f.counter.Count({UsageEventKind::Command, "", {}});
-  EXPECT_TRUE(f.commands.All().empty());
-  EXPECT_EQ(f.commands.LastOrder(), 0U);
+  EXPECT_TRUE(f.commands.GetEntries().empty());
+  EXPECT_EQ(f.commands.GetLastOrder(), 0U);
 }
 
 TEST(EventCounter, ABlankCommandNameIsCounted) {
   Fixture f;
   f.counter.Count({UsageEventKind::Command, " ", {}});
-  EXPECT_EQ(f.commands.All().at(L" ").count, 1U);
+  EXPECT_EQ(f.commands.GetEntries().at(L" ").count, 1U);
 }
 
 TEST(EventCounter, CountsDocumentsUnderTheirFileTypes) {
@@ -41,11 +41,11 @@ TEST(EventCounter, CountsDocumentsUnderTheirFileTypes) {
   f.counter.Count({UsageEventKind::SaveDocument, "OnSaveDocument", ".dwg"});
   f.counter.Count({UsageEventKind::OpenDocument, "OnOpenDocument", ".dwg"});
   f.counter.Count({UsageEventKind::SaveDocument, "OnSaveDocument", ""});
-  ASSERT_EQ(f.fileTypes.All().size(), 2U);
-  EXPECT_EQ(f.fileTypes.All().at(L".dwg").ocnt, 2U);
-  EXPECT_EQ(f.fileTypes.All().at(L".dwg").scnt, 1U);
-  EXPECT_EQ(f.fileTypes.All().at(L"").scnt, 1U);
-  EXPECT_TRUE(f.commands.All().empty());
+  ASSERT_EQ(f.fileTypes.GetEntries().size(), 2U);
+  EXPECT_EQ(f.fileTypes.GetEntries().at(L".dwg").ocnt, 2U);
+  EXPECT_EQ(f.fileTypes.GetEntries().at(L".dwg").scnt, 1U);
+  EXPECT_EQ(f.fileTypes.GetEntries().at(L"").scnt, 1U);
+  EXPECT_TRUE(f.commands.GetEntries().empty());
 }
 
 TEST(EventCounter, CountsOnFromWhatIsLoaded) {
@@ -56,10 +56,10 @@ TEST(EventCounter, CountsOnFromWhatIsLoaded) {
     f.counter.Count({UsageEventKind::Command, "Tool", {}});
     f.counter.Count({UsageEventKind::SaveDocument, "OnSaveDocument", ".dwg"});
   }
-  EXPECT_EQ(f.commands.All().at(L"Tool").count, 9U);
-  EXPECT_EQ(f.commands.All().at(L"Tool").order, 1U);
-  EXPECT_EQ(f.fileTypes.All().at(L".dwg").ocnt, 3U);
-  EXPECT_EQ(f.fileTypes.All().at(L".dwg").scnt, 6U);
+  EXPECT_EQ(f.commands.GetEntries().at(L"Tool").count, 9U);
+  EXPECT_EQ(f.commands.GetEntries().at(L"Tool").order, 1U);
+  EXPECT_EQ(f.fileTypes.GetEntries().at(L".dwg").ocnt, 3U);
+  EXPECT_EQ(f.fileTypes.GetEntries().at(L".dwg").scnt, 6U);
 }
 
 }  // namespace

@@ -23,8 +23,8 @@ struct Harvest {
     return LogHarvester(commands, fileTypes).Harvest(folder.Path().wstring(), deletes);
   }
   std::uint64_t Count(const wchar_t* name) const {
-    const auto entry = commands.All().find(name);
-    return entry == commands.All().end() ? 0 : entry->second.count;
+    const auto entry = commands.GetEntries().find(name);
+    return entry == commands.GetEntries().end() ? 0 : entry->second.count;
   }
   static std::string Command(const std::string& name) {
     return Prefix() + "Command = " + name + "\r\n";
@@ -39,7 +39,7 @@ TEST(LogHarvester, CountsAndDeletesEveryLog) {
                           "C:\\a.dwg\r\n");
   EXPECT_EQ(h.Run(), 1);
   EXPECT_EQ(h.Count(L"Line"), 2U);
-  EXPECT_EQ(h.fileTypes.All().at(L".dwg").ocnt, 1U);
+  EXPECT_EQ(h.fileTypes.GetEntries().at(L".dwg").ocnt, 1U);
   EXPECT_FALSE(Exists(first));
   EXPECT_FALSE(Exists(second));
 }
@@ -51,7 +51,7 @@ TEST(LogHarvester, DeletesALogWhateverItHeld) {
   const std::wstring shortPrefix = h.Log(L"short.log", Prefix(22) + "Command = Line\r\n");
   const std::wstring blank = h.Log(L"blank.log", "\r\n" + Harvest::Command("Line"));
   EXPECT_EQ(h.Run(), 1);
-  EXPECT_TRUE(h.commands.All().empty());
+  EXPECT_TRUE(h.commands.GetEntries().empty());
   for (const std::wstring& path : {empty, strange, shortPrefix, blank}) EXPECT_FALSE(Exists(path));
 }
 
@@ -68,7 +68,7 @@ TEST(LogHarvester, LeavesOtherFilesAlone) {
   const std::wstring text = h.Log(L"a.txt");
   const std::wstring noExtension = h.Log(L"log");
   EXPECT_EQ(h.Run(), 1);
-  EXPECT_TRUE(h.commands.All().empty());
+  EXPECT_TRUE(h.commands.GetEntries().empty());
   EXPECT_TRUE(Exists(text));
   EXPECT_TRUE(Exists(noExtension));
 }
@@ -111,7 +111,7 @@ TEST(LogHarvester, SkipsALogThatIsHeldUnshared) {
   const std::wstring held = h.Log(L"held.log");
   const FileHolder holder(L"unshared", held);
   h.Run();
-  EXPECT_TRUE(h.commands.All().empty());
+  EXPECT_TRUE(h.commands.GetEntries().empty());
   EXPECT_TRUE(Exists(held));
 }
 
@@ -149,7 +149,7 @@ TEST(LogHarvester, AnEmptyOrMissingFolderIsNoError) {
   EXPECT_EQ(h.Run(), 1);
   EXPECT_EQ(LogHarvester(h.commands, h.fileTypes).Harvest(h.folder / L"none", true), 1);
   EXPECT_EQ(LogHarvester(h.commands, h.fileTypes).Harvest(std::wstring(2000, L'x'), true), 1);
-  EXPECT_TRUE(h.commands.All().empty());
+  EXPECT_TRUE(h.commands.GetEntries().empty());
 }
 
 }  // namespace

@@ -51,10 +51,10 @@ std::vector<std::string> EventsOfStream(const std::wstring& path) {
 }
 
 std::vector<std::string> EventsOfReader(const std::wstring& path) {
-  LogFile file(path);
+  CLogFile file(path);
   LogLineReader reader(file);
   std::vector<std::string> events;
-  while (const auto event = reader.Next()) {
+  while (const auto event = reader.ReadNext()) {
     events.push_back(event->kind == UsageEventKind::Command
                          ? "C" + std::string(event->text)
                          : std::string(event->text) + "|" + std::string(event->fileType));
@@ -115,7 +115,7 @@ TEST(LogFile, LetsOthersReadAndWriteMeanwhile) {
   const TempFolder folder;
   const std::wstring path = folder / L"a.log";
   WriteBytes(path, "abc");
-  LogFile file(path);
+  CLogFile file(path);
   char byte = 0;
   ASSERT_EQ(file.Read({&byte, 1}), 1U);
   const FileHolder writer(L"write", path);
@@ -127,7 +127,7 @@ TEST(LogFile, LetsOthersReadAndWriteMeanwhile) {
 TEST(LogFile, IsOpenedOnTheFirstRead) {
   const TempFolder folder;
   const std::wstring path = folder / L"a.log";
-  LogFile file(path);
+  CLogFile file(path);
   WriteBytes(path, "abc");
   char bytes[8];
   EXPECT_EQ(file.Read(bytes), 3U);

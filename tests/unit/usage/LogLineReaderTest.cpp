@@ -11,7 +11,7 @@ std::string Events(const std::string& log, size_t piece = std::string::npos) {
   MemorySource source(log, piece);
   LogLineReader reader(source);
   std::string events;
-  while (const auto event = reader.Next()) {
+  while (const auto event = reader.ReadNext()) {
     switch (event->kind) {
       case UsageEventKind::Command:
         events += "C ";
@@ -27,7 +27,7 @@ std::string Events(const std::string& log, size_t piece = std::string::npos) {
     if (event->kind != UsageEventKind::Command) events.append("|").append(event->fileType);
     events += "\n";
   }
-  EXPECT_FALSE(reader.Next()) << "the end mark stays";
+  EXPECT_FALSE(reader.ReadNext()) << "the end mark stays";
   return events;
 }
 
@@ -54,14 +54,14 @@ TEST(LogLineReader, AnEmptyLogHasNoEvents) {
 }
 
 TEST(LogLineReader, ReadsNothingBeforeItIsAsked) {
-  class Counting : public ByteSource {
+  class Counting : public CByteSource {
    public:
     std::size_t Read(std::span<char>) override { return ++reads, 0; }
     int reads = 0;
   } source;
   LogLineReader reader(source);
   EXPECT_EQ(source.reads, 0);
-  EXPECT_FALSE(reader.Next());
+  EXPECT_FALSE(reader.ReadNext());
   EXPECT_GE(source.reads, 1);
 }
 
