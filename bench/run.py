@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """run.py BUILD SCRATCH: measures the program and prints the speed table.
 
-What is compared runs in turn, A B A B ..., in one run on one machine; a ratio is the median of the
-ratios pair by pair. Needs a running Wine server (scripts/bench.sh starts one)."""
+Compared programs run in turn (A B A B ...) in one run on one machine. A ratio is the median of the
+ratios of the pairs. Needs a running Wine server (scripts/bench.sh starts one)."""
 
 import json
 import os
@@ -59,8 +59,8 @@ def log_handle(data: Path, logs: Path) -> Run:
     return wine(PROGRAM, "log_handle", windows_path(data), windows_path(logs))
 
 
-def row(name: str, value: str, wanted: str) -> None:
-    print(f"{name:<58} {value:>22}   {wanted}", flush=True)
+def row(name: str, value: str, target: str) -> None:
+    print(f"{name:<58} {value:>22}   {target}", flush=True)
 
 
 def pairs(count: int, a, b) -> tuple[float, float, float]:
@@ -108,16 +108,16 @@ def idle() -> None:
     def program() -> float:
         return log_handle(data, logs).seconds
 
-    for name, other, wanted in (("an empty program", "bench_empty", "at most 1.3"),
+    for name, other, target in (("an empty program", "bench_empty", "at most 1.3"),
                                 ("one that prepares the user interface", "bench_startup", "")):
         ours, theirs, ratio = pairs(
             60, program, lambda other=other: wine(BUILD / "bench" / f"{other}.exe").seconds)
         row(f"nothing to do / {name}",
-            f"{ours * 1000:.0f} ms / {theirs * 1000:.0f} ms = {ratio:.2f}", wanted)
+            f"{ours * 1000:.0f} ms / {theirs * 1000:.0f} ms = {ratio:.2f}", target)
 
 
 class Sink(threading.Thread):
-    """A server on loopback that takes posts and says yes to each."""
+    """A server on loopback that replies 200 to every POST."""
 
     def __init__(self):
         super().__init__(daemon=True)

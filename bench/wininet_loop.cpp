@@ -1,5 +1,5 @@
-// What WinINet itself can do: bench_wininet_loop PORT BYTES posts so many bytes to loopback by
-// writes of 1,024 bytes from memory.
+// The rate of WinINet alone: bench_wininet_loop PORT BYTES posts that many bytes from memory to
+// loopback, in writes of 1,024 bytes.
 #include <algorithm>
 #include <cstdlib>
 #include <string>

@@ -9,8 +9,8 @@ quietly build-bench cmake --build --preset windows
 quietly build-base64 g++ -std=c++20 -O2 -I. bench/base64.cpp upload/Base64.cpp \
   -o "$build/windows/bench/base64" -lbenchmark -lpthread
 start_wine
-# Wine's services end with the last program; one that stays keeps them from being started anew in
-# the middle of a measurement. It reads this script's pipe and ends with it.
+# Wine's services end with the last program. This one stays, so that they are not started again in
+# the middle of a measurement. It reads this script's pipe and ends with the script.
 exec 9> >(exec wine cmd /c pause >/dev/null 2>&1)
 say 'Measuring (about 2 minutes)'
 bench/run.py "$build/windows" "$build/bench"

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """tally.py PRESET RESULT: prints how many of a build's unit tests passed and failed.
 
-Reads what GoogleTest wrote beside the test programs. RESULT is CTest's own, 0 for success: when it
-tells of a failure that no file shows (a program that crashed), that is one failure more."""
+Reads the XML files that GoogleTest wrote next to the test programs. RESULT is 0 when CTest
+succeeded. A failure that only CTest reports (a program that crashed) counts as one failure."""
 
 import json
 import subprocess

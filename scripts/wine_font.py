@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Copies Wine's Tahoma so that texts are as wide under Wine as on Windows.
 
-The font has both outlines and, for the sizes of dialogs, bitmaps. Wine measures a text by the
-outlines and draws the bitmaps, whose letters are narrower by a tenth and as wide as on Windows: a
-text that is not as wide as its control is cut all the same. The copy has no outlines, and the
-letters' widths are those of the bitmaps of the dialogs' size.
+The font has outlines and, for the sizes of dialogs, bitmaps. Wine measures a text by the outlines
+but draws the bitmaps, which are a tenth narrower and as wide as on Windows. So it cuts a text that
+would fit its control. The copy has no outlines, and its letters are as wide as the bitmaps of the
+size that dialogs use.
 """
 
 import struct
@@ -16,7 +16,7 @@ SIZE_RECORD = 48
 
 
 class Font:
-    """The bytes of a TrueType font and where its tables stand."""
+    """The bytes of a TrueType font and the offsets of its tables."""
 
     def __init__(self, data: bytes) -> None:
         self.data = bytearray(data)
@@ -33,7 +33,7 @@ class Font:
         return struct.unpack_from(">" + fields, self.data, offset)
 
     def bitmap_widths(self, pixels: int) -> dict[int, int]:
-        """By glyph, how far a bitmap of that size moves the pen on."""
+        """The advance width of each glyph's bitmap of that size, in pixels."""
         locations, bitmaps = self.tables["EBLC"][0], self.tables["EBDT"][0]
         widths: dict[int, int] = {}
         for size in range(self.read("I", locations + 4)[0]):
@@ -58,7 +58,7 @@ class Font:
         return widths
 
     def set_widths(self, widths: dict[int, int], pixels: int) -> None:
-        """Gives the outlines the widths that they have at that size."""
+        """Sets the outlines' advance widths to those that the bitmaps have at that size."""
         (units,) = self.read("H", self.tables["head"][0] + 18)
         (count,) = self.read("H", self.tables["hhea"][0] + 34)
         for glyph, width in widths.items():
@@ -67,7 +67,7 @@ class Font:
                 struct.pack_into(">H", self.data, offset, round(width * units / pixels))
 
     def drop_outlines(self) -> None:
-        """Makes every outline empty: fitting them to the pixels would change the widths again."""
+        """Empties every outline. Otherwise hinting would change the widths again."""
         start, length = self.tables["loca"]
         self.data[start : start + length] = bytes(length)
 

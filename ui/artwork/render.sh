@@ -58,7 +58,7 @@ def bitmap(size):
             if row[x * 4 + 3] < 128:
                 bits[x // 8] |= 0x80 >> x % 8
         mask += bits
-    # The height counts the colour rows and the mask rows.
+    # The height counts the color rows and the mask rows.
     header = struct.pack("<IiiHHIIiiII", 40, size, size * 2, 1, 32, 0,
                          len(pixels) + len(mask), 0, 0, 0, 0)
     return header + b"".join(rows) + bytes(mask)
