@@ -529,9 +529,9 @@ class Answering(DialogTest):
                 with self.subTest(leave=leave, settings=settings):
                     self.assert_leaving_writes_nothing(settings, leave)
 
-    def test_a_localized_module_shows_its_own_texts(self) -> None:
+    def test_the_sample_translation_shows_its_own_texts(self) -> None:
         with dialog.program_copy(
-            ("localizer.dll", "LangExt.dll"), ("localized_dialog.dll", "Texts.dll")
+            ("sample_language.dll", "LangExt.dll"), ("localized_dialog.dll", "Texts.dll")
         ) as program:
             with self.show(program) as shown:
                 name = shown.window()["text"]
@@ -544,8 +544,8 @@ class Answering(DialogTest):
                 self.assertTrue(shown.gone())
         self.assertEqual(name, "Helfen Sie mit, das Programm besser zu machen")
         self.assertEqual(texts[OK], "Fertig")
-        self.assertEqual(texts[PARTICIPATE], "Ja, ich mache mit.")
         self.assertEqual(texts[DECLINE], "Nein, danke.")
+        self.assertEqual(texts[REMIND_LATER], "Später erinnern")
         self.assertEqual(texts[PRIVACY_POLICY], "Datenschutz")
         self.assertEqual(self.answer(STATE), "1")
         self.assertTrue(panel == PICTURE.part((0, 0, 300, 445)),
