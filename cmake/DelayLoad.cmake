@@ -4,6 +4,11 @@
 # never make that call, and loading libraries is most of what a short run costs.
 function(pelto_delay_load target dll)
   get_filename_component(name ${dll} NAME_WE)
+  if(MSVC)
+    target_link_libraries(${target} PUBLIC ${name} delayimp)
+    target_link_options(${target} PUBLIC /DELAYLOAD:${dll})
+    return()
+  endif()
   set(definitions "${CMAKE_CURRENT_BINARY_DIR}/${name}.def")
   set(library "${CMAKE_CURRENT_BINARY_DIR}/lib${name}_delayed.a")
   list(JOIN ARGN "\n" exports)

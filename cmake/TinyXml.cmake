@@ -3,8 +3,4 @@ add_library(tinyxml STATIC
   "${PELTO_DEPS}/tinyxml/tinystr.cpp" "${PELTO_DEPS}/tinyxml/tinyxml.cpp"
   "${PELTO_DEPS}/tinyxml/tinyxmlerror.cpp" "${PELTO_DEPS}/tinyxml/tinyxmlparser.cpp")
 target_include_directories(tinyxml SYSTEM PUBLIC "${PELTO_DEPS}/tinyxml")
-target_compile_options(tinyxml PRIVATE -w)
-if(WIN32)
-  target_compile_options(tinyxml PRIVATE
-    -fstack-protector-strong -ffunction-sections -fdata-sections)
-endif()
+target_compile_options(tinyxml PRIVATE $<IF:$<BOOL:${MSVC}>,/w,-w> ${PELTO_HARDENING})
