@@ -2,9 +2,15 @@
 
 #include <objidl.h>
 
-#include <gdiplus.h>
-
+#include <algorithm>
 #include <cstring>
+
+// Microsoft's GDI+ headers call min and max, which NOMINMAX takes from them.
+namespace Gdiplus {
+using std::max;
+using std::min;
+}  // namespace Gdiplus
+#include <gdiplus.h>
 
 #include "framework/afxwin.h"
 #include "platform/Handles.h"

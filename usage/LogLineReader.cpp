@@ -1,6 +1,8 @@
 #include "usage/LogLineReader.h"
 
-#ifdef __SSE2__
+// Visual C++ has SSE2 on every 64-bit target and does not define the other name.
+#if defined(__SSE2__) || defined(_M_X64)
+#define PELTO_HAS_SSE2
 #include <emmintrin.h>
 #endif
 
@@ -25,7 +27,7 @@ constexpr bool IsMark(char c) {
 
 /// The first byte in [from, to) that means something to the reader, or `to`.
 const char* FindMark(const char* from, const char* to) {
-#ifdef __SSE2__
+#ifdef PELTO_HAS_SSE2
   // Nearly all of the run's time passes here, and the C run-time's search is a loop over bytes.
   const __m128i lineFeed = _mm_set1_epi8(LineFeed);
   const __m128i nul = _mm_setzero_si128();
