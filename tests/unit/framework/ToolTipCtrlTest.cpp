@@ -106,7 +106,7 @@ TEST_F(ToolTip, KeepsATextOfItsOwn) {
 
 TEST_F(ToolTip, GetsTheRecordThatEveryVersionTakes) {
   EXPECT_TRUE(tip_.AddTool(&tool_, L"One"));
-  EXPECT_EQ(tip_.size, UINT{TTTOOLINFOW_V1_SIZE});
+  EXPECT_EQ(tip_.size, static_cast<UINT>(TTTOOLINFOW_V1_SIZE));
 }
 
 TEST_F(ToolTip, GetsSeveralTools) {

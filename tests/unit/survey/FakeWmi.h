@@ -45,7 +45,7 @@ class FakeUnknown : public Interface {
 };
 
 /// One object of a result.
-class FakeObject : public FakeUnknown<IWbemClassObject> {
+class FakeObject final : public FakeUnknown<IWbemClassObject> {
  public:
   using Values = std::map<std::wstring, std::function<void(VARIANT&)>>;
   explicit FakeObject(Values values) : values_(std::move(values)) {}
