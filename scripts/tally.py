@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """tally.py PRESET RESULT: prints how many of a build's unit tests passed and failed.
 
-Reads the XML files that GoogleTest wrote next to the test programs. RESULT is 0 when CTest
-succeeded. A failure that only CTest reports (a program that crashed) counts as one failure."""
+Run it in the root of the repository. Reads the XML files that GoogleTest wrote next to the test
+programs. RESULT is 0 when CTest succeeded. A failure that only CTest reports (a program that crashed)
+counts as one failure."""
 
 import json
 import subprocess
@@ -13,8 +14,8 @@ from pathlib import Path
 
 def main() -> None:
     preset, result = sys.argv[1], int(sys.argv[2])
-    folder = Path(__file__).resolve().parent.parent / "build" / preset
-    listing = subprocess.run(["ctest", "--test-dir", folder, "--show-only=json-v1"],
+    folder = Path("build") / preset
+    listing = subprocess.run(["ctest", "--preset", preset, "--show-only=json-v1"],
                              check=True, capture_output=True, text=True).stdout
     passed = failed = 0
     for test in json.loads(listing)["tests"]:
