@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the build, the tests and the demo need and is missing: Debian packages, and
-# TinyXML's source with Debian's patches. Quick and silent when there is nothing to do.
+# TinyXML's source with Debian's patches. Says what it installs before it does so; is quick and silent
+# when nothing is missing.
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -9,8 +10,15 @@ deps="$build/deps"
 packages=(
   g++-mingw-w64-x86-64-posix wine wine64 cmake ninja-build g++ dpkg-dev python3 mawk
   googletest libbenchmark-dev patch clang clang-tidy clang-format libclang-rt-14-dev shellcheck openssl
+  codespell
   git xvfb xdotool imagemagick fonts-wine librsvg2-bin
 )
+
+# TinyXML as Debian 12 has it. With another version, change these lines together.
+tinyxml_version=2.6.2-6+deb12u1
+tinyxml_checksums="\
+15bdfdcec58a7da30adc87ac2b078e4417dbe5392f3afb719f9ba6d062645593  tinyxml_2.6.2.orig.tar.gz
+577ca162ec4db57e0be5f64a8e4813a72dcdab928ef690585f3300387262df78  tinyxml_2.6.2-6+deb12u1.debian.tar.xz"
 
 as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
 
@@ -23,7 +31,7 @@ for package in "${packages[@]}"; do
   is_installed "$package" || missing+=("$package")
 done
 if [ ${#missing[@]} -gt 0 ]; then
-  say "Installing ${missing[*]} (some minutes on a new machine)"
+  say "Installing with apt-get (some minutes on a new machine): ${missing[*]}"
   quietly apt-update as_root apt-get update -q
   quietly apt-install as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -q --no-install-recommends "${missing[@]}"
@@ -55,8 +63,19 @@ fetch_tinyxml() {
     -o "Dir::State::lists=$apt/lists" -o "Dir::Cache=$apt/cache"
     -o "APT::Sandbox::User=$(id -un)" -o APT::Get::List-Cleanup=0
   )
-  apt-get "${options[@]}" update -q &&
-    (cd "$deps" && apt-get "${options[@]}" source -q tinyxml) &&
+  if ! apt-get "${options[@]}" update -q ||
+    ! (cd "$deps" &&
+      apt-get "${options[@]}" source -q --download-only "tinyxml=$tinyxml_version"); then
+    echo "The source package of TinyXML $tinyxml_version could not be fetched."
+    return 1
+  fi
+  if ! (cd "$deps" && sha256sum --check --strict <<<"$tinyxml_checksums"); then
+    rm -f "$deps"/tinyxml*
+    echo "The fetched source of TinyXML $tinyxml_version does not have the checksums that" \
+      "scripts/setup.sh expects. It has been deleted."
+    return 1
+  fi
+  (cd "$deps" && dpkg-source -q -x "tinyxml_$tinyxml_version.dsc") &&
     # This one patch is for users of Debian's own binary: it forces the iostream interface, which
     # would make the executable half as large again.
     (cd "$deps"/tinyxml-[0-9]* && patch -R -p1 <debian/patches/enforce-use-stl.patch) &&
@@ -64,8 +83,8 @@ fetch_tinyxml() {
     rm -rf "$apt"
 }
 
-if [ ! -e "$deps/tinyxml/tinyxml.h" ]; then
-  say "Fetching TinyXML's source package"
+if [ ! -e "$deps/tinyxml/tinyxml.h" ] || [ ! -e "$deps/tinyxml_$tinyxml_version.dsc" ]; then
+  say "Fetching the source package of TinyXML $tinyxml_version"
   mkdir -p "$deps"
   quietly tinyxml fetch_tinyxml
 fi
