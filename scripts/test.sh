@@ -3,7 +3,7 @@
 # code is 0 only when nothing failed and every step could run.
 #
 #   scripts/test.sh            everything
-#   scripts/test.sh STEP...    some steps: format shell native fuzz clang tidy windows e2e
+#   scripts/test.sh STEP...    some steps: format shell spelling native fuzz clang tidy windows e2e
 set -uo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -43,6 +43,11 @@ step_format() {
 step_shell() {
   say 'Shell scripts'
   check shellcheck shellcheck -x scripts/*.sh ui/artwork/render.sh .ci/run
+}
+
+step_spelling() {
+  say 'Spelling'
+  check spelling scripts/spelling.sh
 }
 
 step_tidy() {
@@ -127,7 +132,7 @@ step_e2e() {
 
 started=$SECONDS
 steps=("$@")
-[ $# -gt 0 ] || steps=(format shell native fuzz clang tidy windows e2e)
+[ $# -gt 0 ] || steps=(format shell spelling native fuzz clang tidy windows e2e)
 [[ " ${steps[*]} " =~ \ (tidy|windows|e2e)\  ]] && build_windows
 for step in "${steps[@]}"; do
   if declare -F "step_$step" >/dev/null; then
