@@ -3,7 +3,7 @@
 add_library(pelto_options INTERFACE)
 target_include_directories(pelto_options INTERFACE "${PROJECT_SOURCE_DIR}")
 
-if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang" AND NOT CMAKE_CXX_COMPILER_FRONTEND_VARIANT STREQUAL "MSVC")
+if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang" AND NOT MSVC)
   target_compile_options(pelto_options INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wcast-qual
     -Wformat=2 -Wnon-virtual-dtor -Woverloaded-virtual -Wundef

@@ -8,11 +8,11 @@ set(CMAKE_CXX_COMPILER clang++)
 set(CMAKE_CXX_COMPILER_TARGET x86_64-w64-mingw32)
 set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES
   "${gcc_folder}/include/c++" "${gcc_folder}/include/c++/x86_64-w64-mingw32")
-# As GCC built its libstdc++: thread-local variables are emulated, and std::type_info compares in the
-# library. GCC predefines the latter for this target, clang does not.
+# As GCC built its libstdc++: thread-local variables are emulated, and std::type_info compares in
+# the library. GCC predefines the latter for this target, clang does not.
 set(CMAKE_CXX_FLAGS_INIT "-femulated-tls -D__GXX_TYPEINFO_EQUALITY_INLINE=0")
-# A static libstdc++ needs winpthreads at the end of the line, where only -pthread puts it; libraries
-# of resources link without either.
+# A static libstdc++ needs winpthreads at the end of the line, where only -pthread puts it. Libraries
+# of resources link without both.
 foreach(kind EXE SHARED MODULE)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT
     "-L${gcc_folder} -pthread -Wno-unused-command-line-argument")

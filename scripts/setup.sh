@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the build, the tests and the demo need and is missing: Debian packages, and
-# TinyXML's source with Debian's patches. Says what it installs before it does so; is quick and silent
-# when nothing is missing.
+# TinyXML's source with Debian's patches. Says what it installs before it does so; is quick and
+# silent when nothing is missing.
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -9,9 +9,8 @@ deps="$build/deps"
 
 packages=(
   g++-mingw-w64-x86-64-posix wine wine64 cmake ninja-build g++ dpkg-dev python3 mawk
-  googletest libbenchmark-dev patch clang clang-tidy clang-format libclang-rt-14-dev shellcheck openssl
-  codespell
-  git xvfb xdotool imagemagick fonts-wine librsvg2-bin
+  googletest libbenchmark-dev patch clang clang-tidy clang-format libclang-rt-14-dev shellcheck
+  codespell openssl git xvfb xdotool imagemagick fonts-wine librsvg2-bin
 )
 
 # TinyXML as Debian 12 has it. With another version, change these lines together.
