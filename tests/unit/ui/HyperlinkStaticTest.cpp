@@ -661,7 +661,7 @@ TEST_F(Hyperlink, WithoutATooltipWindowEndsTheTimerAndTellsNobody) {
   SetTimer(control_, TooltipTimer, 100'000, nullptr);
   messagesToNobody = 0;
   const ReplacedImport replaced(__imp_SendMessageW, reinterpret_cast<void*>(&CountMessageToNobody));
-  sendMessage = reinterpret_cast<decltype(sendMessage)>(replaced.Original());
+  sendMessage = reinterpret_cast<decltype(sendMessage)>(replaced.GetOriginal());
   SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
   EXPECT_EQ(messagesToNobody, 0);
   EXPECT_FALSE(KillTimer(control_, TooltipTimer));

@@ -110,7 +110,7 @@ class SettingsRecorder {
   SettingsRecorder() {
     writes.clear();
     onWrite = nullptr;
-    original = reinterpret_cast<decltype(original)>(write_.Original());
+    original = reinterpret_cast<decltype(original)>(write_.GetOriginal());
   }
 
   inline static std::vector<Write> writes;
@@ -140,7 +140,7 @@ class IconRecorder {
 
   IconRecorder() {
     drawings.clear();
-    original = reinterpret_cast<decltype(original)>(drawIcon_.Original());
+    original = reinterpret_cast<decltype(original)>(drawIcon_.GetOriginal());
   }
 
   inline static std::vector<Drawing> drawings;

@@ -1,40 +1,17 @@
 // What the tested code asks of the system, written down.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <shellapi.h>
 
 #include <string>
 #include <vector>
 
 #include "platform/WindowsHeader.h"
+#include "tests/support/ReplacedImport.h"
 
 /// The program's own entries of the calls in its table of imports.
 extern "C" void* __imp_ShellExecuteW;
 extern "C" void* __imp_SetTimer;
-
-/// Puts a function in the place of one that the program imports, until the end of its scope.
-class ReplacedImport {
- public:
-  ReplacedImport(void*& entry, void* function) : entry_(entry), original_(entry) { Put(function); }
-  ~ReplacedImport() { Put(original_); }
-  ReplacedImport(const ReplacedImport&) = delete;
-  ReplacedImport& operator=(const ReplacedImport&) = delete;
-
-  /// What stood there; naming the function would call its replacement.
-  void* Original() const { return original_; }
-
- private:
-  void Put(void* function) {
-    DWORD protection = 0;
-    EXPECT_TRUE(VirtualProtect(&entry_, sizeof entry_, PAGE_READWRITE, &protection));
-    entry_ = function;
-    VirtualProtect(&entry_, sizeof entry_, protection, &protection);
-  }
-
-  void*& entry_;
-  void* original_;
-};
 
 /// Notes what this program asks the shell to open, and opens nothing.
 class ShellRecorder {
@@ -75,7 +52,7 @@ class TimerRecorder {
 
   TimerRecorder() {
     timers.clear();
-    original = reinterpret_cast<decltype(original)>(setTimer_.Original());
+    original = reinterpret_cast<decltype(original)>(setTimer_.GetOriginal());
   }
 
   /// The timers of one number, in order.
