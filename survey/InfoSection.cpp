@@ -2,8 +2,8 @@
 
 #include <utility>
 
-/// By hand, because the owners of a chain or of nested sections would free it by recursion, one
-/// stack frame a link. The children are hung behind the rows, so that one loop meets all sections.
+/// Frees in loops: default destruction would recurse once per row, property and level and could
+/// exhaust the stack. The children join the row chain, so that one loop reaches every section.
 InfoSection::~InfoSection() {
   while (firstProperty_) firstProperty_ = std::move(firstProperty_->next);
   InfoSection* last = AppendChildrenTo(FindLastRow());
@@ -66,7 +66,8 @@ InfoSection* InfoSection::FindLastRow() {
   return row;
 }
 
-/// Makes the children, with the rows behind each, the rows behind `last`. The new last row.
+/// Moves the children, each with the rows after it, to the row chain after `last`. Returns the new
+/// last row.
 InfoSection* InfoSection::AppendChildrenTo(InfoSection* last) {
   for (std::unique_ptr<InfoSection>& child : children_) {
     last->nextRow_ = std::move(child);

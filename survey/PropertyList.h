@@ -4,7 +4,6 @@
 #include <string_view>
 #include <vector>
 
-/// The names in a list whose separators are ";" and the line feed, in their order. Pieces without
-/// a character are left out. Everything else belongs to a name, blanks too: a piece of blanks is a
-/// name, of a property that nothing has.
+/// Splits a list of property names at ";" and line feeds. Empty pieces are skipped. Spaces belong
+/// to a name; a piece of spaces is a name that no object has.
 std::vector<std::wstring> SplitPropertyList(std::wstring_view list);

@@ -7,7 +7,7 @@
 
 #include <oaidl.h>
 
-/// The text of `value`, which is turned into text in place: a boolean is "True" or "False", a
-/// number is decimal. Text ends at its first NUL character. None for what has no text: null, an
-/// array, an object.
+/// The text of `value`, which is converted to text in place: a boolean becomes "True" or "False", a
+/// number decimal. The text ends at its first NUL character. None for a value without a text form:
+/// null, an array, an object.
 std::optional<std::wstring> ReadVariantText(VARIANT& value);

@@ -4,10 +4,10 @@
 
 #include "survey/InfoSection.h"
 
-/// The `WmiQuery` of the machine itself. Waits for each object without a time-out, so a provider
-/// that stalls holds the caller. COM must have been initialised on the calling thread; without it,
-/// 0. Needs no COM security of the process: it gives the connection its own.
+/// The `WmiQuery` of the local machine. Waits for each object without a time-out, so a provider
+/// that stalls blocks the caller. COM must be initialized on the calling thread; otherwise the
+/// result is 0. The process needs no COM security: the connection gets its own.
 ///
-/// An error behind the first objects ends the result; what came before it stays.
+/// An error after the first objects ends the result; the rows before it remain.
 int RunWmiQuery(const wchar_t* space, const std::wstring& query, const wchar_t* properties,
                 InfoSection* firstRow);
