@@ -2,19 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace {
 
-constexpr int ManySections = 100'000;
-constexpr int ManyProperties = 1'000'000;
+using Texts = std::vector<std::wstring>;
 
-using Names = std::vector<std::wstring>;
-
-Names PropertiesOf(InfoSection& section) {
-  Names all;
+Texts GetProperties(InfoSection& section) {
+  Texts all;
   for (const InfoProperty* p = section.GetFirstProperty(); p != nullptr;
        p = section.GetNextProperty()) {
     all.push_back(p->name + L"=" + p->value);
@@ -22,22 +21,22 @@ Names PropertiesOf(InfoSection& section) {
   return all;
 }
 
-Names ChildrenOf(InfoSection& section) {
-  Names all;
+Texts GetChildren(InfoSection& section) {
+  Texts all;
   for (InfoSection* c = section.GetFirstChild(); c != nullptr; c = section.GetNextChild()) {
     all.push_back(c->GetName());
   }
   return all;
 }
 
-InfoSection& AddNewChild(InfoSection& parent, std::wstring_view name) {
+InfoSection& AddNewChild(InfoSection& parent, std::wstring_view name = L"child") {
   auto child = std::make_unique<InfoSection>(name);
   InfoSection& result = *child;
   parent.AddChild(std::move(child));
   return result;
 }
 
-TEST(InfoSection, IsEmptyAtFirst) {
+TEST(InfoSection, NewSectionIsEmpty) {
   InfoSection section(L"OS");
   EXPECT_EQ(section.GetName(), L"OS");
   EXPECT_EQ(section.GetParent(), nullptr);
@@ -49,58 +48,31 @@ TEST(InfoSection, IsEmptyAtFirst) {
   EXPECT_EQ(section.FindProperty(L""), nullptr);
 }
 
-TEST(InfoSection, NameMayBeEmpty) {
-  EXPECT_EQ(InfoSection(L"").GetName(), L"");
+TEST(InfoSection, NameIsCutTo49Characters) {
+  for (const std::size_t length : {0U, 48U, 49U, 50U, 100'000U}) {
+    EXPECT_EQ(InfoSection(std::wstring(length, L'n')).GetName(),
+              std::wstring(std::min<std::size_t>(length, 49), L'n'));
+  }
 }
 
-TEST(InfoSection, NameOf49CharactersIsKept) {
-  EXPECT_EQ(InfoSection(std::wstring(49, L'n')).GetName(), std::wstring(49, L'n'));
+TEST(InfoSection, TextsAreCopied) {
+  std::wstring text = L"abc";
+  InfoSection section(text);
+  section.AddProperty(text, text);
+  text[0] = L'X';
+  EXPECT_EQ(section.GetName(), L"abc");
+  EXPECT_EQ(GetProperties(section), Texts{L"abc=abc"});
 }
 
-TEST(InfoSection, NameOf50CharactersLosesTheLast) {
-  EXPECT_EQ(InfoSection(std::wstring(49, L'n') + L"x").GetName(), std::wstring(49, L'n'));
-}
-
-TEST(InfoSection, LongNameIsCutTo49Characters) {
-  EXPECT_EQ(InfoSection(std::wstring(49, L'n') + std::wstring(100'000, L'x')).GetName(),
-            std::wstring(49, L'n'));
-}
-
-TEST(InfoSection, NameIsItsOwn) {
-  std::wstring name = L"OS";
-  const InfoSection section(name);
-  name[0] = L'X';
-  EXPECT_EQ(section.GetName(), L"OS");
-}
-
-TEST(InfoSection, PropertiesKeepTheirOrder) {
-  InfoSection section(L"OS");
-  section.AddProperty(L"Version", L"6.1");
-  section.AddProperty(L"Caption", L"Seven");
-  section.AddProperty(L"", L"");
-  section.AddProperty(L"Locale", L"0409");
-  EXPECT_EQ(PropertiesOf(section), (Names{L"Version=6.1", L"Caption=Seven", L"=", L"Locale=0409"}));
-}
-
-TEST(InfoSection, PropertiesAreItsOwn) {
-  InfoSection section(L"OS");
-  std::wstring name = L"Version";
-  std::wstring value = L"6.1";
-  section.AddProperty(name, value);
-  name[0] = L'X';
-  value[0] = L'X';
-  EXPECT_EQ(PropertiesOf(section), Names{L"Version=6.1"});
-}
-
-TEST(InfoSection, DuplicatesAreKeptAndTheFirstIsFound) {
+TEST(InfoSection, PropertiesKeepTheirOrderAndTheirDuplicates) {
   InfoSection section(L"OS");
   section.AddProperty(L"Version", L"1");
-  section.AddProperty(L"Other", L"2");
+  section.AddProperty(L"Caption", L"2");
+  section.AddProperty(L"", L"");
   section.AddProperty(L"Version", L"3");
-  EXPECT_EQ(PropertiesOf(section), (Names{L"Version=1", L"Other=2", L"Version=3"}));
-  const InfoProperty* const found = section.FindProperty(L"Version");
-  ASSERT_NE(found, nullptr);
-  EXPECT_EQ(found->value, L"1");
+  EXPECT_EQ(GetProperties(section), (Texts{L"Version=1", L"Caption=2", L"=", L"Version=3"}));
+  ASSERT_NE(section.FindProperty(L"Version"), nullptr);
+  EXPECT_EQ(section.FindProperty(L"Version")->value, L"1") << "not the first of its name";
 }
 
 TEST(InfoSection, PropertyIsFoundByItsExactNameOnly) {
@@ -122,72 +94,46 @@ TEST(InfoSection, FindingDoesNotMoveTheCursor) {
   EXPECT_EQ(section.GetNextProperty()->name, L"b");
 }
 
-TEST(InfoSection, CursorStaysAtTheEndUntilItIsRestarted) {
+TEST(InfoSection, CursorStartsAtTheFirstAndStaysAtTheEndUntilMoreIsAddedOrItIsRestarted) {
   InfoSection section(L"OS");
   section.AddProperty(L"a", L"1");
-  AddNewChild(section, L"child");
-  EXPECT_NE(section.GetFirstProperty(), nullptr);
-  EXPECT_NE(section.GetFirstChild(), nullptr);
+  AddNewChild(section, L"one");
+  EXPECT_EQ(section.GetNextProperty()->name, L"a");
+  EXPECT_EQ(section.GetNextChild()->GetName(), L"one");
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(section.GetNextProperty(), nullptr);
     EXPECT_EQ(section.GetNextChild(), nullptr);
   }
-  EXPECT_EQ(section.GetFirstProperty()->name, L"a");
-  EXPECT_EQ(section.GetFirstChild()->GetName(), L"child");
-}
-
-TEST(InfoSection, CursorThatWasNotStartedBeginsWithTheFirst) {
-  InfoSection section(L"OS");
-  section.AddProperty(L"a", L"1");
-  AddNewChild(section, L"child");
-  EXPECT_EQ(section.GetNextProperty()->name, L"a");
-  EXPECT_EQ(section.GetNextChild()->GetName(), L"child");
-}
-
-TEST(InfoSection, CursorSeesWhatIsAddedWhileItStandsAtTheEnd) {
-  InfoSection section(L"OS");
-  section.AddProperty(L"a", L"1");
-  AddNewChild(section, L"one");
-  EXPECT_EQ(PropertiesOf(section), Names{L"a=1"});
-  EXPECT_EQ(ChildrenOf(section), Names{L"one"});
   section.AddProperty(L"b", L"2");
   AddNewChild(section, L"two");
   EXPECT_EQ(section.GetNextProperty()->name, L"b");
   EXPECT_EQ(section.GetNextChild()->GetName(), L"two");
+  EXPECT_EQ(section.GetFirstProperty()->name, L"a");
+  EXPECT_EQ(section.GetFirstChild()->GetName(), L"one");
 }
 
-TEST(InfoSection, NextRowIsMadeOnceAndHasTheSameName) {
-  InfoSection section(L"Adapters");
+TEST(InfoSection, NextRowIsMadeOnceWithTheCutName) {
+  InfoSection section(std::wstring(60, L'n'));
   section.AddProperty(L"a", L"1");
   InfoSection& row = section.GetOrAddNextRow();
-  EXPECT_EQ(row.GetName(), L"Adapters");
-  EXPECT_EQ(row.GetParent(), nullptr);
-  EXPECT_EQ(PropertiesOf(row), Names{});
+  EXPECT_EQ(row.GetName(), std::wstring(49, L'n'));
+  EXPECT_EQ(GetProperties(row), Texts{});
   EXPECT_EQ(&section.GetOrAddNextRow(), &row);
   EXPECT_EQ(section.GetNextRow(), &row);
   EXPECT_EQ(row.GetNextRow(), nullptr);
 }
 
-TEST(InfoSection, RowsBehindACutNameHaveTheCutName) {
-  InfoSection section(std::wstring(60, L'n'));
-  EXPECT_EQ(section.GetOrAddNextRow().GetName(), std::wstring(49, L'n'));
-}
-
-TEST(InfoSection, RowBehindAChildHasNoParent) {
-  InfoSection root(L"root");
-  EXPECT_EQ(AddNewChild(root, L"child").GetOrAddNextRow().GetParent(), nullptr);
-}
-
 TEST(InfoSection, ChildrenKeepTheirOrderAndKnowTheirParent) {
   InfoSection root(L"root");
-  const InfoSection& b = AddNewChild(root, L"b");
+  InfoSection& b = AddNewChild(root, L"b");
   AddNewChild(root, L"a");
   AddNewChild(root, L"b");
-  EXPECT_EQ(ChildrenOf(root), (Names{L"b", L"a", L"b"}));
+  EXPECT_EQ(GetChildren(root), (Texts{L"b", L"a", L"b"}));
   EXPECT_EQ(b.GetParent(), &root);
+  EXPECT_EQ(b.GetOrAddNextRow().GetParent(), nullptr);
 }
 
-TEST(InfoSection, ChildIsTakenFromTheCaller) {
+TEST(InfoSection, AddedChildIsTakenFromTheCaller) {
   InfoSection root(L"root");
   auto child = std::make_unique<InfoSection>(L"child");
   root.AddChild(std::move(child));
@@ -203,70 +149,53 @@ TEST(InfoSection, NullChildIsIgnored) {
 TEST(InfoSection, ChildOfAnotherSectionIsIgnoredAndStaysWithTheCaller) {
   InfoSection first(L"first");
   InfoSection second(L"second");
-  InfoSection& child = AddNewChild(first, L"child");
+  InfoSection& child = AddNewChild(first);
   std::unique_ptr<InfoSection> again(&child);
   second.AddChild(std::move(again));
   EXPECT_EQ(again.get(), &child);
   EXPECT_EQ(child.GetParent(), &first);
   EXPECT_EQ(second.GetFirstChild(), nullptr);
-  EXPECT_EQ(ChildrenOf(first), Names{L"child"});
+  EXPECT_EQ(GetChildren(first), Texts{L"child"});
   // `first` owns it.
   EXPECT_EQ(again.release(), &child);
 }
 
-// Each would exhaust the stack if it were freed by recursion.
+/// A step to a larger tree: adds sections at or below `section` and returns the next place to grow.
+using Growth = std::function<InfoSection&(InfoSection& section)>;
 
+/// Grows a tree by many steps and frees it.
+void GrowAndFree(const Growth& grow) {
+  InfoSection root(L"root");
+  InfoSection* section = &root;
+  for (int i = 0; i < 100'000; ++i) section = &grow(*section);
+  EXPECT_EQ(section->GetNextRow(), nullptr);
+}
+
+// Each of these trees would exhaust the stack if it were freed by recursion.
+TEST(InfoSection, LargeTreesAreFreed) {
+  GrowAndFree([](InfoSection& row) -> InfoSection& { return row.GetOrAddNextRow(); });
+  GrowAndFree([](InfoSection& row) -> InfoSection& {
+    AddNewChild(row).GetOrAddNextRow();
+    return row.GetOrAddNextRow();
+  });
+  GrowAndFree([](InfoSection& root) -> InfoSection& {
+    AddNewChild(root).GetOrAddNextRow();
+    return root;
+  });
+  GrowAndFree([](InfoSection& parent) -> InfoSection& { return AddNewChild(parent); });
+  GrowAndFree([](InfoSection& section) -> InfoSection& {
+    InfoSection& child = AddNewChild(section.GetOrAddNextRow());
+    AddNewChild(child, L"first").GetOrAddNextRow().AddProperty(L"name", L"value");
+    AddNewChild(child, L"second");
+    return child;
+  });
+}
+
+// The link of a property takes little of the stack, so it takes more of them.
 TEST(InfoSection, ManyPropertiesAreFreed) {
   InfoSection section(L"OS");
-  // More than of the others: little goes on the stack for each.
-  for (int i = 0; i < ManyProperties; ++i) section.AddProperty(L"", L"");
-  EXPECT_EQ(PropertiesOf(section).size(), std::size_t{ManyProperties});
-}
-
-TEST(InfoSection, ManyRowsAreFreed) {
-  InfoSection first(L"rows");
-  InfoSection* row = &first;
-  for (int i = 0; i < ManySections; ++i) {
-    row = &row->GetOrAddNextRow();
-    row->AddProperty(L"name", L"value");
-  }
-  int count = 0;
-  for (const InfoSection* r = &first; r != nullptr; r = r->GetNextRow()) ++count;
-  EXPECT_EQ(count, ManySections + 1);
-}
-
-TEST(InfoSection, ManyRowsWithAChildEachAreFreed) {
-  InfoSection first(L"rows");
-  InfoSection* row = &first;
-  for (int i = 0; i < ManySections; ++i) {
-    AddNewChild(*row, L"child").GetOrAddNextRow();
-    row = &row->GetOrAddNextRow();
-  }
-  EXPECT_EQ(row->GetFirstChild(), nullptr);
-}
-
-TEST(InfoSection, ManyChildrenAreFreed) {
-  InfoSection root(L"root");
-  for (int i = 0; i < ManySections; ++i) AddNewChild(root, L"child").GetOrAddNextRow();
-  EXPECT_EQ(ChildrenOf(root).size(), std::size_t{ManySections});
-}
-
-TEST(InfoSection, ManyLevelsAreFreed) {
-  InfoSection root(L"root");
-  InfoSection* section = &root;
-  for (int i = 0; i < ManySections; ++i) section = &AddNewChild(*section, L"child");
-  EXPECT_EQ(section->GetFirstChild(), nullptr);
-}
-
-TEST(InfoSection, ManyLevelsUnderRowsAreFreed) {
-  InfoSection root(L"root");
-  InfoSection* section = &root;
-  for (int i = 0; i < ManySections; ++i) {
-    section = &AddNewChild(section->GetOrAddNextRow(), L"child");
-    AddNewChild(*section, L"first").GetOrAddNextRow().AddProperty(L"name", L"value");
-    AddNewChild(*section, L"second");
-  }
-  EXPECT_EQ(section->GetNextRow(), nullptr);
+  for (int i = 0; i < 1'000'000; ++i) section.AddProperty(L"", L"");
+  EXPECT_EQ(GetProperties(section).size(), 1'000'000U);
 }
 
 }  // namespace

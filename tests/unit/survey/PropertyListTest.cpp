@@ -6,39 +6,30 @@ namespace {
 
 using Names = std::vector<std::wstring>;
 
-TEST(SplitPropertyList, SeparatesAtSemicolonsAndLineFeeds) {
-  EXPECT_EQ(SplitPropertyList(L"Caption;Version\nOSArchitecture;Locale"),
-            (Names{L"Caption", L"Version", L"OSArchitecture", L"Locale"}));
-}
-
-TEST(SplitPropertyList, OneNameIsAList) {
-  EXPECT_EQ(SplitPropertyList(L"Name"), Names{L"Name"});
-}
-
-TEST(SplitPropertyList, EmptyListHasNoNames) {
-  EXPECT_EQ(SplitPropertyList(L""), Names{});
-}
-
-TEST(SplitPropertyList, SeparatorsAloneHaveNoNames) {
-  for (const wchar_t* const list : {L";", L"\n", L";;", L";\n;\n\n;"}) {
-    EXPECT_EQ(SplitPropertyList(list), Names{}) << testing::PrintToString(list);
+TEST(SplitPropertyList, SplitsAtSemicolonsAndLineFeedsOnly) {
+  const struct {
+    const wchar_t* list;
+    Names names;
+  } cases[] = {
+      {L"Name", {L"Name"}},
+      {L"Caption;Version\nOSArchitecture;Locale",
+       {L"Caption", L"Version", L"OSArchitecture", L"Locale"}},
+      {L"b;DeviceId;a;deviceid;b", {L"b", L"DeviceId", L"a", L"deviceid", L"b"}},
+      {L" Name;Name ;Na me; ;\t;x\r\ny,z",
+       {L" Name", L"Name ", L"Na me", L" ", L"\t", L"x\r", L"y,z"}},
+  };
+  for (const auto& [list, names] : cases) {
+    EXPECT_EQ(SplitPropertyList(list), names) << testing::PrintToString(list);
   }
 }
 
-TEST(SplitPropertyList, SeparatorsAtTheEndsAndSeveralInARowAddNothing) {
+TEST(SplitPropertyList, EmptyPiecesAreSkipped) {
+  for (const wchar_t* const list : {L"", L";", L"\n", L";;", L";\n;\n\n;"}) {
+    EXPECT_EQ(SplitPropertyList(list), Names{}) << testing::PrintToString(list);
+  }
   for (const wchar_t* const list : {L"a;b;", L"a;b\n", L";a;b", L"\na;b", L"a;;b", L"a;\n\n;b;;"}) {
     EXPECT_EQ(SplitPropertyList(list), (Names{L"a", L"b"})) << testing::PrintToString(list);
   }
-}
-
-TEST(SplitPropertyList, BlanksBelongToTheNames) {
-  EXPECT_EQ(SplitPropertyList(L" Name;Name ;Na me; ;\t;x\r\ny,z"),
-            (Names{L" Name", L"Name ", L"Na me", L" ", L"\t", L"x\r", L"y,z"}));
-}
-
-TEST(SplitPropertyList, NamesKeepTheirSpellingOrderAndRepetition) {
-  EXPECT_EQ(SplitPropertyList(L"b;DeviceId;a;deviceid;b"),
-            (Names{L"b", L"DeviceId", L"a", L"deviceid", L"b"}));
 }
 
 }  // namespace
