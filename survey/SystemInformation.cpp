@@ -11,8 +11,8 @@ namespace {
 /// The local machine.
 constexpr wchar_t Cimv2[] = L"\\\\.\\ROOT\\CIMV2";
 
-/// A category, and what its step asks first. The step fills `section` and answers 1, or 0 when the
-/// category is to be left out.
+/// A category and its first query. The step fills `section` and returns 1, or returns 0 to leave
+/// the category out.
 struct Category {
   const wchar_t* name;
   int (*describe)(const WmiQuery& ask, const Category& category, InfoSection& section);
@@ -20,13 +20,13 @@ struct Category {
   const wchar_t* properties;
 };
 
-/// The first row as it is.
+/// All properties of the first row (compatibility 28).
 int DescribeFirst(const WmiQuery& ask, const Category& category, InfoSection& section) {
   return ask(Cimv2, category.query, category.properties, &section);
 }
 
-/// The sum of the sizes, of network and removable disks too. A drive without a disk has none. A
-/// sum beyond 64 bits wraps around.
+/// The sum of all disks' sizes in bytes, network and removable disks included. A drive without a
+/// disk has no size. A sum beyond 64 bits wraps around.
 int DescribeDisks(const WmiQuery& ask, const Category& category, InfoSection& section) {
   InfoSection disks(L"Logical Disk Info");
   if (ask(Cimv2, category.query, category.properties, &disks) == 0) return 0;
@@ -42,8 +42,8 @@ int DescribeDisks(const WmiQuery& ask, const Category& category, InfoSection& se
   return 1;
 }
 
-/// The number of rows. The first one is there, and counts, even when there is no monitor: the
-/// number is never below 1, and is meant to be so.
+/// The number of rows. The first row always exists and counts, so the number is never below 1
+/// (compatibility 30).
 int DescribeMonitors(const WmiQuery& ask, const Category& category, InfoSection& section) {
   InfoSection monitors(L"Monitor");
   if (ask(Cimv2, category.query, category.properties, &monitors) == 0) return 0;
@@ -53,8 +53,7 @@ int DescribeMonitors(const WmiQuery& ask, const Category& category, InfoSection&
   return 1;
 }
 
-/// The query for the configuration of a connected network adapter, or none when it would be longer
-/// than any that is asked.
+/// The query for the configuration of a network adapter, or none when it would be too long.
 std::optional<std::wstring> FormatConfigurationQuery(const std::wstring& deviceId) {
   constexpr std::size_t limit = 1023;
   std::wstring query =
@@ -64,8 +63,8 @@ std::optional<std::wstring> FormatConfigurationQuery(const std::wstring& deviceI
   return query;
 }
 
-/// The address of the first connected adapter. Left out when no adapter is connected; there, but
-/// without an address, when IP is not enabled on the first one.
+/// The hardware address of the first connected adapter. The category is left out when no adapter is
+/// connected; it has no address when IP is not enabled on the first one.
 int DescribeAdapter(const WmiQuery& ask, const Category& category, InfoSection& section) {
   InfoSection adapters(L"Adapters");
   if (ask(Cimv2, category.query, category.properties, &adapters) == 0) return 0;
@@ -75,14 +74,16 @@ int DescribeAdapter(const WmiQuery& ask, const Category& category, InfoSection& 
     deviceId = adapter->FindProperty(L"DeviceId");
   }
   if (deviceId == nullptr) return 0;
-  // Whether this one succeeds does not matter: the adapter is known to be there.
+  // Unused (docs/compatibility.md, 32).
+  const InfoSection unused(L"AdapterConf");
+  // The category counts as described even when this query fails (docs/compatibility.md, 34).
   if (const std::optional<std::wstring> query = FormatConfigurationQuery(deviceId->value)) {
     ask(Cimv2, *query, L"MACAddress", &section);
   }
   return 1;
 }
 
-/// In the order of the description.
+/// In report order.
 constexpr Category Categories[] = {
     {L"Video Card", DescribeFirst, L"SELECT * FROM Win32_VideoController",
      L"Name;CurrentHorizontalResolution;CurrentVerticalResolution;AdapterRAM"},
@@ -91,10 +92,11 @@ constexpr Category Categories[] = {
      L"Caption;Version;OSArchitecture;Locale"},
     {L"Processor", DescribeFirst, L"SELECT * FROM Win32_Processor", L"Name;NumberOfCores"},
     {L"HardDisk", DescribeDisks, L"SELECT * FROM Win32_LogicalDisk", L"DeviceID;FreeSpace;Size"},
-    // The two blanks behind FROM are deliberate: the texts of the queries are fixed to the letter.
+    // Two spaces after FROM: the text is kept to the letter (docs/compatibility.md, 31).
     {L"Monitor", DescribeMonitors, L"SELECT * FROM  Win32_DesktopMonitor Where Status='OK'",
      L"Name"},
-    // The spelling "DeviceId", unlike the disks', is the name that the step looks for.
+    // Not "DeviceID": rows carry the spelling of this list, and the step looks up "DeviceId" with
+    // its case (docs/compatibility.md, 33).
     {L"Adapter", DescribeAdapter, L"SELECT * FROM Win32_NetworkAdapter WHERE NetConnectionStatus=2",
      L"DeviceId"},
 };

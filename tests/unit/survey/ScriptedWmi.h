@@ -1,8 +1,9 @@
-// Windows Management Instrumentation as a test writes it.
+// A fake of Windows Management Instrumentation at the level of queries.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -10,38 +11,41 @@
 
 #include "survey/WmiQuery.h"
 
-/// One object of a result: names and values in the order in which the engine would add them.
+/// One object of a result: names and values in the order in which the engine adds them.
 using ScriptedRow = std::vector<std::pair<std::wstring, std::wstring>>;
 
 /// The objects of a result.
 using ScriptedRows = std::vector<ScriptedRow>;
 
-/// Answers queries by their exact text with rows, and refuses any other query. Writes down what it
-/// is asked.
+/// Accepts the queries in `results`, refuses all others, and records every query.
 class ScriptedWmi {
  public:
-  struct Question {
+  struct Call {
     std::wstring space;
     std::wstring query;
     std::wstring properties;
-    /// The name of the section that was to take the rows.
+    /// The name of the section for the first row.
     std::wstring section;
 
-    bool operator==(const Question&) const = default;
+    bool operator==(const Call&) const = default;
   };
 
-  std::map<std::wstring, ScriptedRows> answers;
-  /// What a refused query leaves behind all the same.
+  /// Rows by the exact text of the query.
+  std::map<std::wstring, ScriptedRows> results;
+  /// Rows that a refused query leaves behind.
   std::map<std::wstring, ScriptedRows> leftovers;
-  std::vector<Question> questions;
+  std::vector<Call> calls;
+  /// Called at the start of each query.
+  std::function<void(const std::wstring& query)> onQuery;
 
-  WmiQuery Query() {
+  WmiQuery GetQuery() {
     return [this](const wchar_t* space, const std::wstring& query, const wchar_t* properties,
                   InfoSection* firstRow) {
-      questions.push_back({space, query, properties, firstRow->GetName()});
-      const auto answer = answers.find(query);
-      AddRows(answer != answers.end() ? answer->second : leftovers[query], *firstRow);
-      return answer != answers.end() ? 1 : 0;
+      if (onQuery) onQuery(query);
+      calls.push_back({space, query, properties, firstRow->GetName()});
+      const auto result = results.find(query);
+      AddRows(result != results.end() ? result->second : leftovers[query], *firstRow);
+      return result != results.end() ? 1 : 0;
     };
   }
 
