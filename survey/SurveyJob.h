@@ -2,9 +2,10 @@
 
 #include "store/ReportStore.h"
 
-/// Puts the machine's description into `store`, unless it holds one already. Initialises COM for
-/// its own duration; where there is none, nothing is described. 1 when the survey was made,
-/// whatever it brought, 0 when there was a description.
+/// Puts the machine's description into `store`. Returns 1 when the survey was made, even if it
+/// found nothing (compatibility 8), and 0 when the store already holds a description; nothing is
+/// done then.
 ///
-/// Waits for Windows Management Instrumentation without a time-out.
+/// Initializes COM on the calling thread for the duration of the survey; without COM, nothing is
+/// described. Waits for Windows Management Instrumentation without a time-out.
 int CollectSystemInformation(CReportStore& store);

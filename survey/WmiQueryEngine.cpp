@@ -21,7 +21,7 @@ struct SystemStringTraits {
 };
 using CSystemString = CUniqueHandle<SystemStringTraits>;
 
-/// Holds one value, and frees what it refers to.
+/// Owns one value and frees what it refers to.
 class CVariant {
  public:
   CVariant() = default;
@@ -52,11 +52,10 @@ CComPointer<IWbemServices> Connect(const CComPointer<IWbemLocator>& locator, con
 }
 
 CComPointer<IEnumWbemClassObject> Execute(const CComPointer<IWbemServices>& services,
-                                          const std::wstring& query) {
-  const CSystemString language(SysAllocString(L"WQL"));
-  const CSystemString text(SysAllocString(query.c_str()));
+                                          const CSystemString& language,
+                                          const CSystemString& query) {
   IEnumWbemClassObject* objects = nullptr;
-  services.Get()->ExecQuery(language.Get(), text.Get(),
+  services.Get()->ExecQuery(language.Get(), query.Get(),
                             WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY,
                             nullptr /* context */, &objects);
   return CComPointer<IEnumWbemClassObject>(objects);
@@ -81,20 +80,22 @@ void AddProperties(IWbemClassObject& object, const std::vector<std::wstring>& na
 int RunWmiQuery(const wchar_t* space, const std::wstring& query, const wchar_t* properties,
                 InfoSection* firstRow) {
   if (firstRow == nullptr) return 0;
+  const CSystemString language(SysAllocString(L"WQL"));
+  const CSystemString queryText(SysAllocString(query.c_str()));
   const CComPointer<IWbemLocator> locator = CreateLocator();
   if (!locator) return 0;
   const CComPointer<IWbemServices> services = Connect(locator, space);
   if (!services) return 0;
-  // Not looked at: where the rights are missing, the query itself fails.
+  // A failure here is ignored: where the rights are missing, the query itself fails.
   CoSetProxyBlanket(services.Get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr /* principal */,
                     RPC_C_AUTHN_LEVEL_CALL, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr /* identity */,
                     EOAC_NONE);
-  const CComPointer<IEnumWbemClassObject> objects = Execute(services, query);
+  const CComPointer<IEnumWbemClassObject> objects = Execute(services, language, queryText);
   if (!objects) return 0;
 
   const std::vector<std::wstring> names = SplitPropertyList(properties);
   for (InfoSection* row = nullptr;;) {
-    // Deliberately not released: a handful of small objects, once in a process.
+    // Never released (docs/compatibility.md, 29): a handful of small objects, once in a process.
     IWbemClassObject* object = nullptr;
     ULONG count = 0;
     objects.Get()->Next(static_cast<LONG>(WBEM_INFINITE), 1, &object, &count);

@@ -1,5 +1,5 @@
-// Windows Management Instrumentation as a test writes it, behind its COM interfaces: what the
-// engine calls, in which order and with which arguments, and whom it releases.
+// A fake of Windows Management Instrumentation at the level of its COM interfaces. It records the
+// engine's calls with their arguments and counts references.
 #pragma once
 
 #include "platform/WindowsHeader.h"
@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-/// The header's constants are of another type than the calls' results.
+/// The SDK's constants have another type than the calls' results.
 constexpr HRESULT ResultOf(WBEMSTATUS status) {
   return static_cast<HRESULT>(status);
 }
@@ -24,7 +24,13 @@ constexpr HRESULT ResultOf(WBEMSTATUS status) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-/// Counts who holds it. It lives as long as its test wants it to.
+/// A method that the engine does not call.
+#define FAKE_UNUSED(name, ...)                           \
+  HRESULT STDMETHODCALLTYPE name(__VA_ARGS__) override { \
+    return E_NOTIMPL;                                    \
+  }
+
+/// Counts references. Its lifetime is its owner's, whatever the count.
 template <typename Interface>
 class FakeUnknown : public Interface {
  public:
@@ -37,7 +43,7 @@ class FakeUnknown : public Interface {
   ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++references); }
   ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(--references); }
 
-  /// Beyond the test's own.
+  /// Held by the engine.
   int references = 0;
 
  protected:
@@ -59,54 +65,35 @@ class FakeObject final : public FakeUnknown<IWbemClassObject> {
     return S_OK;
   }
 
-  HRESULT STDMETHODCALLTYPE GetQualifierSet(IWbemQualifierSet**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE Put(LPCWSTR, LONG, VARIANT*, CIMTYPE) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE Delete(LPCWSTR) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetNames(LPCWSTR, LONG, VARIANT*, SAFEARRAY**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE BeginEnumeration(LONG) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE Next(LONG, BSTR*, VARIANT*, CIMTYPE*, LONG*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE EndEnumeration() override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetPropertyQualifierSet(LPCWSTR, IWbemQualifierSet**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE Clone(IWbemClassObject**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetObjectText(LONG, BSTR*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE SpawnDerivedClass(LONG, IWbemClassObject**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE SpawnInstance(LONG, IWbemClassObject**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE CompareTo(LONG, IWbemClassObject*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetPropertyOrigin(LPCWSTR, BSTR*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE InheritsFrom(LPCWSTR) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetMethod(LPCWSTR, LONG, IWbemClassObject**,
-                                      IWbemClassObject**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE PutMethod(LPCWSTR, LONG, IWbemClassObject*,
-                                      IWbemClassObject*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteMethod(LPCWSTR) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE BeginMethodEnumeration(LONG) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE NextMethod(LONG, BSTR*, IWbemClassObject**,
-                                       IWbemClassObject**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE EndMethodEnumeration() override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetMethodQualifierSet(LPCWSTR, IWbemQualifierSet**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE GetMethodOrigin(LPCWSTR, BSTR*) override { return E_NOTIMPL; }
+  FAKE_UNUSED(GetQualifierSet, IWbemQualifierSet**);
+  FAKE_UNUSED(Put, LPCWSTR, LONG, VARIANT*, CIMTYPE);
+  FAKE_UNUSED(Delete, LPCWSTR);
+  FAKE_UNUSED(GetNames, LPCWSTR, LONG, VARIANT*, SAFEARRAY**);
+  FAKE_UNUSED(BeginEnumeration, LONG);
+  FAKE_UNUSED(Next, LONG, BSTR*, VARIANT*, CIMTYPE*, LONG*);
+  FAKE_UNUSED(EndEnumeration);
+  FAKE_UNUSED(GetPropertyQualifierSet, LPCWSTR, IWbemQualifierSet**);
+  FAKE_UNUSED(Clone, IWbemClassObject**);
+  FAKE_UNUSED(GetObjectText, LONG, BSTR*);
+  FAKE_UNUSED(SpawnDerivedClass, LONG, IWbemClassObject**);
+  FAKE_UNUSED(SpawnInstance, LONG, IWbemClassObject**);
+  FAKE_UNUSED(CompareTo, LONG, IWbemClassObject*);
+  FAKE_UNUSED(GetPropertyOrigin, LPCWSTR, BSTR*);
+  FAKE_UNUSED(InheritsFrom, LPCWSTR);
+  FAKE_UNUSED(GetMethod, LPCWSTR, LONG, IWbemClassObject**, IWbemClassObject**);
+  FAKE_UNUSED(PutMethod, LPCWSTR, LONG, IWbemClassObject*, IWbemClassObject*);
+  FAKE_UNUSED(DeleteMethod, LPCWSTR);
+  FAKE_UNUSED(BeginMethodEnumeration, LONG);
+  FAKE_UNUSED(NextMethod, LONG, BSTR*, IWbemClassObject**, IWbemClassObject**);
+  FAKE_UNUSED(EndMethodEnumeration);
+  FAKE_UNUSED(GetMethodQualifierSet, LPCWSTR, IWbemQualifierSet**);
+  FAKE_UNUSED(GetMethodOrigin, LPCWSTR, BSTR*);
 
  private:
   Values values_;
 };
 
-/// What happens, as text.
+/// The calls in their order, as text.
 using Calls = std::vector<std::wstring>;
 
 inline std::wstring TextOf(const BSTR text) {
@@ -128,10 +115,10 @@ class FakeObjects : public FakeUnknown<IEnumWbemClassObject> {
     return S_OK;
   }
 
-  HRESULT STDMETHODCALLTYPE Reset() override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE NextAsync(ULONG, IWbemObjectSink*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE Clone(IEnumWbemClassObject**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE Skip(LONG, ULONG) override { return E_NOTIMPL; }
+  FAKE_UNUSED(Reset);
+  FAKE_UNUSED(NextAsync, ULONG, IWbemObjectSink*);
+  FAKE_UNUSED(Clone, IEnumWbemClassObject**);
+  FAKE_UNUSED(Skip, LONG, ULONG);
 
   std::vector<std::unique_ptr<FakeObject>> objects;
   HRESULT endResult = WBEM_S_FALSE;
@@ -155,11 +142,8 @@ class FakeSecurity : public FakeUnknown<IClientSecurity> {
                      (principal == nullptr && identity == nullptr ? L"" : L" of somebody"));
     return result;
   }
-  HRESULT STDMETHODCALLTYPE QueryBlanket(IUnknown*, DWORD*, DWORD*, OLECHAR**, DWORD*, DWORD*,
-                                         void**, DWORD*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE CopyProxy(IUnknown*, IUnknown**) override { return E_NOTIMPL; }
+  FAKE_UNUSED(QueryBlanket, IUnknown*, DWORD*, DWORD*, OLECHAR**, DWORD*, DWORD*, void**, DWORD*);
+  FAKE_UNUSED(CopyProxy, IUnknown*, IUnknown**);
 
   HRESULT result = S_OK;
 
@@ -190,89 +174,32 @@ class FakeServices : public FakeUnknown<IWbemServices> {
     return result;
   }
 
-  HRESULT STDMETHODCALLTYPE OpenNamespace(const BSTR, LONG, IWbemContext*, IWbemServices**,
-                                          IWbemCallResult**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE CancelAsyncCall(IWbemObjectSink*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE QueryObjectSink(LONG, IWbemObjectSink**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetObject(const BSTR, LONG, IWbemContext*, IWbemClassObject**,
-                                      IWbemCallResult**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE GetObjectAsync(const BSTR, LONG, IWbemContext*,
-                                           IWbemObjectSink*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE PutClass(IWbemClassObject*, LONG, IWbemContext*,
-                                     IWbemCallResult**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE PutClassAsync(IWbemClassObject*, LONG, IWbemContext*,
-                                          IWbemObjectSink*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteClass(const BSTR, LONG, IWbemContext*,
-                                        IWbemCallResult**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteClassAsync(const BSTR, LONG, IWbemContext*,
-                                             IWbemObjectSink*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE CreateClassEnum(const BSTR, LONG, IWbemContext*,
-                                            IEnumWbemClassObject**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE CreateClassEnumAsync(const BSTR, LONG, IWbemContext*,
-                                                 IWbemObjectSink*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE PutInstance(IWbemClassObject*, LONG, IWbemContext*,
-                                        IWbemCallResult**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE PutInstanceAsync(IWbemClassObject*, LONG, IWbemContext*,
-                                             IWbemObjectSink*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteInstance(const BSTR, LONG, IWbemContext*,
-                                           IWbemCallResult**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteInstanceAsync(const BSTR, LONG, IWbemContext*,
-                                                IWbemObjectSink*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE CreateInstanceEnum(const BSTR, LONG, IWbemContext*,
-                                               IEnumWbemClassObject**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE CreateInstanceEnumAsync(const BSTR, LONG, IWbemContext*,
-                                                    IWbemObjectSink*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE ExecQueryAsync(const BSTR, const BSTR, LONG, IWbemContext*,
-                                           IWbemObjectSink*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE ExecNotificationQuery(const BSTR, const BSTR, LONG, IWbemContext*,
-                                                  IEnumWbemClassObject**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE ExecNotificationQueryAsync(const BSTR, const BSTR, LONG, IWbemContext*,
-                                                       IWbemObjectSink*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE ExecMethod(const BSTR, const BSTR, LONG, IWbemContext*,
-                                       IWbemClassObject*, IWbemClassObject**,
-                                       IWbemCallResult**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE ExecMethodAsync(const BSTR, const BSTR, LONG, IWbemContext*,
-                                            IWbemClassObject*, IWbemObjectSink*) override {
-    return E_NOTIMPL;
-  }
+  FAKE_UNUSED(OpenNamespace, const BSTR, LONG, IWbemContext*, IWbemServices**, IWbemCallResult**);
+  FAKE_UNUSED(CancelAsyncCall, IWbemObjectSink*);
+  FAKE_UNUSED(QueryObjectSink, LONG, IWbemObjectSink**);
+  FAKE_UNUSED(GetObject, const BSTR, LONG, IWbemContext*, IWbemClassObject**, IWbemCallResult**);
+  FAKE_UNUSED(GetObjectAsync, const BSTR, LONG, IWbemContext*, IWbemObjectSink*);
+  FAKE_UNUSED(PutClass, IWbemClassObject*, LONG, IWbemContext*, IWbemCallResult**);
+  FAKE_UNUSED(PutClassAsync, IWbemClassObject*, LONG, IWbemContext*, IWbemObjectSink*);
+  FAKE_UNUSED(DeleteClass, const BSTR, LONG, IWbemContext*, IWbemCallResult**);
+  FAKE_UNUSED(DeleteClassAsync, const BSTR, LONG, IWbemContext*, IWbemObjectSink*);
+  FAKE_UNUSED(CreateClassEnum, const BSTR, LONG, IWbemContext*, IEnumWbemClassObject**);
+  FAKE_UNUSED(CreateClassEnumAsync, const BSTR, LONG, IWbemContext*, IWbemObjectSink*);
+  FAKE_UNUSED(PutInstance, IWbemClassObject*, LONG, IWbemContext*, IWbemCallResult**);
+  FAKE_UNUSED(PutInstanceAsync, IWbemClassObject*, LONG, IWbemContext*, IWbemObjectSink*);
+  FAKE_UNUSED(DeleteInstance, const BSTR, LONG, IWbemContext*, IWbemCallResult**);
+  FAKE_UNUSED(DeleteInstanceAsync, const BSTR, LONG, IWbemContext*, IWbemObjectSink*);
+  FAKE_UNUSED(CreateInstanceEnum, const BSTR, LONG, IWbemContext*, IEnumWbemClassObject**);
+  FAKE_UNUSED(CreateInstanceEnumAsync, const BSTR, LONG, IWbemContext*, IWbemObjectSink*);
+  FAKE_UNUSED(ExecQueryAsync, const BSTR, const BSTR, LONG, IWbemContext*, IWbemObjectSink*);
+  FAKE_UNUSED(ExecNotificationQuery, const BSTR, const BSTR, LONG, IWbemContext*,
+              IEnumWbemClassObject**);
+  FAKE_UNUSED(ExecNotificationQueryAsync, const BSTR, const BSTR, LONG, IWbemContext*,
+              IWbemObjectSink*);
+  FAKE_UNUSED(ExecMethod, const BSTR, const BSTR, LONG, IWbemContext*, IWbemClassObject*,
+              IWbemClassObject**, IWbemCallResult**);
+  FAKE_UNUSED(ExecMethodAsync, const BSTR, const BSTR, LONG, IWbemContext*, IWbemClassObject*,
+              IWbemObjectSink*);
 
   HRESULT result = S_OK;
 
@@ -330,9 +257,10 @@ class FakeFactory : public FakeUnknown<IClassFactory> {
   FakeLocator& locator_;
 };
 
+#undef FAKE_UNUSED
 #pragma GCC diagnostic pop
 
-/// Stands in for the machine's own from here to the end of the scope. COM must be there.
+/// Replaces the machine's WMI until the end of the scope. COM must be initialized.
 class FakeWmi {
  public:
   FakeWmi() {

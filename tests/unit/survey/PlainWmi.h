@@ -1,6 +1,6 @@
-// A second, plain way to Windows Management Instrumentation, to compare the engine's with: it
-// enumerates classes instead of running queries, takes all properties instead of a list, and turns
-// values into text by itself.
+// A second access to Windows Management Instrumentation, to compare the engine's results with: it
+// enumerates classes instead of running queries, takes all properties instead of a list, and
+// converts values to text itself.
 #pragma once
 
 #include "platform/WindowsHeader.h"
@@ -33,7 +33,7 @@ struct PlainValue {
 /// One object's properties by name.
 using PlainObject = std::map<std::wstring, PlainValue>;
 
-inline PlainValue PlainValueOf(const VARIANT& value) {
+inline PlainValue MakePlainValue(const VARIANT& value) {
   PlainValue result{V_VT(&value), {}};
   if (result.type == VT_BSTR) result.text.assign(V_BSTR(&value), SysStringLen(V_BSTR(&value)));
   if (result.type == VT_BOOL) result.text = V_BOOL(&value) != VARIANT_FALSE ? L"True" : L"False";
@@ -41,8 +41,8 @@ inline PlainValue PlainValueOf(const VARIANT& value) {
   return result;
 }
 
-/// All objects of a class in ROOT\CIMV2. COM must be there.
-inline std::vector<PlainObject> PlainObjects(const wchar_t* className) {
+/// All objects of a class in ROOT\CIMV2. COM must be initialized.
+inline std::vector<PlainObject> GetPlainObjects(const wchar_t* className) {
   std::vector<PlainObject> result;
   IWbemLocator* locator = nullptr;
   IWbemServices* services = nullptr;
@@ -64,7 +64,7 @@ inline std::vector<PlainObject> PlainObjects(const wchar_t* className) {
     BSTR property = nullptr;
     VARIANT value = {};
     while (object->Next(0, &property, &value, nullptr, nullptr) == S_OK) {
-      properties[property] = PlainValueOf(value);
+      properties[property] = MakePlainValue(value);
       SysFreeString(property);
       VariantClear(&value);
     }
