@@ -5,7 +5,7 @@
 
 namespace {
 
-/// A text of the command line: where it goes, and whether it may be empty.
+/// An argument after the mode word: its member, and whether it may be empty.
 struct Parameter {
   std::wstring CommandLine::*target;
   bool mayBeEmpty = false;

@@ -6,25 +6,25 @@
 
 enum class RunMode { LogHandle = 1, Duty = 2, Dialog = 3 };
 
-/// What the command line asks for. A text that the mode does not take is empty.
+/// A parsed command line. A text that the mode does not take is empty.
 struct CommandLine {
   RunMode mode;
-  /// Where the report goes; `duty` only.
+  /// The collection server's address; `duty` only.
   std::wstring uploadAddress;
   std::wstring dataFolder;
   /// The host application's logs; `log_handle` only.
   std::wstring logFolder;
-  /// The host application's name and its executable; `duty` only, and may be empty there too.
+  /// The host application's name and the path of its executable; `duty` only, may be empty.
   std::wstring applicationName;
   std::wstring applicationPath;
 };
 
-/// Reads the arguments, of which the first is the program's path:
+/// Parses the arguments, the first of which is the program's path:
 ///
 ///     log_handle  data-folder  log-folder
 ///     duty        upload-address  data-folder  application-name  application-path
 ///     dlg         data-folder
 ///
-/// Mode words are whole and lower-case; further arguments are ignored. None, when the mode word is
-/// not one of these, an argument is missing, or a folder or the upload address is empty.
+/// Mode words are compared exactly; further arguments are ignored. Returns none when the mode word
+/// is unknown, an argument is missing, or a folder or the upload address is empty.
 std::optional<CommandLine> ParseCommandLine(const std::vector<std::wstring>& arguments);

@@ -21,6 +21,6 @@ int RunCommandLine(const std::vector<std::wstring>& arguments, CRunSteps& steps,
   }
   return 0;
 } catch (...) {
-  // Memory exhaustion outside of a step. Nothing is to be told to the user, not even by the system.
+  // Memory exhaustion outside of a step. Unhandled, it would show the system's error box.
   return 0;
 }

@@ -6,7 +6,6 @@
 #include "app/RunSteps.h"
 #include "platform/Clock.h"
 
-/// Does what the command line asks for: one controller, initialised and run once. 1 when the
-/// command line asks for nothing that the program knows (no file is touched then), otherwise 0,
-/// also when initialisation or run failed.
+/// Runs one controller by the command line. Returns 1, without touching any file, when the command
+/// line is refused (see `ParseCommandLine`); otherwise 0, even when initialization or run failed.
 int RunCommandLine(const std::vector<std::wstring>& arguments, CRunSteps& steps, CClock& clock);

@@ -20,8 +20,8 @@ namespace {
 /// Every class of the first eight groups of common controls.
 constexpr DWORD CommonControlClasses = 0xFF;
 
-/// The program's own path. None also when it does not fit: a part of it would name another folder,
-/// and a library must not be loaded from there.
+/// The program's own path. None also when the path does not fit into the buffer: a library must not
+/// be loaded from the folder that the cut path names.
 std::optional<std::wstring> GetProgramPath() {
   wchar_t buffer[520];
   const DWORD length = GetModuleFileNameW(nullptr /* the program */, buffer, ARRAYSIZE(buffer));
@@ -46,7 +46,7 @@ BOOL CPeltoApp::InitInstance() {
   resourceModule_ = AfxGetResourceHandle();
   if (const std::optional<std::wstring> path = GetProgramPath()) {
     const size_t backslash = path->rfind(L'\\');
-    // The system gives no such path; a program that does not know its folder does nothing.
+    // Windows reports no such path (docs/compatibility.md, 2).
     if (backslash == std::wstring::npos) return TRUE;
     if (const auto module = LoadResourceModule(path->substr(0, backslash), m_hInstance)) {
       resourceModule_ = *module;

@@ -2,8 +2,8 @@
 
 #include "framework/afxwin.h"
 
-/// The application: prepares the user interface, chooses the module of the localized texts, does
-/// what the command line asks for, and ends. It makes no main window.
+/// The application: prepares the user interface, chooses the resource module, executes the command
+/// line and ends. It makes no main window.
 class CPeltoApp : public CWinApp {
  public:
   BOOL InitInstance() override;

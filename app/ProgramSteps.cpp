@@ -7,11 +7,11 @@
 
 void CProgramSteps::HarvestLogs(const std::wstring& logFolder, CommandStats& commands,
                                 FileTypeStats& fileTypes) {
-  LogHarvester(commands, fileTypes).Harvest(logFolder, true /* deletes what it has read */);
+  LogHarvester(commands, fileTypes).Harvest(logFolder, true /* deletes the logs */);
 }
 
-void CProgramSteps::ShowConsentDialog(CReportStore& store, int first, int fade) {
-  PeltoDialog(&store, first, fade).DoModal();
+void CProgramSteps::ShowConsentDialog(CReportStore* store, int first, int fade) {
+  PeltoDialog(store, first, fade).DoModal();
 }
 
 void CProgramSteps::CollectSystemInformation(CReportStore& store) {

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// The contract with the library: it gets the program's module and 0.
+/// The signature of the library's export.
 using LoadResExtDll = HINSTANCE(__cdecl*)(HINSTANCE instance, DWORD_PTR reserved);
 
 }  // namespace

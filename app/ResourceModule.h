@@ -5,8 +5,10 @@
 
 #include "platform/WindowsHeader.h"
 
-/// The module from which texts and pictures come when "LangExt.dll" stands in `folder`: what that
-/// library's "LoadResExtDLL" returns, or `instance` when it returns none. None when there is no
-/// such library or it lacks the export. The library itself is freed again; the returned module
-/// stays loaded.
+/// The resource module that "LangExt.dll" in `folder` chooses: what its export "LoadResExtDLL"
+/// returns, or `instance` when that is null. None when there is no such library or it lacks the
+/// export.
+///
+/// The library is freed right after the call (compatibility 3), so the returned module must not
+/// depend on it. The returned module stays loaded; the caller frees it.
 std::optional<HINSTANCE> LoadResourceModule(const std::wstring& folder, HINSTANCE instance);

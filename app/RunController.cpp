@@ -5,10 +5,10 @@
 
 namespace {
 
-/// The reminder must not come up while the host application is still starting.
+/// In milliseconds. The reminder must not appear while the host application is still starting.
 constexpr std::uint32_t ReminderDelay = 50'000;
 
-/// Consent states. Any other is treated like "remind me later": nothing happens by itself.
+/// Consent states. With any other, only `RunMode::Dialog` does anything.
 constexpr int TakesPart = 1;
 constexpr int DoesNotTakePart = 2;
 
@@ -20,25 +20,19 @@ bool CRunController::Initialize(const std::wstring& uploadAddress, const std::ws
   uploadAddress_ = uploadAddress;
   dataFolder_ = dataFolder;
   logFolder_ = logFolder;
-  // A folder that cannot be made shows when the store is opened on it.
+  // The result is not checked: without the folder, the store does not open.
   CreateFolderPath(dataFolder_);
   store_.reset();
   store_ = std::make_unique<CReportStore>(commands_, fileTypes_, clock_);
   store_->SetApplication(applicationName, applicationVersion);
-  return store_->Open(dataFolder_);
+  if (!store_->Open(dataFolder_)) store_.reset();
+  return store_ != nullptr;
 }
 
 int CRunController::Run(RunMode mode) {
+  if (mode == RunMode::Dialog) return RunDialog();
   if (!store_) return 0;
-  switch (mode) {
-    case RunMode::LogHandle:
-      return RunLogHandle();
-    case RunMode::Duty:
-      return RunDuty();
-    case RunMode::Dialog:
-      return RunDialog();
-  }
-  return 0;
+  return mode == RunMode::LogHandle ? RunLogHandle() : RunDuty();
 }
 
 int CRunController::RunLogHandle() {
@@ -53,13 +47,14 @@ int CRunController::RunDuty() {
 
 /// Shows the dialog whatever the consent state: the user has asked for it.
 int CRunController::RunDialog() {
-  steps_.ShowConsentDialog(*store_, 0 /* first */, 0 /* fade */);
-  store_->StampDialog();
+  steps_.ShowConsentDialog(store_.get(), 0 /* first */, 0 /* fade */);
+  if (store_) store_->StampDialog();
   return 0;
 }
 
-/// An exception, which only memory exhaustion raises, leaves the report as it was: better without
-/// the logs deleted so far than with a part of a log.
+/// The result is 1 even when the save failed (docs/compatibility.md, 7). An exception, which only
+/// memory exhaustion raises, leaves the report unchanged: losing the logs deleted so far
+/// (docs/compatibility.md, 27) is better than counting part of a log.
 int CRunController::RunLogStep() try {
   store_->Load();
   if (PathExists(logFolder_)) steps_.HarvestLogs(logFolder_, commands_, fileTypes_);
@@ -72,30 +67,30 @@ int CRunController::RunLogStep() try {
 int CRunController::Remind() {
   if (!store_->IsDialogDue()) return 0;
   clock_.Wait(ReminderDelay);
-  steps_.ShowConsentDialog(*store_, 1 /* first */, 1 /* fade */);
-  // Whatever the outcome: a dialog that was closed without an answer has been shown all the same.
+  steps_.ShowConsentDialog(store_.get(), 1 /* first */, 1 /* fade */);
+  // Also for a dialog that was closed without OK (docs/compatibility.md, 58).
   store_->StampDialog();
   return 0;
 }
 
 int CRunController::Transmit() {
-  const int isCollected = store_->IsSystemInformationDue() ? CollectSystemInformation() : 0;
-  // After a completed collection this load fails, because its save has left the report open for
-  // writing only, and the report that goes out is the one it saved. After a collection that ended
-  // between its load and its save the report is merged a second time, and the counts of the file
-  // types double. Both are accepted.
+  const int collected = store_->IsSystemInformationDue() ? CollectSystemInformation() : 0;
+  // After a completed collection this load fails, because the collection's save has left the report
+  // open for writing only; the upload sends what that save wrote (docs/compatibility.md, 5). After
+  // a collection that threw between its load and its save, this load merges the report a second
+  // time and doubles the counts of the file types (docs/compatibility.md, 6).
   store_->Load();
   store_->Save();
-  const int isDelivered = Upload();
-  if (isDelivered == 0) return 0;
+  const int delivered = Upload();
+  if (delivered == 0) return 0;
   store_->StampTransmission();
-  if (isCollected != 0) store_->StampSystemInformation();
+  if (collected != 0) store_->StampSystemInformation();
   store_->DeleteReport();
-  return isDelivered;
+  return delivered;
 }
 
-/// 1 when the report was saved, also when it described the machine already and nothing was added.
-/// An exception leaves the report unsaved; the upload goes on without.
+/// Returns 1 unless an exception escaped, even when nothing was added (docs/compatibility.md, 8).
+/// An exception leaves the report unsaved; the upload goes on.
 int CRunController::CollectSystemInformation() try {
   store_->Load();
   steps_.CollectSystemInformation(*store_);

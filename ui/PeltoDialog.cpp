@@ -101,14 +101,16 @@ void PeltoDialog::InitializeControls() {
     // In the template the group of the two starts with the text above them, and an arrow key would
     // give the focus to that text, under Wine at least.
     ModifyStyle(participate, 0, WS_GROUP);
-    Check(PreselectsParticipation(settings_->GetConsentState()) ? IDC_PARTICIPATE : IDC_DECLINE,
-          true);
+    const bool participates =
+        settings_ != nullptr && PreselectsParticipation(settings_->GetConsentState());
+    Check(participates ? IDC_PARTICIPATE : IDC_DECLINE, true);
   }
   const HWND emailField = GetDlgItem(m_hWnd, IDC_EMAIL);
-  if (const std::wstring email = settings_->GetEmail(); !email.empty() && emailField != nullptr) {
+  const std::wstring email = settings_ != nullptr ? settings_->GetEmail() : std::wstring();
+  if (!email.empty() && emailField != nullptr) {
     SetWindowTextW(emailField, email.c_str());
   }
-  Check(IDC_SILENCE, !settings_->GetShowMessage());
+  Check(IDC_SILENCE, settings_ != nullptr && !settings_->GetShowMessage());
   // "Remind me later" is never seen in this build, although it has its handler.
   if (const HWND button = GetDlgItem(m_hWnd, IDC_REMIND_LATER)) {
     ModifyStyle(button, WS_VISIBLE, 0);
@@ -122,15 +124,17 @@ void PeltoDialog::OnOK() {
   }
   const ConsentAnswer answer =
       MakeAnswer(IsChecked(IDC_PARTICIPATE), email, IsChecked(IDC_SILENCE));
-  settings_->SetConsentState(answer.state);
-  settings_->SetEmail(answer.email);
-  settings_->SetShowMessage(answer.showsMessage);
+  if (settings_ != nullptr) {
+    settings_->SetConsentState(answer.state);
+    settings_->SetEmail(answer.email);
+    settings_->SetShowMessage(answer.showsMessage);
+  }
   EndDialog(IDOK);
 }
 
 void PeltoDialog::OnRemindLater() {
   EndDialog(0);
-  settings_->SetConsentState(RemindLaterState);
+  if (settings_ != nullptr) settings_->SetConsentState(RemindLaterState);
 }
 
 void PeltoDialog::OnPaint() {

@@ -10,7 +10,8 @@
 /// again. OK writes the answer to the settings; leaving the dialog in another way writes nothing.
 class PeltoDialog : public CDialogEx {
  public:
-  /// `settings` must outlive the dialog. `fade` lets the dialog come up gradually.
+  /// `settings` must outlive the dialog. When it is null, the dialog shows the defaults and stores
+  /// nothing. `fade` lets the dialog come up gradually.
   PeltoDialog(CReportStore* settings, int first, int fade, CWnd* parent = nullptr);
 
  protected:

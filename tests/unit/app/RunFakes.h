@@ -1,5 +1,4 @@
-// What stands in for time and for the steps of a run, and how a test sets up and looks at the data
-// folder that a run works on.
+// Fakes of time and of the steps of a run, and the data folder that a run works on.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,10 +13,10 @@
 #include "tests/support/FakeClock.h"
 #include "tests/support/TempFolder.h"
 
-/// What happened in a run, in order.
+/// The waits and steps of a run, in order.
 using Journal = std::vector<std::string>;
 
-/// Puts down each wait as a step.
+/// Records each wait as a step.
 class JournalClock : public FakeClock {
  public:
   explicit JournalClock(Journal& journal) {
@@ -25,18 +24,19 @@ class JournalClock : public FakeClock {
   }
 };
 
-/// Puts down each step, then does what the test gives for it.
+/// Records each step, then does what the test sets for it.
 class RecordingSteps : public CRunSteps {
  public:
   explicit RecordingSteps(Journal& journal) : journal_(journal) {}
 
   void HarvestLogs(const std::wstring& logFolder, CommandStats& commands,
                    FileTypeStats& fileTypes) override {
-    journal_.push_back("harvest " + std::filesystem::path(logFolder).string());
+    journal_.push_back("harvest " + std::filesystem::path(logFolder).filename().string());
     if (onHarvest) onHarvest(commands, fileTypes);
   }
-  void ShowConsentDialog(CReportStore& store, int first, int fade) override {
-    journal_.push_back("dialog " + std::to_string(first) + " " + std::to_string(fade));
+  void ShowConsentDialog(CReportStore* store, int first, int fade) override {
+    journal_.push_back("dialog " + std::to_string(first) + " " + std::to_string(fade) +
+                       (store != nullptr ? "" : " without a store"));
     if (onDialog) onDialog(store);
   }
   void CollectSystemInformation(CReportStore& store) override {
@@ -51,10 +51,10 @@ class RecordingSteps : public CRunSteps {
   }
 
   std::function<void(CommandStats&, FileTypeStats&)> onHarvest;
-  std::function<void(CReportStore&)> onDialog;
+  std::function<void(CReportStore*)> onDialog;
   std::function<void(CReportStore&)> onCollect;
   std::function<int()> onUpload;
-  /// The report file's bytes as the last upload found them.
+  /// The bytes of the report file at the last upload.
   std::string sent;
 
  private:
@@ -94,7 +94,7 @@ inline void WriteSettings(const std::wstring& path, const Settings& settings) {
   WriteBytes(path, text);
 }
 
-/// A data folder with the settings of a user who takes part, and a log folder beside it.
+/// A data folder, of a user who takes part unless other settings are given, and a log folder.
 class DataFolder {
  public:
   explicit DataFolder(const Settings& general = {{"General/PeltoState", "1"}}) {
@@ -105,9 +105,34 @@ class DataFolder {
     WriteSettings(settingsPath, settings);
   }
 
+  /// All settings but the identifier, which does not change.
+  Settings GetSettings() const {
+    Settings settings = ReadSettings(settingsPath);
+    EXPECT_EQ(settings["PELTO/ID"], Identifier);
+    settings.erase("PELTO/ID");
+    return settings;
+  }
+
   const TempFolder temp;
   const std::wstring path = temp / L"data";
   const std::wstring logs = temp / L"logs";
   const std::wstring settingsPath = path + L"\\PeltoReport.ini";
   const std::wstring reportPath = path + L"\\PeltoReport.xml";
 };
+
+/// A saved report of the test's installation, given the lines of its parts.
+inline std::string FormatReport(const std::string& commands, const std::string& fileTypes,
+                                const std::string& properties, const std::string& application) {
+  const auto element = [](const std::string& indent, const std::string& name,
+                          const std::string& content) {
+    if (content.empty()) return indent + "<" + name + " />\r\n";
+    return indent + "<" + name + ">\r\n" + content + indent + "</" + name + ">\r\n";
+  };
+  return element(
+      "", "PeltoRpt",
+      element("    ", "cmd_stat", element("        ", "cmds", commands)) +
+          element("    ", "ftype_stat", element("        ", "ftypes", fileTypes)) +
+          element("    ", "sys_info",
+                  properties + "        <prop name=\"ID\">" + Identifier + "</prop>\r\n") +
+          element("    ", "app_info", application));
+}
