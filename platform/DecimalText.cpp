@@ -34,19 +34,10 @@ Number<Char> FindNumber(std::basic_string_view<Char> text) {
   return number;
 }
 
-template <typename Char>
-std::int32_t ParseWrapping(std::basic_string_view<Char> text) {
-  const Number<Char> number = FindNumber(text);
-  std::uint32_t value = 0;
-  for (const Char digit : number.digits) {
-    value = value * 10 + static_cast<std::uint32_t>(digit - '0');
-  }
-  return static_cast<std::int32_t>(number.negative ? 0 - value : value);
-}
-
-template <typename Char>
-std::int64_t StopAtLimits(const Number<Char>& number) {
-  constexpr std::uint64_t largest = std::numeric_limits<std::int64_t>::max();
+/// The number, or the limit of `Integer` that it lies beyond; 0 when there are no digits.
+template <typename Integer, typename Char>
+Integer StopAtLimits(const Number<Char>& number) {
+  constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<Integer>::max());
   const std::uint64_t limit = number.negative ? largest + 1 : largest;
   std::uint64_t value = 0;
   for (const Char c : number.digits) {
@@ -54,25 +45,25 @@ std::int64_t StopAtLimits(const Number<Char>& number) {
     value = value > (limit - digit) / 10 ? limit : value * 10 + digit;
     if (value == limit) break;
   }
-  return static_cast<std::int64_t>(number.negative ? 0 - value : value);
+  return static_cast<Integer>(number.negative ? 0 - value : value);
 }
 
 }  // namespace
 
 std::int32_t ParseInt32(std::string_view text) {
-  return ParseWrapping(text);
+  return StopAtLimits<std::int32_t>(FindNumber(text));
 }
 
 std::int32_t ParseInt32(std::wstring_view text) {
-  return ParseWrapping(text);
+  return StopAtLimits<std::int32_t>(FindNumber(text));
 }
 
 std::int64_t ParseInt64(std::string_view text) {
-  return StopAtLimits(FindNumber(text));
+  return StopAtLimits<std::int64_t>(FindNumber(text));
 }
 
 std::optional<std::int64_t> ReadInt64(std::wstring_view text) {
   const Number<wchar_t> number = FindNumber(text);
   if (number.digits.empty()) return {};
-  return StopAtLimits(number);
+  return StopAtLimits<std::int64_t>(number);
 }

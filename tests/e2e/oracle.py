@@ -24,6 +24,8 @@ SAVE_KEYWORD = b"OnSaveDocument"
 
 UINT32 = 1 << 32
 UINT64 = 1 << 64
+INT32_MAX = (1 << 31) - 1
+INT32_MIN = -(1 << 31)
 INT64_MAX = (1 << 63) - 1
 INT64_MIN = -(1 << 63)
 
@@ -370,8 +372,8 @@ def leading_number(text: bytes) -> int:
 
 
 def parse_order(text: bytes) -> int:
-    """A command's order number: 32 bits that wrap around."""
-    return leading_number(text) % UINT32
+    """A command's order number: signed 32 bits that stop at their limits, seen as unsigned."""
+    return min(max(leading_number(text), INT32_MIN), INT32_MAX) % UINT32
 
 
 def parse_count(text: bytes) -> int:

@@ -623,17 +623,17 @@ class ReportDocument(LogHandleTest):
             '<ftype name=".a" ocnt="0" scnt="2" />',
         )
 
-    def test_order_numbers_are_unsigned_32_bits(self) -> None:
+    def test_order_numbers_are_read_as_signed_32_bits_and_written_unsigned(self) -> None:
         self.assert_loaded(
             report(
                 """
                 <cmd id="-1" name="A" count="1" />
-                <cmd id="4294967295" name="B" count="1" />
+                <cmd id="3000000000" name="B" count="1" />
                 """
             ),
             """
             <cmd id="4294967295" name="A" count="1" />
-            <cmd id="4294967295" name="B" count="1" />
+            <cmd id="2147483647" name="B" count="1" />
             """,
         )
 

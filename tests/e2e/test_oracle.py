@@ -641,8 +641,9 @@ class Oracle(unittest.TestCase):
     def test_numbers(self) -> None:
         for text, order, count in (
             (b"", 0, 0), (b"abc", 0, 0), (b" 12x", 12, 12), (b"-1", 2**32 - 1, 2**64 - 1),
-            (b"4294967297", 1, 4294967297), (b"9223372036854775808", 0, 2**63 - 1),
-            (b"-9223372036854775809", 2**32 - 1, 2**63),
+            (b"3000000000", 2**31 - 1, 3000000000), (b"-3000000000", 2**31, 2**64 - 3000000000),
+            (b"9223372036854775808", 2**31 - 1, 2**63 - 1),
+            (b"-9223372036854775809", 2**31, 2**63),
         ):
             self.assertEqual(oracle.parse_order(text), order, text)
             self.assertEqual(oracle.parse_count(text), count, text)

@@ -2,121 +2,73 @@
 
 #include <gtest/gtest.h>
 
-#include <cwchar>
 #include <limits>
 
 namespace {
 
-constexpr std::int64_t Largest = std::numeric_limits<std::int64_t>::max();
-constexpr std::int64_t Smallest = std::numeric_limits<std::int64_t>::min();
+constexpr std::int32_t Largest32 = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t Smallest32 = std::numeric_limits<std::int32_t>::min();
+constexpr std::int64_t Largest64 = std::numeric_limits<std::int64_t>::max();
+constexpr std::int64_t Smallest64 = std::numeric_limits<std::int64_t>::min();
 
-TEST(ParseInt32, ReadsDecimalDigits) {
-  EXPECT_EQ(ParseInt32(std::string_view("0")), 0);
-  EXPECT_EQ(ParseInt32(std::string_view("7")), 7);
-  EXPECT_EQ(ParseInt32(std::string_view("007")), 7);
-  EXPECT_EQ(ParseInt32(std::string_view("2147483647")), 2147483647);
+std::wstring Widen(std::string_view text) {
+  return {text.begin(), text.end()};
 }
 
-TEST(ParseInt32, ReadsOneSign) {
-  EXPECT_EQ(ParseInt32(std::string_view("-7")), -7);
-  EXPECT_EQ(ParseInt32(std::string_view("+7")), 7);
-  EXPECT_EQ(ParseInt32(std::string_view("--7")), 0);
-  EXPECT_EQ(ParseInt32(std::string_view("- 7")), 0);
-}
-
-TEST(ParseInt32, SkipsLeadingWhiteSpaceOfEveryKind) {
-  EXPECT_EQ(ParseInt32(std::string_view(" \t\n\v\f\r7")), 7);
-}
-
-TEST(ParseInt32, IgnoresWhatFollowsTheDigits) {
-  EXPECT_EQ(ParseInt32(std::string_view("200abc")), 200);
-  EXPECT_EQ(ParseInt32(std::string_view("12 34")), 12);
-  EXPECT_EQ(ParseInt32(std::string_view("0x1F")), 0);
-}
-
-TEST(ParseInt32, WithoutDigitsIsZero) {
-  EXPECT_EQ(ParseInt32(std::string_view("")), 0);
-  EXPECT_EQ(ParseInt32(std::string_view("abc")), 0);
-  EXPECT_EQ(ParseInt32(std::string_view("-")), 0);
-  EXPECT_EQ(ParseInt32(std::string_view("   ")), 0);
-}
-
-TEST(ParseInt32, WrapsAroundAt32Bits) {
-  EXPECT_EQ(ParseInt32(std::string_view("2147483648")), std::numeric_limits<std::int32_t>::min());
-  EXPECT_EQ(ParseInt32(std::string_view("4294967295")), -1);
-  EXPECT_EQ(ParseInt32(std::string_view("4294967296")), 0);
-  EXPECT_EQ(ParseInt32(std::string_view("4294967297")), 1);
-  EXPECT_EQ(ParseInt32(std::string_view("-4294967297")), -1);
-}
-
-TEST(ParseInt32, ReadsWideTextAlike) {
-  EXPECT_EQ(ParseInt32(std::wstring_view(L" -12x")), -12);
-  EXPECT_EQ(ParseInt32(std::wstring_view(L"4294967297")), 1);
-  EXPECT_EQ(ParseInt32(std::wstring_view(L"\u0661")), 0);  // a digit, but no ASCII digit
-}
-
-TEST(ParseInt64, ReadsUpToItsLimits) {
-  EXPECT_EQ(ParseInt64("9223372036854775806"), Largest - 1);
-  EXPECT_EQ(ParseInt64("9223372036854775807"), Largest);
-  EXPECT_EQ(ParseInt64("-9223372036854775807"), Smallest + 1);
-  EXPECT_EQ(ParseInt64("-9223372036854775808"), Smallest);
-}
-
-TEST(ParseInt64, StopsAtItsLimits) {
-  EXPECT_EQ(ParseInt64("9223372036854775808"), Largest);
-  EXPECT_EQ(ParseInt64("18446744073709551616"), Largest);
-  EXPECT_EQ(ParseInt64("99999999999999999999999999"), Largest);
-  EXPECT_EQ(ParseInt64("-9223372036854775809"), Smallest);
-  EXPECT_EQ(ParseInt64("-99999999999999999999999999"), Smallest);
-}
-
-TEST(ParseInt64, FollowsTheSameRulesAtItsStartAndEnd) {
-  EXPECT_EQ(ParseInt64(" \t+42;"), 42);
-  EXPECT_EQ(ParseInt64("abc"), 0);
-  EXPECT_EQ(ParseInt64(""), 0);
-}
-
-TEST(ReadInt64, ReadsTheNumberAtTheStartOfATextAsAScanDoes) {
+TEST(DecimalText, IsReadByTheRulesOfTheCRunTime) {
   const struct {
-    const wchar_t* text;
-    long long value;
+    const char* text;
+    std::int32_t value32;
+    std::int64_t value64;
   } rows[] = {
-      {L"0", 0},
-      {L"12", 12},
-      {L"0012", 12},
-      {L"+12", 12},
-      {L"-12", -12},
-      {L" \t\n\v\f\r12", 12},
-      {L"12abc", 12},
-      {L"12 34", 12},
-      {L"1.9", 1},
-      {L"0x12", 0},
-      {L"9223372036854775807", Largest},
-      {L"-9223372036854775808", Smallest},
+      {"0", 0, 0},
+      {"7", 7, 7},
+      {"007", 7, 7},
+      {"+7", 7, 7},
+      {"-7", -7, -7},
+      {" \t\n\v\f\r7", 7, 7},
+      {"200abc", 200, 200},
+      {"12 34", 12, 12},
+      {"1.9", 1, 1},
+      {"0x1F", 0, 0},
+      {"2147483646", Largest32 - 1, 2147483646},
+      {"2147483647", Largest32, 2147483647},
+      {"2147483648", Largest32, 2147483648},
+      {"3000000000", Largest32, 3000000000},
+      {"4294967297", Largest32, 4294967297},
+      {"4294967496", Largest32, 4294967496},
+      {"-2147483647", Smallest32 + 1, -2147483647},
+      {"-2147483648", Smallest32, -2147483648},
+      {"-2147483649", Smallest32, -2147483649},
+      {"-4294967297", Smallest32, -4294967297},
+      {"9223372036854775806", Largest32, Largest64 - 1},
+      {"9223372036854775807", Largest32, Largest64},
+      {"9223372036854775808", Largest32, Largest64},
+      {"18446744073709551616", Largest32, Largest64},
+      {"99999999999999999999999999", Largest32, Largest64},
+      {"-9223372036854775807", Smallest32, Smallest64 + 1},
+      {"-9223372036854775808", Smallest32, Smallest64},
+      {"-9223372036854775809", Smallest32, Smallest64},
+      {"-99999999999999999999999999", Smallest32, Smallest64},
   };
-  for (const auto& [text, value] : rows) {
-    EXPECT_EQ(ReadInt64(text), value) << testing::PrintToString(text);
-    long long scanned = 0;
-    EXPECT_EQ(std::swscanf(text, L"%lld", &scanned), 1) << testing::PrintToString(text);
-    EXPECT_EQ(scanned, value) << testing::PrintToString(text);
+  for (const auto& [text, value32, value64] : rows) {
+    EXPECT_EQ(ParseInt32(std::string_view(text)), value32) << text;
+    EXPECT_EQ(ParseInt32(std::wstring_view(Widen(text))), value32) << text;
+    EXPECT_EQ(ParseInt64(text), value64) << text;
+    EXPECT_EQ(ReadInt64(Widen(text)), value64) << text;
   }
 }
 
-TEST(ReadInt64, WithoutDigitsThereIsNoNumberAsForAScan) {
-  for (const wchar_t* const text :
-       {L"", L"  ", L"abc", L"-", L"+", L"- 5", L"--5", L"+-5", L".5"}) {
-    EXPECT_EQ(ReadInt64(text), std::nullopt) << testing::PrintToString(text);
-    long long ignored = 0;
-    EXPECT_LT(std::swscanf(text, L"%lld", &ignored), 1) << testing::PrintToString(text);
+TEST(DecimalText, WithoutDigitsIsZeroOrNoNumber) {
+  for (const char* const text : {"", "   ", "abc", "-", "+", "- 7", "--7", "+-7", ".5", "\xB2",
+                                 "\xA0"
+                                 "1"}) {
+    EXPECT_EQ(ParseInt32(std::string_view(text)), 0) << text;
+    EXPECT_EQ(ParseInt32(std::wstring_view(Widen(text))), 0) << text;
+    EXPECT_EQ(ParseInt64(text), 0) << text;
+    EXPECT_EQ(ReadInt64(Widen(text)), std::nullopt) << text;
   }
-}
-
-// A scan's result is undefined here, and the run-times differ.
-TEST(ReadInt64, StopsAtItsLimits) {
-  EXPECT_EQ(ReadInt64(L"9223372036854775808"), Largest);
-  EXPECT_EQ(ReadInt64(L"18446744073709551615"), Largest);
-  EXPECT_EQ(ReadInt64(L"-9223372036854775809"), Smallest);
-  EXPECT_EQ(ReadInt64(L"-99999999999999999999999999"), Smallest);
+  EXPECT_EQ(ParseInt32(std::wstring_view(L"\u0661")), 0) << "a digit, but not an ASCII digit";
 }
 
 }  // namespace

@@ -201,12 +201,12 @@ TEST(ReportDocument, ReadsNumbersAsTheCRunTimeDoes) {
   Report report;
   ASSERT_TRUE(
       report.Load(WithCommands("<cmd id='x' name='A' count='many' />"
-                               "<cmd id='4294967297' name='B' count='' />"
+                               "<cmd id='3000000000' name='B' count='' />"
                                "<cmd id='-1' name='C' count='-5' />"
                                "<cmd id=' 12a' name='D' count='99999999999999999999' />")));
   EXPECT_EQ(report.commands.GetEntries().at(L"A").order, 0U);
   EXPECT_EQ(report.commands.GetEntries().at(L"A").count, 0U);
-  EXPECT_EQ(report.commands.GetEntries().at(L"B").order, 1U);
+  EXPECT_EQ(report.commands.GetEntries().at(L"B").order, 2147483647U);
   EXPECT_EQ(report.commands.GetEntries().at(L"C").order, 4294967295U);
   EXPECT_EQ(report.commands.GetEntries().at(L"C").count, 18446744073709551611U);
   EXPECT_EQ(report.commands.GetEntries().at(L"D").order, 12U);

@@ -34,7 +34,7 @@ TEST(JudgeDelivery, ABlankIsNoDigit) {
 }
 
 TEST(JudgeDelivery, ReadsTheNumberAsTheCRunTimeDoes) {
-  EXPECT_EQ(JudgeDelivery(500, "4294967496"), Delivered) << "wraps around at 32 bits";
+  EXPECT_EQ(JudgeDelivery(200, "4294967496"), RefusedByBody) << "200 beyond 32 bits is not 200";
 }
 
 TEST(IsJudgedByBody, WhenItBeginsWithAnAsciiDigit) {

@@ -32,6 +32,7 @@ TEST(SplitAddress, ReadsThePortAsANumberAtItsStart) {
   EXPECT_EQ(SplitAddress(L"http://h:-1/")->port, -1);
   EXPECT_EQ(SplitAddress(L"http://h: 81/")->port, 81);
   EXPECT_EQ(SplitAddress(L"http://h:1:2/")->port, 1);
+  EXPECT_EQ(SplitAddress(L"http://h:4294967739/")->port, 2147483647) << "443 beyond 32 bits";
   EXPECT_EQ(SplitAddress(L"http://h:" + std::wstring(255, L'0') + L"12/")->port, 1)
       << "256 characters are read";
 }
