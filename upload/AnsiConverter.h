@@ -3,14 +3,14 @@
 #include <deque>
 #include <string>
 
-/// Turns wide texts into bytes of the ANSI code page and keeps them until it is destroyed.
+/// Converts wide texts to the ANSI code page and keeps the results until it is destroyed.
 class CAnsiConverter {
  public:
-  /// The converted text, which stays valid as long as the converter; null for null or when the
-  /// conversion fails.
+  /// The converted text, which stays valid as long as the converter. Null when `text` is null or
+  /// the conversion fails.
   const char* ToAnsi(const wchar_t* text);
 
  private:
-  /// A deque: what is appended moves nothing that was handed out.
+  /// A deque, because appending must not move the texts that were returned.
   std::deque<std::string> texts_;
 };

@@ -7,11 +7,11 @@ namespace {
 
 constexpr char Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr char Padding = '=';
-/// So many bytes give so many characters.
+/// Three bytes encode to four characters.
 constexpr std::size_t GroupLength = 3;
 constexpr std::size_t TextGroupLength = 4;
 
-/// The two characters of each 12 bits: half the look-ups of one for each 6.
+/// The two characters for each 12 bits: half as many look-ups as with one for each 6.
 constexpr std::array<std::array<char, 2>, 4096> Pairs = [] {
   std::array<std::array<char, 2>, 4096> pairs{};
   for (std::size_t bits = 0; bits < pairs.size(); ++bits) {
@@ -32,7 +32,7 @@ std::string EncodeLine(std::string_view bytes) {
   };
   std::string text;
   text.reserve((bytes.size() + GroupLength - 1) / GroupLength * TextGroupLength);
-  // By pieces that stay in the cache: a large text is written to memory once.
+  // In pieces that fit into the cache, so that a large text is written to memory once.
   std::array<char, 1024 * TextGroupLength> piece;
   std::size_t filled = 0;
   std::size_t at = 0;

@@ -13,7 +13,7 @@ bool IsJudgedByBody(std::string_view body) {
 }
 
 DeliveryVerdict JudgeDelivery(std::optional<unsigned long> statusCode, std::string_view body) {
-  // The status code is not looked at then, deliberately: a body of "200" counts under any.
+  // The status code is ignored then (docs/compatibility.md, 41).
   if (IsJudgedByBody(body)) {
     return ParseInt32(body) == Delivered ? DeliveryVerdict::Delivered
                                          : DeliveryVerdict::RefusedByBody;

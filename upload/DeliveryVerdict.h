@@ -3,19 +3,19 @@
 #include <optional>
 #include <string_view>
 
-/// What a server's answer says of a delivery.
+/// The verdict on a delivery by the server's response.
 enum class DeliveryVerdict {
   Delivered,
-  /// The body begins with a digit, but the number there is not 200.
+  /// The body begins with a number other than 200.
   RefusedByBody,
-  /// The status code is not 200, or there was none.
+  /// The status code is not 200, or could not be read.
   RefusedByStatus,
 };
 
-/// Whether the answer's body decides, and not its status code: it begins with an ASCII digit.
-/// Servers of an older kind say "200" there, whatever the status.
+/// Whether the response's body decides instead of the status code: it begins with an ASCII digit.
+/// Older servers confirm with "200" in the body under any status (compatibility 41).
 bool IsJudgedByBody(std::string_view body);
 
-/// The verdict on an answer with this status code (none: it could not be read) and a body that
+/// The verdict on a response with `statusCode` (none when it could not be read) and a body that
 /// begins with `body`.
 DeliveryVerdict JudgeDelivery(std::optional<unsigned long> statusCode, std::string_view body);

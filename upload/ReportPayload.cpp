@@ -4,8 +4,8 @@
 
 std::string ReadReportPayload(std::FILE* stream) {
   if (stream == nullptr) return {};
-  // As much as the file holds, so that a large report is not copied to and fro while it grows. In
-  // text mode the payload can only be shorter.
+  // Reserves the file's size, so that a large payload is not copied while it grows. In text mode
+  // the payload can only be shorter.
   std::string payload;
   std::fseek(stream, 0, SEEK_END);
   if (const long size = std::ftell(stream); size > 0) {

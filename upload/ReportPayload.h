@@ -3,8 +3,7 @@
 #include <cstdio>
 #include <string>
 
-/// Reads a report for sending: all characters of `stream`, which is open in text mode, and the last
-/// one once more; of an empty stream one NUL byte. The doubling is deliberate: the servers get
-/// every report in this form, and a report without it would be another form to them. A missing
-/// stream gives nothing.
+/// Reads a report for sending: all characters of `stream`, which must be open in text mode, with
+/// the last one doubled. An empty stream gives one NUL byte (compatibility 35: servers remove the
+/// last byte of every report). A null stream gives an empty payload.
 std::string ReadReportPayload(std::FILE* stream);

@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t ProtocolLimit = 512;
 constexpr std::size_t HostLimit = 512;
 constexpr std::size_t PathLimit = 1024;
-/// So much of a port's text is read.
+/// In characters; the rest of a port's text is not read.
 constexpr std::size_t PortTextLimit = 256;
 
 constexpr long HttpPort = 80;
@@ -25,7 +25,7 @@ std::optional<UploadAddress> SplitAddress(std::wstring_view address) {
   if (colon != std::wstring_view::npos && colon + 1 < address.size() &&
       address[colon + 1] == L'/') {
     result.protocol = address.substr(0, colon);
-    hostStart = std::min(colon + 3, address.size());  // behind "://"
+    hostStart = std::min(colon + 3, address.size());  // after "://"
   }
 
   const std::size_t hostEnd = std::min(address.find(L'/', hostStart), address.size());

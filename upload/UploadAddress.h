@@ -8,17 +8,17 @@
 struct UploadAddress {
   std::wstring protocol;
   std::wstring host;
-  /// As the address gives it; what does not fit a port's 16 bits is cut by its user.
+  /// As read from the address; the connection uses its low 16 bits (compatibility 43).
   long port = 0;
-  /// From the slash behind the host on, query included, or empty.
+  /// From the slash after the host on, query included, or empty.
   std::wstring path;
 
   bool operator==(const UploadAddress&) const = default;
 };
 
-/// Splits `address`, which is not validated otherwise. Protocol and host must be shorter than 512
-/// characters and the path shorter than 1,024; none when they are not.
+/// Splits `address`; its parts are not validated. Returns none unless protocol and host are shorter
+/// than 512 characters and the path is shorter than 1,024.
 ///
-/// Without "://" behind the first colon the protocol is "http". Without a port it is 443 when the
-/// protocol is "https" to the letter, else 80.
+/// The protocol is "http" unless a slash follows the first colon. Without a port in the address the
+/// port is 443 for the protocol "https" (case-sensitive), else 80.
 std::optional<UploadAddress> SplitAddress(std::wstring_view address);

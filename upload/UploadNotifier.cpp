@@ -18,7 +18,7 @@ class CLock {
 };
 
 HANDLE MakeAutoResetEvent() {
-  return CreateEventW(nullptr /* security */, FALSE /* resets itself */, FALSE /* not signalled */,
+  return CreateEventW(nullptr /* security */, FALSE /* resets itself */, FALSE /* not signaled */,
                       nullptr /* no name */);
 }
 
@@ -43,7 +43,7 @@ void CUploadNotifier::Clear() {
     percent_ = 0;
     log_.clear();
   }
-  mayBeCancelled_ = false;
+  mayBeCanceled_ = false;
   ResetEvent(cancel_);
   ResetEvent(completion_);
   ResetEvent(feedback_);
@@ -69,7 +69,7 @@ void CUploadNotifier::Complete(int status) {
     const CLock lock(lock_);
     status_ = status;
   }
-  // Outside the lock, and the last thing: whoever waits may destroy this object now.
+  // Outside the lock and last: the waiting thread may destroy this object now.
   SetEvent(completion_);
 }
 
@@ -80,18 +80,18 @@ int CUploadNotifier::AwaitResult() {
 }
 
 bool CUploadNotifier::CancelRequested() {
-  // A sender asks before each piece. Under Wine, where a wait of no time goes through its server,
-  // asking the system each time took as long as sending.
-  if (!mayBeCancelled_) return false;
+  // Called before each piece. Under Wine a wait of zero time is a call to its server, which took as
+  // long as sending the piece.
+  if (!mayBeCanceled_) return false;
   if (WaitForSingleObject(cancel_, 0) != WAIT_OBJECT_0) return false;
-  // Asking has taken the signal.
+  // The wait has reset the event; signal it again.
   SetEvent(cancel_);
   return true;
 }
 
 void CUploadNotifier::RequestCancel() {
   SetEvent(cancel_);
-  mayBeCancelled_ = true;
+  mayBeCanceled_ = true;
 }
 
 std::vector<std::wstring> CUploadNotifier::GetLog() {

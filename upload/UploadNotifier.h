@@ -6,36 +6,36 @@
 
 #include "platform/WindowsHeader.h"
 
-/// What a sending thread tells the thread that waits for it. Every operation may be called from
-/// either thread.
+/// Carries the progress and the outcome of a send from the sending thread to the waiting one. Every
+/// operation may be called from either thread.
 class CUploadNotifier {
  public:
-  /// A completion status, where 0 means success: the one inversion of this program's flags.
+  /// Completion statuses. Unlike in the rest of the program, 0 means success (compatibility 48).
   static constexpr int Succeeded = 0;
   static constexpr int Failed = 1;
   /// Until completion.
   static constexpr int Pending = -1;
 
   CUploadNotifier();
-  /// Leaves the three events open to the end of the process, deliberately: whatever the other
-  /// thread is about, it never meets a closed one.
+  /// Does not close the three events (compatibility 45): the sending thread may still be signaling
+  /// completion.
   ~CUploadNotifier();
   CUploadNotifier(const CUploadNotifier&) = delete;
   CUploadNotifier& operator=(const CUploadNotifier&) = delete;
 
-  /// Back to the start: status pending, 0 per cent, an empty log, no signal.
+  /// Resets to the start: status pending, 0 percent, an empty log, no event signaled.
   void Clear();
-  /// Appends a message to the log and sets the percentage (see `SetPercent`).
+  /// Appends a message to the log and updates the percentage (see `SetPercent`).
   void AddStatus(std::wstring message, int percent, bool isRelative);
-  /// Sets the percentage, or adds to it and stops at 100.
+  /// Stores the percentage as given, or adds to it and caps the sum at 100.
   void SetPercent(int percent, bool isRelative);
-  /// Stores the status and lets the waiting thread go on. The last thing that a sender does.
+  /// Stores the status and releases the waiting thread. The last call of a sender.
   void Complete(int status);
-  /// Waits for completion, without a time-out, and answers with the status.
+  /// Waits for completion without a time-out and returns the status.
   int AwaitResult();
-  /// Whether somebody wants the sending to end. The request stays.
+  /// Whether cancellation was requested. The request persists.
   bool CancelRequested();
-  /// Asks the sending thread to end.
+  /// Requests that the send ends early.
   void RequestCancel();
 
   std::vector<std::wstring> GetLog();
@@ -51,6 +51,6 @@ class CUploadNotifier {
   HANDLE feedback_;
   int percent_ = 0;
   std::vector<std::wstring> log_;
-  /// Set with the cancel event, so that nobody asks the system while there was no request.
-  std::atomic<bool> mayBeCancelled_ = false;
+  /// Set with the cancel event, so that the event is not queried without a request.
+  std::atomic<bool> mayBeCanceled_ = false;
 };

@@ -3,16 +3,16 @@
 #include <map>
 #include <string>
 
-/// A file that goes with a request.
+/// An attachment of a request.
 struct CUploadFile {
   /// The full path of the file.
   std::wstring path;
-  /// Used in the part's header as it is given.
+  /// Used as given in the part's header.
   std::wstring contentType;
 };
 
-/// One POST of a form. Both maps are ordered by the code units of their names, and that is the
-/// order on the wire.
+/// One POST of a form. Both maps are ordered by the UTF-16 units of their names; the parts are sent
+/// in that order.
 struct CUploadRequest {
   std::wstring address;
   /// Values by field name.
