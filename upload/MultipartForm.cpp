@@ -5,12 +5,13 @@ namespace {
 constexpr wchar_t Boundary[] = L"AaB03x5fs1045fcc7";
 constexpr wchar_t LineEnd[] = L"\r\n";
 
+// The small d of "Content-disposition" is kept (docs/compatibility.md, 39).
 std::wstring FormatPartStart(const std::wstring& name) {
   return std::wstring(L"--") + Boundary + LineEnd + L"Content-disposition: form-data; name=\"" +
          name + L"\"";
 }
 
-/// The path's part behind its last backslash.
+/// The path's part after its last backslash.
 std::wstring GetFileName(const std::wstring& path) {
   const std::size_t backslash = path.rfind(L'\\');
   return backslash == std::wstring::npos ? path : path.substr(backslash + 1);
@@ -22,14 +23,19 @@ std::wstring FormatRequestHeader() {
   return std::wstring(L"Content-type: multipart/form-data; boundary=") + Boundary;
 }
 
-std::wstring FormatTextPartHeader(const std::wstring& name) {
+std::optional<std::wstring> FormatTextPartHeader(const CUploadRequest& request,
+                                                 const std::wstring& name) {
+  if (!request.textFields.contains(name)) return {};
   return FormatPartStart(name) + LineEnd + LineEnd;
 }
 
-std::wstring FormatAttachmentPartHeader(const std::wstring& name, const CUploadFile& file) {
-  return FormatPartStart(name) + L"; filename=\"" + GetFileName(file.path) + L"\"" + LineEnd +
-         L"Content-Type: " + file.contentType + LineEnd + L"Content-Transfer-Encoding: binary" +
-         LineEnd + LineEnd;
+std::optional<std::wstring> FormatAttachmentPartHeader(const CUploadRequest& request,
+                                                       const std::wstring& name) {
+  const auto file = request.files.find(name);
+  if (file == request.files.end()) return {};
+  return FormatPartStart(name) + L"; filename=\"" + GetFileName(file->second.path) + L"\"" +
+         LineEnd + L"Content-Type: " + file->second.contentType + LineEnd +
+         L"Content-Transfer-Encoding: binary" + LineEnd + LineEnd;
 }
 
 std::wstring FormatPartFooter() {
@@ -44,12 +50,15 @@ std::optional<std::uint64_t> ComputeFormLength(const CUploadRequest& request,
                                                const FileSizeReader& readFileSize) {
   std::uint64_t length = 0;
   for (const auto& [name, value] : request.textFields) {
-    length += FormatTextPartHeader(name).size() + value.size() + FormatPartFooter().size();
+    const std::optional<std::wstring> header = FormatTextPartHeader(request, name);
+    if (!header) return {};
+    length += header->size() + value.size() + FormatPartFooter().size();
   }
   for (const auto& [name, file] : request.files) {
+    const std::optional<std::wstring> header = FormatAttachmentPartHeader(request, name);
     const std::optional<std::uint64_t> size = readFileSize(file.path);
-    if (!size) return {};
-    length += FormatAttachmentPartHeader(name, file).size() + *size + FormatPartFooter().size();
+    if (!header || !size) return {};
+    length += header->size() + *size + FormatPartFooter().size();
   }
   return length + FormatClosingBoundary().size();
 }

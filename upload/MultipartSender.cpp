@@ -13,12 +13,12 @@
 
 namespace {
 
-/// Goes out as the user agent. Like the form's texts it is part of what the servers get, and stays.
+/// The user agent, which servers may know (compatibility 39).
 constexpr wchar_t Agent[] = L"CrashRpt";
 
 constexpr std::size_t ChunkLength = 1024;
-/// Only so much of an answer's body is looked at.
-constexpr DWORD AnswerLength = 4095;
+/// In bytes. The rest of a response's body is not read.
+constexpr DWORD ResponseLength = 4095;
 
 constexpr long TlsPort = 443;
 
@@ -49,8 +49,7 @@ bool CMultipartSender::StartSend(const CUploadRequest& request, CUploadNotifier&
   notifier_ = &notifier;
   const HANDLE thread = CreateThread(nullptr /* security */, 0 /* default stack */, ThreadMain,
                                      this, 0 /* no flags */, nullptr /* no id */);
-  // The handle is deliberately not closed, once in a process: the thread ends by itself after it
-  // has signalled completion, and nobody waits for the thread.
+  // The thread's handle is never closed (docs/compatibility.md, 45).
   return thread != nullptr;
 }
 
@@ -59,15 +58,13 @@ DWORD WINAPI CMultipartSender::ThreadMain(void* sender) {
   return 0;
 }
 
-/// The last thing done with the notifier, and with this object, is to tell completion: the waiting
-/// thread may destroy both at once.
+/// Completes last: the waiting thread may destroy the notifier and this object right afterwards.
 bool CMultipartSender::RunSend() {
   bool isDelivered = false;
   try {
     isDelivered = Deliver();
   } catch (...) {
-    // Memory exhaustion is a failure like any other; whoever waits must be told, even if there is
-    // no memory left to say why.
+    // Memory exhaustion. The waiting thread must be released even if the message finds no memory.
     try {
       Fail();
     } catch (...) {
@@ -79,7 +76,7 @@ bool CMultipartSender::RunSend() {
 }
 
 bool CMultipartSender::Deliver() {
-  // Closed from the last to the first.
+  // Destroyed in reverse order: request, connection, session.
   CInternetHandle session;
   CInternetHandle connection;
   CInternetHandle http;
@@ -96,6 +93,7 @@ bool CMultipartSender::Deliver() {
   const std::optional<UploadAddress> address = SplitAddress(request_.address);
   Report(L"Connecting to server");
   if (address) {
+    // The port is cut to 16 bits (docs/compatibility.md, 43).
     connection.Reset(InternetConnectW(session.Get(), address->host.c_str(),
                                       static_cast<INTERNET_PORT>(address->port), nullptr /* user */,
                                       nullptr /* password */, INTERNET_SERVICE_HTTP,
@@ -105,8 +103,8 @@ bool CMultipartSender::Deliver() {
   if (notifier_->CancelRequested()) return Fail();
 
   Report(L"Opening HTTP request...");
-  // The port decides on TLS and not the scheme, deliberately. An address of another port goes out
-  // in clear, whatever its scheme says.
+  // The port decides, not the scheme (docs/compatibility.md, 42): an address with another port is
+  // sent in clear, whatever its scheme.
   const DWORD flags =
       INTERNET_FLAG_NO_CACHE_WRITE | (address->port == TlsPort ? INTERNET_FLAG_SECURE : DWORD{0});
   const wchar_t* acceptTypes[] = {L"*/*", nullptr};
@@ -134,7 +132,7 @@ bool CMultipartSender::Deliver() {
   if (!HttpEndRequestW(http.Get(), nullptr /* output */, 0 /* no flags */, 0 /* context */)) {
     return Fail(L"HttpEndRequest has failed.");
   }
-  return JudgeAnswer(http.Get()) || Fail();
+  return JudgeResponse(http.Get()) || Fail();
 }
 
 bool CMultipartSender::SendBody(HINTERNET http) {
@@ -144,18 +142,16 @@ bool CMultipartSender::SendBody(HINTERNET http) {
   for (const auto& [name, file] : request_.files) {
     if (!SendAttachmentPart(http, name)) return false;
   }
+  // A failure here has no message of its own (docs/compatibility.md, 47).
   const char* const closing = converter_.ToAnsi(FormatClosingBoundary().c_str());
   return closing != nullptr && Write(http, closing, std::strlen(closing));
 }
 
 bool CMultipartSender::SendTextPart(HINTERNET http, const std::wstring& name) {
-  if (!request_.textFields.contains(name)) {
-    Report(L"Error formatting text part header.");
-    return false;
-  }
   if (!WriteFormText(
-          http, FormatTextPartHeader(name),
-          {L"Error converting text part header to ASCII.", L"Error uploading text part header."})) {
+          http, FormatTextPartHeader(request_, name),
+          {L"Error formatting text part header.", L"Error converting text part header to ASCII.",
+           L"Error uploading text part header."})) {
     return false;
   }
   const auto field = request_.textFields.find(name);
@@ -176,18 +172,20 @@ bool CMultipartSender::SendTextPart(HINTERNET http, const std::wstring& name) {
   }
   return WriteFormText(
       http, FormatPartFooter(),
-      {L"Error converting text part footer to ASCII.", L"Error uploading text part footer."});
+      {L"Error formatting text part footer.", L"Error converting text part footer to ASCII.",
+       L"Error uploading text part footer."});
 }
 
 bool CMultipartSender::SendAttachmentPart(HINTERNET http, const std::wstring& name) {
-  const auto attachment = request_.files.find(name);
-  if (attachment == request_.files.end()) {
-    Report(L"Error formatting attachment part header.");
+  if (!WriteFormText(http, FormatAttachmentPartHeader(request_, name),
+                     {L"Error formatting attachment part header.",
+                      L"Error converting attachment part header to ASCII.",
+                      L"Error uploading attachment part header."})) {
     return false;
   }
-  if (!WriteFormText(http, FormatAttachmentPartHeader(name, attachment->second),
-                     {L"Error converting attachment part header to ASCII.",
-                      L"Error uploading attachment part header."})) {
+  const auto attachment = request_.files.find(name);
+  if (attachment == request_.files.end()) {
+    Report(L"Error searching for attachment part name.");
     return false;
   }
   CFileHandle file = OpenAttachment(attachment->second.path);
@@ -197,8 +195,7 @@ bool CMultipartSender::SendAttachmentPart(HINTERNET http, const std::wstring& na
   }
   for (;;) {
     if (notifier_->CancelRequested()) {
-      // Deliberately left open, here and below: the process ends right after a send that ended
-      // early, and its attachments end with it.
+      // The file stays open, here and after a failed write (docs/compatibility.md, 46).
       file.Release();
       return false;
     }
@@ -217,11 +214,13 @@ bool CMultipartSender::SendAttachmentPart(HINTERNET http, const std::wstring& na
   }
   file.Reset();
   return WriteFormText(http, FormatPartFooter(),
-                       {L"Error converting attachment part footer to ASCII.",
+                       {L"Error formatting attachment part footer.",
+                        L"Error converting attachment part footer to ASCII.",
                         L"Error uploading attachment part footer."});
 }
 
-bool CMultipartSender::JudgeAnswer(HINTERNET http) {
+// The message spellings "responce" are kept (docs/compatibility.md, 40).
+bool CMultipartSender::JudgeResponse(HINTERNET http) {
   Report(L"Reading server response...");
   DWORD code = 0;
   DWORD codeSize = sizeof code;
@@ -231,12 +230,12 @@ bool CMultipartSender::JudgeAnswer(HINTERNET http) {
     statusCode = code;
     Report(L"Server responce code: " + std::to_wstring(static_cast<long>(code)));
   }
-  char answer[AnswerLength + 1] = {};
+  char response[ResponseLength + 1] = {};
   DWORD count = 0;
-  // A failure is none: with nothing read, the status code decides.
-  InternetReadFile(http, answer, AnswerLength, &count);
-  answer[count] = '\0';
-  const std::string_view body = answer;
+  // A read failure is not an error here: with nothing read, the status code decides.
+  InternetReadFile(http, response, ResponseLength, &count);
+  response[count] = '\0';
+  const std::string_view body = response;
   Report(L"Server responce body:" + ToWide(body));
 
   if (IsJudgedByBody(body)) {
@@ -256,9 +255,13 @@ bool CMultipartSender::JudgeAnswer(HINTERNET http) {
   return false;
 }
 
-bool CMultipartSender::WriteFormText(HINTERNET http, const std::wstring& text,
+bool CMultipartSender::WriteFormText(HINTERNET http, const std::optional<std::wstring>& text,
                                      const FormTextMessages& messages) {
-  const char* const bytes = converter_.ToAnsi(text.c_str());
+  if (!text) {
+    Report(messages.notFormatted);
+    return false;
+  }
+  const char* const bytes = converter_.ToAnsi(text->c_str());
   if (bytes == nullptr) {
     Report(messages.notConverted);
     return false;
@@ -274,7 +277,7 @@ bool CMultipartSender::Write(HINTERNET http, const void* bytes, std::size_t coun
   DWORD written = 0;
   if (!InternetWriteFile(http, bytes, static_cast<DWORD>(count), &written)) return false;
   bytesUploaded_ += written;
-  // Both count in 32 bits: of a body beyond them the percentage says little, but it stays one.
+  // Both counts have 32 bits and wrap around for a larger body; the percentage stays within 100.
   const float percent =
       100.0F * static_cast<float>(bytesUploaded_) / static_cast<float>(std::max(totalSize_, 1U));
   notifier_->SetPercent(static_cast<int>(std::min(percent, 100.0F)), false);
@@ -289,7 +292,7 @@ void CMultipartSender::ReportVerdict(const std::wstring& message) {
   notifier_->AddStatus(message, 100, false);
 }
 
-/// Gives the verdict of every send that fails, behind what failed. Always false.
+/// Reports `message`, if any, and the verdict of every failed send. Returns false.
 bool CMultipartSender::Fail(const wchar_t* message) {
   if (message != nullptr) Report(message);
   ReportVerdict(L"Error sending HTTP request.");

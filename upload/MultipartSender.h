@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "platform/WindowsHeader.h"
@@ -12,20 +13,22 @@
 #include "upload/UploadNotifier.h"
 #include "upload/UploadRequest.h"
 
-/// Sends one request as an HTTP POST of a multipart form, on a thread of its own. For one use.
+/// Sends one request as an HTTP POST of a multipart form, on a thread of its own. A sender serves
+/// one send.
 ///
-/// The body goes out in pieces and is never whole in memory. TLS is used for port 443 and no other,
-/// with the system's checks of the certificate. Proxies are the system's.
+/// The body is sent in pieces and never held in memory as a whole. TLS is used for port 443 and no
+/// other (compatibility 42), with the system's checks of the certificate. Proxies are the system's.
 class CMultipartSender {
  public:
-  /// Copies `request` and starts to send. `notifier`, which must live until it is told of
-  /// completion, gets every message; the sender may be destroyed once it is. Answers false when
-  /// the thread cannot be created; the notifier is not told then.
+  /// Copies `request` and starts to send. `notifier` receives every message and the completion; it
+  /// and the sender must live until then. Returns false when the thread cannot be created; the send
+  /// never completes then.
   bool StartSend(const CUploadRequest& request, CUploadNotifier& notifier);
 
  private:
-  /// What is told when a text of the form cannot be sent.
+  /// The messages of the steps that send a text of the form.
   struct FormTextMessages {
+    const wchar_t* notFormatted;
     const wchar_t* notConverted;
     const wchar_t* notWritten;
   };
@@ -37,8 +40,9 @@ class CMultipartSender {
   bool SendBody(HINTERNET http);
   bool SendTextPart(HINTERNET http, const std::wstring& name);
   bool SendAttachmentPart(HINTERNET http, const std::wstring& name);
-  bool JudgeAnswer(HINTERNET http);
-  bool WriteFormText(HINTERNET http, const std::wstring& text, const FormTextMessages& messages);
+  bool JudgeResponse(HINTERNET http);
+  bool WriteFormText(HINTERNET http, const std::optional<std::wstring>& text,
+                     const FormTextMessages& messages);
   bool Write(HINTERNET http, const void* bytes, std::size_t count);
   void Report(const std::wstring& message);
   void ReportVerdict(const std::wstring& message);

@@ -2,9 +2,9 @@
 
 #include <share.h>
 
-#include "platform/AnsiText.h"
 #include "platform/GuidText.h"
 #include "platform/Stream.h"
+#include "upload/AnsiConverter.h"
 #include "upload/Base64.h"
 #include "upload/MultipartSender.h"
 #include "upload/ReportPayload.h"
@@ -19,22 +19,27 @@ constexpr wchar_t ReportField[] = L"peltorpt";
 }  // namespace
 
 int UploadReport(CReportStore& store, const std::wstring& address) {
+  CAnsiConverter converter;
+  CMultipartSender sender;
+  CUploadNotifier notifier;
   CUploadRequest request;
   request.address = address;
+
+  const std::wstring path = store.GetReportPath();
   store.CloseReport();
   {
-    const CStream report(_wfsopen(store.GetReportPath().c_str(), L"r", _SH_DENYNO));
+    const CStream report(_wfsopen(path.c_str(), L"r", _SH_DENYNO));
     request.textFields[ReportField] =
         Base64Encode(ReadReportPayload(report.Get()), 0 /* one line */, '\0');
   }
-  // Not the installation's identifier, which stands in the report: each upload has its own.
+  // A new identifier for each upload, not the installation's (docs/compatibility.md, 36).
   std::wstring id;
   if (!NewGuidText(id)) return 0;
-  request.textFields[IdField] = ToAnsi(id);
+  const char* const idBytes = converter.ToAnsi(id.c_str());
+  if (idBytes == nullptr) return 0;
+  request.textFields[IdField] = idBytes;
 
-  CMultipartSender sender;
-  CUploadNotifier notifier;
-  // Whether the thread could be made is deliberately not looked at; without it the wait never ends.
+  // The result is ignored: without the thread the wait never ends (docs/compatibility.md, 37).
   sender.StartSend(request, notifier);
   return notifier.AwaitResult() == CUploadNotifier::Succeeded ? 1 : 0;
 }

@@ -4,9 +4,10 @@
 
 #include "store/ReportStore.h"
 
-/// Sends the report file to the collection server at `address` and waits for the outcome, without
-/// a time-out of its own. 1 when the server has confirmed the delivery, else 0.
+/// Sends the report file to the collection server at `address` and waits for the outcome without a
+/// time-out. Returns 1 when the server has confirmed the delivery, else 0. Nothing is sent when no
+/// GUID can be made for the upload.
 ///
-/// Lets go of the store's hold on the report file, for good. A file that cannot be opened is sent
-/// as an empty field.
+/// Closes the store's handle on the report file for good (compatibility 38). A file that cannot be
+/// opened is sent as an empty field.
 int UploadReport(CReportStore& store, const std::wstring& address);

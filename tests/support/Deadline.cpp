@@ -9,11 +9,11 @@ namespace {
 
 constexpr DWORD LimitMilliseconds = 30'000;
 
-// An event of the system's: with a stop token and a condition variable, an end in the moment of the
-// thread's start was sometimes never seen.
+// A system event: a stop token with a condition variable sometimes missed an end during the
+// thread's start.
 DWORD WINAPI Watch(void* over) {
   if (WaitForSingleObject(over, LimitMilliseconds) == WAIT_TIMEOUT) {
-    std::fputs("a test has run into its deadline\n", stderr);
+    std::fputs("a test exceeded its deadline\n", stderr);
     std::abort();
   }
   return 0;
@@ -23,7 +23,7 @@ DWORD WINAPI Watch(void* over) {
 
 Deadline::Deadline()
     : over_(CreateEventW(nullptr, TRUE /* manual */, FALSE /* not set */, nullptr)),
-      thread_(CreateThread(nullptr, 0 /* stack as usual */, &Watch, over_, 0, nullptr)) {
+      thread_(CreateThread(nullptr, 0 /* default stack */, &Watch, over_, 0, nullptr)) {
   EXPECT_NE(thread_, nullptr) << GetLastError();
 }
 

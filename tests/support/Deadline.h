@@ -2,8 +2,8 @@
 
 #include "platform/WindowsHeader.h"
 
-/// Ends the test program when the test is not over within 30 s, so that what a test waits for
-/// without a time-out cannot hang the whole run.
+/// Aborts the test program after 30 s, so that a test that waits without a time-out cannot block
+/// the whole run.
 class Deadline {
  public:
   Deadline();

@@ -62,7 +62,7 @@ LoopbackPort::LoopbackPort() : socket_(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)
 }
 
 void LoopbackPort::Connect(const LoopbackPort& other) const {
-  sockaddr_in address = Loopback(other.Number());
+  sockaddr_in address = Loopback(other.GetNumber());
   EXPECT_EQ(connect(Socket(), Generic(address), sizeof address), 0) << WSAGetLastError();
 }
 
@@ -82,10 +82,7 @@ bool LoopbackClient::ReadRequest() {
   if (!ReadHead()) return false;
   const size_t headLength = received_.find(HeadEnd) + std::size(HeadEnd) - 1;
   const size_t length = headLength + DeclaredLength(received_.substr(0, headLength));
-  while (received_.size() < length) {
-    if (!ReadMore()) return false;
-  }
-  return true;
+  return ReadBytes(length);
 }
 
 bool LoopbackClient::ReadMore() {
@@ -93,6 +90,13 @@ bool LoopbackClient::ReadMore() {
   const int count = recv(socket_.Get(), buffer, sizeof buffer, 0);
   if (count <= 0) return false;
   received_.append(buffer, static_cast<size_t>(count));
+  return true;
+}
+
+bool LoopbackClient::ReadBytes(size_t count) {
+  while (received_.size() < count) {
+    if (!ReadMore()) return false;
+  }
   return true;
 }
 
@@ -117,7 +121,7 @@ void LoopbackClient::Reset() {
 }
 
 LoopbackServer::LoopbackServer(Script script) : script_(std::move(script)) {
-  // Small, so that a client that sends much has to wait for the server's script.
+  // Small, so that a client that sends much must wait for the server's script.
   const int bufferSize = 64 * 1024;
   SetOption(Socket(), SO_RCVBUF, bufferSize);
   EXPECT_EQ(listen(Socket(), SOMAXCONN), 0) << WSAGetLastError();
@@ -125,14 +129,14 @@ LoopbackServer::LoopbackServer(Script script) : script_(std::move(script)) {
 }
 
 LoopbackServer::~LoopbackServer() {
-  Requests();
+  GetRequests();
 }
 
-std::wstring LoopbackServer::Address(const std::wstring& path) const {
-  return L"http://127.0.0.1:" + std::to_wstring(Number()) + path;
+std::wstring LoopbackServer::GetAddress(const std::wstring& path) const {
+  return L"http://127.0.0.1:" + std::to_wstring(GetNumber()) + path;
 }
 
-const std::vector<std::string>& LoopbackServer::Requests() {
+const std::vector<std::string>& LoopbackServer::GetRequests() {
   if (thread_.joinable()) {
     waker_.Connect(*this);
     thread_.join();
@@ -145,27 +149,34 @@ void LoopbackServer::Serve() {
     sockaddr_in peer = {};
     int size = sizeof peer;
     SocketHandle socket(accept(Socket(), Generic(peer), &size));
-    if (!socket || ntohs(peer.sin_port) == waker_.Number()) return;
+    if (!socket || ntohs(peer.sin_port) == waker_.GetNumber()) return;
     LoopbackClient client(std::move(socket));
     script_(client);
-    requests_.push_back(client.Received());
+    requests_.push_back(client.GetReceived());
   }
 }
 
-std::string HttpAnswer(const std::string& status, const std::string& body,
-                       const std::string& headers) {
+std::string FormatResponse(const std::string& status, const std::string& body,
+                           const std::string& headers) {
   return "HTTP/1.1 " + status + "\r\nConnection: close\r\n" + headers +
          "Content-Length: " + std::to_string(body.size()) + HeadEnd + body;
 }
 
-std::string ChunkedHttpAnswer(const std::string& status, const std::string& body, size_t size) {
-  std::string answer =
+std::string FormatChunkedResponse(const std::string& status, const std::string& body, size_t size) {
+  std::string response =
       "HTTP/1.1 " + status + "\r\nConnection: close\r\nTransfer-Encoding: chunked" + HeadEnd;
   for (size_t position = 0; position < body.size(); position += size) {
     const std::string chunk = body.substr(position, size);
     char length[16];
     std::snprintf(length, sizeof length, "%zx\r\n", chunk.size());
-    answer += length + chunk + "\r\n";
+    response += length + chunk + "\r\n";
   }
-  return answer + "0\r\n\r\n";
+  return response + "0\r\n\r\n";
+}
+
+LoopbackServer::Script RespondWith(std::string response) {
+  return [response = std::move(response)](LoopbackClient& client) {
+    client.ReadRequest();
+    client.Send(response);
+  };
 }

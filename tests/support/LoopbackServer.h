@@ -1,4 +1,4 @@
-// A small HTTP server in the test's process, and what goes with it.
+// A small HTTP server in the test's process.
 #pragma once
 
 #include <functional>
@@ -19,7 +19,7 @@ struct SocketTraits {
 };
 using SocketHandle = CUniqueHandle<SocketTraits>;
 
-/// Holds Winsock loaded.
+/// Keeps Winsock loaded.
 class Winsock {
  public:
   Winsock();
@@ -28,12 +28,12 @@ class Winsock {
   Winsock& operator=(const Winsock&) = delete;
 };
 
-/// A port of 127.0.0.1 that the system has picked. As nobody listens on it, a connection to it is
+/// A port of 127.0.0.1 that the system has chosen. Nothing listens on it, so a connection to it is
 /// refused.
 class LoopbackPort {
  public:
   LoopbackPort();
-  unsigned short Number() const { return number_; }
+  unsigned short GetNumber() const { return number_; }
   /// Connects it to `other`, which must listen.
   void Connect(const LoopbackPort& other) const;
 
@@ -46,23 +46,25 @@ class LoopbackPort {
   unsigned short number_ = 0;
 };
 
-/// One connection to the server, as its script sees it. Each wait ends after ten seconds.
+/// One connection to the server. Each wait ends after ten seconds.
 class LoopbackClient {
  public:
   explicit LoopbackClient(SocketHandle socket);
 
-  /// Reads on until the head of the request is there; false when it does not come.
+  /// Reads until the head of the request has arrived; false when it does not.
   bool ReadHead();
-  /// Reads on until the request is there with the length that its head declares.
+  /// Reads until the request has arrived with the length that its head declares.
   bool ReadRequest();
-  /// Reads what comes next, at most 64 KiB; false when nothing does.
+  /// Reads the next bytes, at most 64 KiB; false when none arrive.
   bool ReadMore();
+  /// Reads until `count` bytes have arrived in all; false when they do not.
+  bool ReadBytes(std::size_t count);
   void ReadToEnd();
-  /// Everything that was read, as it came.
-  const std::string& Received() const { return received_; }
+  /// All bytes that were read.
+  const std::string& GetReceived() const { return received_; }
 
   bool Send(std::string_view bytes);
-  /// Closes the connection as a crash would, and not as its end.
+  /// Closes the connection at once, as a crash does.
   void Reset();
 
  private:
@@ -70,8 +72,8 @@ class LoopbackClient {
   std::string received_;
 };
 
-/// Serves one client after the other on a thread of its own, by a script that each test writes. A
-/// connection is closed when its script ends.
+/// Serves one client after the other by a script of the test, on a thread of its own. A connection
+/// is closed when its script ends.
 class LoopbackServer : public LoopbackPort {
  public:
   using Script = std::function<void(LoopbackClient&)>;
@@ -80,9 +82,9 @@ class LoopbackServer : public LoopbackPort {
   ~LoopbackServer();
 
   /// "http://127.0.0.1:" with the port and `path`.
-  std::wstring Address(const std::wstring& path = L"/in") const;
-  /// Ends the server. What each client has sent to it, to the byte, in the order of their coming.
-  const std::vector<std::string>& Requests();
+  std::wstring GetAddress(const std::wstring& path = L"/in") const;
+  /// Ends the server and returns the bytes that each client has sent, in the order of arrival.
+  const std::vector<std::string>& GetRequests();
 
  private:
   void Serve();
@@ -90,13 +92,16 @@ class LoopbackServer : public LoopbackPort {
   Deadline deadline_;
   Script script_;
   std::vector<std::string> requests_;
-  /// Its connection tells the server to end.
+  /// Its connection ends the server.
   LoopbackPort waker_;
   std::thread thread_;
 };
 
-/// An answer with a length, after which the connection ends.
-std::string HttpAnswer(const std::string& status, const std::string& body,
-                       const std::string& headers = {});
-/// The same, with the body in chunks of at most `size` bytes.
-std::string ChunkedHttpAnswer(const std::string& status, const std::string& body, size_t size);
+/// A response with a length, after which the connection ends.
+std::string FormatResponse(const std::string& status, const std::string& body,
+                           const std::string& headers = {});
+/// The same with the body in chunks of at most `size` bytes.
+std::string FormatChunkedResponse(const std::string& status, const std::string& body, size_t size);
+
+/// A script that reads a request and sends `response`.
+LoopbackServer::Script RespondWith(std::string response);

@@ -35,14 +35,14 @@ FileHolder::FileHolder(const std::wstring& mode, const std::wstring& path) {
   process_ = process.hProcess;
   CloseHandle(process.hThread);
 
-  std::string answer;
+  std::string line;
   char character = 0;
   DWORD count = 0;
   while (ReadFile(output, &character, 1, &count, nullptr) && count == 1 && character != '\n') {
-    answer += character;
+    line += character;
   }
   CloseHandle(output);
-  EXPECT_EQ(answer.substr(0, 7), "holding") << answer;
+  EXPECT_EQ(line.substr(0, 7), "holding") << line;
 }
 
 FileHolder::~FileHolder() {

@@ -4,12 +4,12 @@
 
 #include "platform/WindowsHeader.h"
 
-/// A process that holds a file open, so that this one meets it in use: the program `holder.exe`
-/// beside the test. It holds the file from the constructor's end until the destructor.
+/// A process, `holder.exe` beside the test program, that holds a file open from the end of the
+/// constructor until the destructor.
 class FileHolder {
  public:
-  /// `mode` is "write" (for writing, shared with everybody), "read" (for reading, shared with
-  /// everybody) or "unshared" (for both, shared with nobody).
+  /// `mode` is "write" (opened for writing, all sharing allowed), "read" (for reading, all sharing
+  /// allowed) or "unshared" (for both, no sharing).
   FileHolder(const std::wstring& mode, const std::wstring& path);
   ~FileHolder();
   FileHolder(const FileHolder&) = delete;

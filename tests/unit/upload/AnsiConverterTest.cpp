@@ -4,33 +4,35 @@
 
 #include <vector>
 
+#include "tests/unit/upload/SystemCalls.h"
+
 namespace {
 
-TEST(AnsiConverter, OfNullIsNull) {
+TEST(AnsiConverter, NullGivesNull) {
   CAnsiConverter converter;
   EXPECT_EQ(converter.ToAnsi(nullptr), nullptr);
 }
 
-TEST(AnsiConverter, OfAnEmptyTextIsAnEmptyText) {
+TEST(AnsiConverter, FailedConversionGivesNull) {
+  SystemCalls calls;
+  calls.failedConversion = L"a";
+  CAnsiConverter converter;
+  EXPECT_EQ(converter.ToAnsi(L"a"), nullptr);
+  EXPECT_STREQ(converter.ToAnsi(L"b"), "b");
+}
+
+TEST(AnsiConverter, GivesTheBytesOfTheCodePageAndItsDefaultForOtherCharacters) {
   CAnsiConverter converter;
   EXPECT_STREQ(converter.ToAnsi(L""), "");
-}
-
-TEST(AnsiConverter, GivesTheBytesOfTheCodePage) {
-  CAnsiConverter converter;
   EXPECT_STREQ(converter.ToAnsi(L"a\u00C4\u00E9\u20AC\r\n\u0101"), "a\xC4\xE9\x80\r\na");
-}
-
-TEST(AnsiConverter, PutsItsDefaultForWhatTheCodePageDoesNotHold) {
-  CAnsiConverter converter;
   EXPECT_STREQ(converter.ToAnsi(L"[\u4E2D]"), "[?]");
 }
 
-TEST(AnsiConverter, WhatItHandedOutStaysValidAsLongAsItLives) {
+TEST(AnsiConverter, ResultsStayValidAsLongAsTheConverter) {
   CAnsiConverter converter;
   std::vector<const char*> texts;
   for (std::size_t i = 0; i < 1000; ++i) {
-    // From texts that fit into a string object to those that do not.
+    // Short texts are stored in the string object, long ones outside.
     texts.push_back(converter.ToAnsi((std::to_wstring(i) + std::wstring(i % 40, L'x')).c_str()));
   }
   for (std::size_t i = 0; i < 1000; ++i) {
@@ -38,7 +40,7 @@ TEST(AnsiConverter, WhatItHandedOutStaysValidAsLongAsItLives) {
   }
 }
 
-TEST(AnsiConverter, ConvertsTheSameTextToAnotherPlaceEachTime) {
+TEST(AnsiConverter, SameTextIsConvertedToAnotherBufferEachTime) {
   CAnsiConverter converter;
   EXPECT_NE(converter.ToAnsi(L"a"), converter.ToAnsi(L"a"));
 }

@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(Base64Encode, GivesTheTestVectorsOfItsStandard) {
+TEST(Base64Encode, MatchesTheTestVectorsOfRfc4648) {
   EXPECT_EQ(Base64Encode("", 0, '\n'), "");
   EXPECT_EQ(Base64Encode("f", 0, '\n'), "Zg==");
   EXPECT_EQ(Base64Encode("fo", 0, '\n'), "Zm8=");
@@ -26,14 +26,14 @@ TEST(Base64Encode, UsesTheStandardAlphabetInItsOrder) {
             "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
 }
 
-TEST(Base64Encode, TakesBytesAsUnsigned) {
+TEST(Base64Encode, BytesAreUnsigned) {
   EXPECT_EQ(Base64Encode("\xFF", 0, '\n'), "/w==");
   EXPECT_EQ(Base64Encode("\xFF\xFE", 0, '\n'), "//4=");
   EXPECT_EQ(Base64Encode("\x80\x81\x82", 0, '\n'), "gIGC");
   EXPECT_EQ(Base64Encode(std::string_view("\0", 1), 0, '\n'), "AA==");
 }
 
-TEST(Base64Encode, WithoutALineLengthIsOneLine) {
+TEST(Base64Encode, WithoutALineLengthThereIsOneLine) {
   for (const std::size_t length : {100U, 1000U, 100'000U}) {
     const std::string text = Base64Encode(std::string(length, '\n'), 0, '\n');
     EXPECT_EQ(text.find('\n'), std::string::npos);
@@ -41,13 +41,13 @@ TEST(Base64Encode, WithoutALineLengthIsOneLine) {
   }
 }
 
-TEST(Base64Encode, SeparatesLinesAtEachMultipleOfTheLength) {
+TEST(Base64Encode, SeparatorFollowsEachMultipleOfTheLineLength) {
   EXPECT_EQ(Base64Encode("foobar", 4, '\n'), "Zm9v\nYmFy\n");
   EXPECT_EQ(Base64Encode("foobar", 3, '|'), "Zm9|vYm|Fy");
   EXPECT_EQ(Base64Encode("foobar", 1, ' '), "Z m 9 v Y m F y ");
 }
 
-TEST(Base64Encode, DoesNotCountPaddingForALine) {
+TEST(Base64Encode, PaddingIsNotCounted) {
   EXPECT_EQ(Base64Encode("f", 2, '\n'), "Zg\n==");
   EXPECT_EQ(Base64Encode("fo", 3, '\n'), "Zm8\n=");
   EXPECT_EQ(Base64Encode("f", 3, '\n'), "Zg==");

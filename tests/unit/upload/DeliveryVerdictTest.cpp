@@ -6,8 +6,8 @@ namespace {
 
 using enum DeliveryVerdict;
 
-TEST(JudgeDelivery, TakesTheStatusCodeWhenTheBodyBeginsWithNoDigit) {
-  for (const char* body : {"", "OK", "thanks 200", "-200", "+200", "\xB2"}) {
+TEST(JudgeDelivery, StatusCodeDecidesWhenTheBodyBeginsWithNoDigit) {
+  for (const char* body : {"", "OK", "thanks 200", " 200", " 404", "-200", "+200", "\xB2"}) {
     EXPECT_EQ(JudgeDelivery(200, body), Delivered) << body;
     for (const unsigned long code : {0UL, 100UL, 199UL, 201UL, 204UL, 302UL, 404UL, 500UL}) {
       EXPECT_EQ(JudgeDelivery(code, body), RefusedByStatus) << code << body;
@@ -16,28 +16,19 @@ TEST(JudgeDelivery, TakesTheStatusCodeWhenTheBodyBeginsWithNoDigit) {
   }
 }
 
-TEST(JudgeDelivery, TakesTheNumberAtTheBodysStartWhateverTheStatus) {
+TEST(JudgeDelivery, NumberAtTheStartOfTheBodyDecidesWhateverTheStatus) {
   for (const unsigned long code : {200UL, 302UL, 404UL, 500UL}) {
     for (const char* body : {"200", "200abc", "200 OK", "0200", "200\n", "200.5"}) {
       EXPECT_EQ(JudgeDelivery(code, body), Delivered) << code << body;
     }
-    for (const char* body : {"1", "0", "404", "2000", "20", "201", "2 00"}) {
+    for (const char* body : {"1", "0", "404", "2000", "20", "201", "2 00", "4294967496"}) {
       EXPECT_EQ(JudgeDelivery(code, body), RefusedByBody) << code << body;
     }
   }
   EXPECT_EQ(JudgeDelivery(std::nullopt, "200"), Delivered);
 }
 
-TEST(JudgeDelivery, ABlankIsNoDigit) {
-  EXPECT_EQ(JudgeDelivery(200, " 404"), Delivered);
-  EXPECT_EQ(JudgeDelivery(500, " 200"), RefusedByStatus);
-}
-
-TEST(JudgeDelivery, ReadsTheNumberAsTheCRunTimeDoes) {
-  EXPECT_EQ(JudgeDelivery(200, "4294967496"), RefusedByBody) << "200 beyond 32 bits is not 200";
-}
-
-TEST(IsJudgedByBody, WhenItBeginsWithAnAsciiDigit) {
+TEST(IsJudgedByBody, OnlyWhenItBeginsWithAnAsciiDigit) {
   EXPECT_TRUE(IsJudgedByBody("0"));
   EXPECT_TRUE(IsJudgedByBody("9x"));
   EXPECT_FALSE(IsJudgedByBody(""));

@@ -6,7 +6,7 @@
 
 namespace {
 
-std::string PayloadOf(const std::string& bytes) {
+std::string ReadPayload(const std::string& bytes) {
   const CStream stream(std::tmpfile());
   EXPECT_TRUE(stream);
   std::fwrite(bytes.data(), 1, bytes.size(), stream.Get());
@@ -14,24 +14,25 @@ std::string PayloadOf(const std::string& bytes) {
   return ReadReportPayload(stream.Get());
 }
 
-TEST(ReportPayload, DoublesTheLastCharacter) {
-  EXPECT_EQ(PayloadOf("X"), "XX");
-  EXPECT_EQ(PayloadOf("<a/>\n"), "<a/>\n\n");
+// Compatibility 35.
+TEST(ReportPayload, LastCharacterIsDoubled) {
+  EXPECT_EQ(ReadPayload("X"), "XX");
+  EXPECT_EQ(ReadPayload("<a/>\n"), "<a/>\n\n");
 }
 
-TEST(ReportPayload, OfAnEmptyFileIsOneNulByte) {
-  EXPECT_EQ(PayloadOf(""), std::string(1, '\0'));
+TEST(ReportPayload, EmptyFileGivesOneNulByte) {
+  EXPECT_EQ(ReadPayload(""), std::string(1, '\0'));
 }
 
-TEST(ReportPayload, OfNoFileIsNothing) {
+TEST(ReportPayload, MissingFileGivesNothing) {
   EXPECT_EQ(ReadReportPayload(nullptr), "");
 }
 
-TEST(ReportPayload, IsWholeWhateverItsLength) {
+TEST(ReportPayload, FileOfAnyLengthIsReadWhole) {
   for (const size_t length : {65'535U, 65'536U, 65'537U, 1'000'000U}) {
     std::string bytes(length, 'a');
     bytes.back() = 'z';
-    EXPECT_EQ(PayloadOf(bytes), bytes + "z") << length;
+    EXPECT_EQ(ReadPayload(bytes), bytes + "z") << length;
   }
 }
 

@@ -4,22 +4,33 @@
 
 #include <optional>
 #include <regex>
+#include <utility>
 
 #include "platform/Handles.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/LoopbackServer.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestProcess.h"
+#include "tests/unit/upload/OpenHandles.h"
+#include "tests/unit/upload/SystemCalls.h"
 #include "upload/Base64.h"
+
+extern "C" void* __imp_CoCreateGuid;
+extern "C" void* __imp_UuidToStringA;
 
 namespace {
 
-void Confirm(LoopbackClient& client) {
-  client.ReadRequest();
-  client.Send(HttpAnswer("200 OK", "thanks"));
+HRESULT WINAPI FailGuid(GUID*) {
+  return E_FAIL;
 }
 
-/// An open store whose report holds the given bytes.
+RPC_STATUS RPC_ENTRY FailGuidText(const UUID*, RPC_CSTR*) {
+  return RPC_S_OUT_OF_MEMORY;
+}
+
+const std::string Confirmation = FormatResponse("200 OK", "thanks");
+
+/// An open store with a report of the given bytes.
 struct Fixture {
   explicit Fixture(const std::string& bytes) {
     WriteBytes(report, bytes);
@@ -41,13 +52,13 @@ struct Fixture {
   CReportStore store{commands, fileTypes, clock};
 };
 
-/// The values of the form's two fields, when the body is exactly that form.
+/// The values of the form's two fields.
 struct Form {
   std::string id;
   std::string report;
 };
 
-std::optional<Form> FormOf(const std::string& request) {
+std::optional<Form> ParseForm(const std::string& request) {
   const std::string start =
       "--AaB03x5fs1045fcc7\r\nContent-disposition: form-data; name=\"Id\"\r\n\r\n";
   const std::string middle =
@@ -63,48 +74,41 @@ std::optional<Form> FormOf(const std::string& request) {
               body.substr(reportStart, body.size() - end.size() - reportStart)};
 }
 
-/// Uploads the fixture's report to a server that confirms it. The form that arrived.
+/// Uploads the fixture's report to a server that confirms it, and returns the received form.
 std::optional<Form> Upload(Fixture& f) {
-  LoopbackServer server(Confirm);
-  EXPECT_EQ(UploadReport(f.store, server.Address()), 1);
-  const auto& requests = server.Requests();
+  LoopbackServer server(RespondWith(Confirmation));
+  EXPECT_EQ(UploadReport(f.store, server.GetAddress()), 1);
+  const auto& requests = server.GetRequests();
   EXPECT_EQ(requests.size(), 1U);
-  const std::optional<Form> form = requests.empty() ? std::nullopt : FormOf(requests[0]);
+  const std::optional<Form> form = requests.empty() ? std::nullopt : ParseForm(requests[0]);
   EXPECT_TRUE(form) << testing::PrintToString(requests);
   return form;
 }
 
-std::string ReportFieldOf(const std::string& bytes) {
+std::string UploadBytes(const std::string& bytes) {
   Fixture f(bytes);
   const std::optional<Form> form = Upload(f);
   return form ? form->report : "no form";
 }
 
-TEST(UploadReportPayload, DoublesTheLastCharacter) {
-  EXPECT_EQ(ReportFieldOf("X"), "WFg=");
-  EXPECT_EQ(ReportFieldOf("<a/>\n"), "PGEvPgoK");
+// Compatibility 35: the last byte is doubled, an empty report is one NUL byte.
+TEST(UploadReportPayload, IsTheFileReadInTextModeWithItsLastByteDoubled) {
+  const struct {
+    std::string bytes;
+    const char* field;
+  } cases[] = {{"X", "WFg="},
+               {"<a/>\n", "PGEvPgoK"},
+               {"<a/>\r\n", "PGEvPgoK"},
+               {"a\r\nb\rc\n", "YQpiDWMKCg=="},
+               {"ab\x1A"
+                "cd",
+                "YWJi"},
+               {"", "AA=="},
+               {"\xC3\xA4\x80\xFF", "w6SA//8="}};
+  for (const auto& [bytes, field] : cases) EXPECT_EQ(UploadBytes(bytes), field);
 }
 
-TEST(UploadReportPayload, HasLineFeedsForCrLf) {
-  EXPECT_EQ(ReportFieldOf("<a/>\r\n"), "PGEvPgoK");
-  EXPECT_EQ(ReportFieldOf("a\r\nb\rc\n"), "YQpiDWMKCg==") << "a lone CR stays";
-}
-
-TEST(UploadReportPayload, EndsAtTheEndOfFileCharacter) {
-  EXPECT_EQ(ReportFieldOf("ab\x1A"
-                          "cd"),
-            "YWJi");
-}
-
-TEST(UploadReportPayload, OfAnEmptyFileIsOneNulByte) {
-  EXPECT_EQ(ReportFieldOf(""), "AA==");
-}
-
-TEST(UploadReportPayload, IsInTheFilesBytesAndNotConverted) {
-  EXPECT_EQ(ReportFieldOf("\xC3\xA4\x80\xFF"), "w6SA//8=");
-}
-
-TEST(UploadReportPayload, OfAMissingFileIsEmptyAndIsSentAllTheSame) {
+TEST(UploadReportPayload, MissingFileIsSentAsAnEmptyField) {
   Fixture f("<a/>");
   f.store.CloseReport();
   ASSERT_TRUE(f.store.DeleteReport());
@@ -114,33 +118,26 @@ TEST(UploadReportPayload, OfAMissingFileIsEmptyAndIsSentAllTheSame) {
   EXPECT_FALSE(Exists(f.report)) << "it is not made";
 }
 
-TEST(UploadReportPayload, IsReadFromAFileThatAnotherProcessWrites) {
-  Fixture f("X");
-  f.store.CloseReport();
-  const FileHolder holder(L"write", f.report);
-  const std::optional<Form> form = Upload(f);
-  ASSERT_TRUE(form);
-  EXPECT_EQ(form->report, "WFg=");
+TEST(UploadReportPayload, HeldFileIsReadIfItsHolderSharesItElseSentAsAnEmptyField) {
+  for (const auto& [mode, field] : {std::pair(L"write", "WFg="), {L"unshared", ""}}) {
+    Fixture f("X");
+    f.store.CloseReport();
+    const FileHolder holder(mode, f.report);
+    const std::optional<Form> form = Upload(f);
+    ASSERT_TRUE(form);
+    EXPECT_EQ(form->report, field);
+  }
 }
 
-TEST(UploadReportPayload, OfAFileThatAnotherProcessHoldsForItselfIsEmpty) {
-  Fixture f("X");
-  f.store.CloseReport();
-  const FileHolder holder(L"unshared", f.report);
-  const std::optional<Form> form = Upload(f);
-  ASSERT_TRUE(form);
-  EXPECT_EQ(form->report, "");
-}
-
-TEST(UploadReportPayload, OfAnyLengthIsOneLine) {
+TEST(UploadReportPayload, ReportOfAnyLengthIsOneLine) {
   for (const std::size_t length : {50U, 57U, 58U, 77U, 1000U}) {
-    const std::string field = ReportFieldOf(std::string(length, 'x'));
+    const std::string field = UploadBytes(std::string(length, 'x'));
     EXPECT_EQ(field.size(), (length + 1 + 2) / 3 * 4);
     EXPECT_EQ(field.find_first_of("\r\n"), std::string::npos);
   }
 }
 
-TEST(UploadReportPayload, OfAFewMegabytesArrivesWhole) {
+TEST(UploadReportPayload, ReportOfMegabytesArrivesWhole) {
   std::string bytes;
   std::string payload;
   for (int line = 0; payload.size() < 4'000'000; ++line) {
@@ -148,12 +145,13 @@ TEST(UploadReportPayload, OfAFewMegabytesArrivesWhole) {
     bytes += text + "\r\n";
     payload += text + "\n";
   }
-  const std::string field = ReportFieldOf(bytes);
+  const std::string field = UploadBytes(bytes);
   EXPECT_TRUE(field == Base64Encode(payload + "\n", 0, '\0')) << field.size();
   EXPECT_EQ(field.find_first_of("\r\n"), std::string::npos);
 }
 
-TEST(UploadReportId, IsAFreshGuidForEachUpload) {
+// Compatibility 36.
+TEST(UploadReportId, IsANewGuidForEachUpload) {
   const std::regex guid("[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}");
   Fixture f("X");
   const std::optional<Form> first = Upload(f);
@@ -163,74 +161,68 @@ TEST(UploadReportId, IsAFreshGuidForEachUpload) {
   EXPECT_TRUE(std::regex_match(second->id, guid)) << second->id;
   EXPECT_NE(first->id, second->id);
   for (const std::string& id : {first->id, second->id}) {
-    EXPECT_NE(id, "01234567-89ab-cdef-0123-456789abcdef") << "that is the installation's";
+    EXPECT_NE(id, "01234567-89ab-cdef-0123-456789abcdef") << "the installation's";
   }
 }
 
-TEST(UploadReport, GoesToTheAddressAsItStands) {
-  Fixture f("X");
-  LoopbackServer server(Confirm);
-  EXPECT_EQ(UploadReport(f.store, server.Address(L"/a/b.php?c=d&e=%20f")), 1);
-  ASSERT_EQ(server.Requests().size(), 1U);
-  EXPECT_TRUE(server.Requests()[0].starts_with("POST /a/b.php?c=d&e=%20f HTTP/1.1\r\n"))
-      << server.Requests()[0];
-}
-
-TEST(UploadReport, IsZeroWhenTheServerRefuses) {
-  for (const char* status : {"404 Not Found", "500 Internal Server Error", "204 No Content"}) {
+TEST(UploadReportId, WithoutAGuidNothingIsSent) {
+  const auto fail = [](const char* name, void*& entry, void* replacement) {
+    const ReplacedImport failing(entry, replacement);
+    SystemCalls calls;
     Fixture f("X");
-    LoopbackServer server([&](LoopbackClient& client) {
-      client.ReadRequest();
-      client.Send(HttpAnswer(status, ""));
-    });
-    EXPECT_EQ(UploadReport(f.store, server.Address()), 0) << status;
-    EXPECT_EQ(server.Requests().size(), 1U) << "there is no second attempt";
-  }
+    LoopbackServer server(RespondWith(Confirmation));
+    EXPECT_EQ(UploadReport(f.store, server.GetAddress()), 0) << name;
+    EXPECT_TRUE(server.GetRequests().empty()) << name;
+    EXPECT_TRUE(calls.sessions.empty()) << name;
+    EXPECT_TRUE(f.IsReportFree()) << name;
+  };
+  fail("no GUID", __imp_CoCreateGuid, reinterpret_cast<void*>(&FailGuid));
+  fail("no text", __imp_UuidToStringA, reinterpret_cast<void*>(&FailGuidText));
 }
 
-TEST(UploadReport, IsZeroWithoutAServer) {
+TEST(UploadReport, AddressIsUsedVerbatim) {
+  Fixture f("X");
+  LoopbackServer server(RespondWith(Confirmation));
+  EXPECT_EQ(UploadReport(f.store, server.GetAddress(L"/a/b.php?c=d&e=%20f")), 1);
+  ASSERT_EQ(server.GetRequests().size(), 1U);
+  EXPECT_TRUE(server.GetRequests()[0].starts_with("POST /a/b.php?c=d&e=%20f HTTP/1.1\r\n"))
+      << server.GetRequests()[0];
+}
+
+TEST(UploadReport, FailsWithoutAServerOrAValidAddress) {
   const Deadline deadline;
   Fixture f("X");
   const LoopbackPort port;
-  EXPECT_EQ(UploadReport(f.store, L"http://127.0.0.1:" + std::to_wstring(port.Number()) + L"/"), 0);
-}
-
-TEST(UploadReport, IsZeroForAddressesThatAreNone) {
-  const Deadline deadline;
-  Fixture f("X");
   for (const std::wstring& address :
-       {std::wstring(), std::wstring(L"http://"), std::wstring(L"/"), std::wstring(L":"),
+       {L"http://127.0.0.1:" + std::to_wstring(port.GetNumber()) + L"/", std::wstring(),
+        std::wstring(L"http://"), std::wstring(L"/"), std::wstring(L":"),
         std::wstring(L"http://h/") + std::wstring(100'000, L'x'), std::wstring(100'000, L'x')}) {
     EXPECT_EQ(UploadReport(f.store, address), 0) << address.size();
   }
 }
 
-TEST(UploadReport, LetsGoOfTheReportBeforeItIsSent) {
-  Fixture f("X");
-  bool isFree = false;
-  LoopbackServer server([&](LoopbackClient& client) {
-    client.ReadRequest();
-    isFree = f.IsReportFree();
-    client.Send(HttpAnswer("200 OK", "thanks"));
-  });
-  EXPECT_FALSE(f.IsReportFree());
-  EXPECT_EQ(UploadReport(f.store, server.Address()), 1);
-  server.Requests();
-  EXPECT_TRUE(isFree);
-}
-
-TEST(UploadReport, LetsGoOfTheReportForGood) {
-  for (const char* status : {"200 OK", "404 Not Found"}) {
+// Compatibility 38: the report stays closed.
+TEST(UploadReport, ReportIsClosedBeforeItIsSentAndStaysClosed) {
+  const struct {
+    const char* status;
+    int result;
+  } cases[] = {{"200 OK", 1}, {"404 Not Found", 0}, {"500 Error", 0}, {"204 No Content", 0}};
+  for (const auto& [status, result] : cases) {
     Fixture f("<PeltoRpt/>");
-    LoopbackServer server([&](LoopbackClient& client) {
+    EXPECT_FALSE(f.IsReportFree());
+    bool wasFree = false;
+    LoopbackServer server([&, response = FormatResponse(status, "")](LoopbackClient& client) {
       client.ReadRequest();
-      client.Send(HttpAnswer(status, ""));
+      wasFree = f.IsReportFree();
+      client.Send(response);
     });
-    UploadReport(f.store, server.Address());
+    EXPECT_EQ(UploadReport(f.store, server.GetAddress()), result) << status;
+    EXPECT_EQ(server.GetRequests().size(), 1U) << "there is no second attempt";
+    EXPECT_TRUE(wasFree) << status;
     EXPECT_TRUE(f.IsReportFree()) << status;
     EXPECT_FALSE(f.store.Load()) << status;
     EXPECT_FALSE(f.store.Save()) << status;
-    EXPECT_EQ(ReadBytes(f.report), "<PeltoRpt/>") << "what becomes of it is the caller's matter";
+    EXPECT_EQ(ReadBytes(f.report), "<PeltoRpt/>") << "the caller deletes it";
   }
 }
 

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "tests/support/Deadline.h"
+#include "tests/unit/upload/OpenHandles.h"
 
 namespace {
 
@@ -17,21 +18,7 @@ using namespace std::chrono_literals;
 
 using Log = std::vector<std::wstring>;
 
-/// How many handles this process has open. The system's own count is always 0 under Wine.
-int CountHandles() {
-  int count = 0;
-  // Numbers are given from the lowest free one on.
-  for (std::uintptr_t number = 4, last = 0; number < last + 0x4000; number += 4) {
-    DWORD flags;
-    if (GetHandleInformation(reinterpret_cast<HANDLE>(number), &flags)) {
-      ++count;
-      last = number;
-    }
-  }
-  return count;
-}
-
-TEST(UploadNotifier, StartsPendingWithNothingTold) {
+TEST(UploadNotifier, StartsWithoutMessagesPercentAndCancellation) {
   CUploadNotifier notifier;
   EXPECT_EQ(notifier.GetPercent(), 0);
   EXPECT_EQ(notifier.GetLog(), Log{});
@@ -44,13 +31,13 @@ TEST(UploadNotifier, ZeroMeansSuccess) {
   EXPECT_EQ(CUploadNotifier::Pending, -1);
 }
 
-TEST(UploadNotifier, DestructionLeavesItsThreeEventsOpen) {
+TEST(UploadNotifier, ThreeEventsStayOpenAfterItsDestruction) {
   const int before = CountHandles();
   { const CUploadNotifier notifier; }
   EXPECT_EQ(CountHandles() - before, 3);
 }
 
-TEST(UploadNotifierStatus, IsKeptInTheOrderOfItsMessages) {
+TEST(UploadNotifierStatus, MessagesKeepTheirOrder) {
   CUploadNotifier notifier;
   notifier.AddStatus(L"b", 0, true);
   notifier.AddStatus(L"a", 10, true);
@@ -59,40 +46,28 @@ TEST(UploadNotifierStatus, IsKeptInTheOrderOfItsMessages) {
   EXPECT_EQ(notifier.GetLog(), (Log{L"b", L"a", L"", L"b"}));
 }
 
-TEST(UploadNotifierPercent, RelativeIsAddedAndStopsAtOneHundred) {
+TEST(UploadNotifierPercent, RelativeIsAddedUpTo100AndAbsoluteIsStoredAsGiven) {
+  const struct {
+    int percent;
+    bool isRelative;
+    int result;
+  } steps[] = {{30, true, 30},    {69, true, 99},    {1, true, 100},
+               {1, true, 100},    {1000, true, 100}, {-40, true, 60},
+               {1, false, 1},     {100, false, 100}, {0, false, 0},
+               {101, false, 101}, {-5, false, -5},   {1'000'000, false, 1'000'000}};
   CUploadNotifier notifier;
-  notifier.AddStatus(L"m", 30, true);
-  EXPECT_EQ(notifier.GetPercent(), 30);
-  notifier.SetPercent(69, true);
-  EXPECT_EQ(notifier.GetPercent(), 99);
-  notifier.SetPercent(1, true);
-  EXPECT_EQ(notifier.GetPercent(), 100);
-  notifier.SetPercent(1, true);
-  EXPECT_EQ(notifier.GetPercent(), 100);
-  notifier.AddStatus(L"m", 1000, true);
-  EXPECT_EQ(notifier.GetPercent(), 100);
-  notifier.SetPercent(-40, true);
-  EXPECT_EQ(notifier.GetPercent(), 60);
-}
-
-TEST(UploadNotifierPercent, AbsoluteIsStoredAsGiven) {
-  CUploadNotifier notifier;
-  for (const int percent : {1, 100, 0, 101, -5, 1'000'000}) {
-    notifier.SetPercent(percent, false);
-    EXPECT_EQ(notifier.GetPercent(), percent);
-    notifier.AddStatus(L"m", percent + 1, false);
-    EXPECT_EQ(notifier.GetPercent(), percent + 1);
+  CUploadNotifier withMessages;
+  for (const auto& [percent, isRelative, result] : steps) {
+    notifier.SetPercent(percent, isRelative);
+    EXPECT_EQ(notifier.GetPercent(), result);
+    withMessages.AddStatus(L"m", percent, isRelative);
+    EXPECT_EQ(withMessages.GetPercent(), result);
   }
-}
-
-TEST(UploadNotifierPercent, WithoutAMessageLogsNone) {
-  CUploadNotifier notifier;
-  notifier.SetPercent(50, false);
-  notifier.SetPercent(50, true);
   EXPECT_EQ(notifier.GetLog(), Log{});
+  EXPECT_EQ(withMessages.GetLog(), Log(std::size(steps), L"m"));
 }
 
-TEST(UploadNotifierCancel, StaysRequestedHoweverOftenOneAsks) {
+TEST(UploadNotifierCancel, RequestPersists) {
   CUploadNotifier notifier;
   notifier.RequestCancel();
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(notifier.CancelRequested());
@@ -109,7 +84,7 @@ TEST(UploadNotifierCancel, IsNotCompletion) {
   EXPECT_TRUE(notifier.CancelRequested());
 }
 
-TEST(UploadNotifierClear, TakesBackWhatWasTold) {
+TEST(UploadNotifierClear, ResetsEverything) {
   const Deadline deadline;
   CUploadNotifier notifier;
   notifier.AddStatus(L"m", 40, false);
@@ -120,12 +95,12 @@ TEST(UploadNotifierClear, TakesBackWhatWasTold) {
   EXPECT_EQ(notifier.GetLog(), Log{});
   EXPECT_FALSE(notifier.CancelRequested());
   auto result = std::async(std::launch::async, [&] { return notifier.AwaitResult(); });
-  EXPECT_EQ(result.wait_for(100ms), std::future_status::timeout) << "completion was taken back";
+  EXPECT_EQ(result.wait_for(100ms), std::future_status::timeout) << "completion was not reset";
   notifier.Complete(CUploadNotifier::Failed);
   EXPECT_EQ(result.get(), CUploadNotifier::Failed);
 }
 
-TEST(UploadNotifierResult, IsTheStatusThatCompletionGave) {
+TEST(UploadNotifierResult, IsTheStatusOfTheCompletion) {
   const Deadline deadline;
   for (const int status : {0, 1, -1, 7}) {
     CUploadNotifier notifier;
@@ -143,7 +118,7 @@ TEST(UploadNotifierResult, IsWaitedForUntilAnotherThreadCompletes) {
   EXPECT_EQ(result.get(), CUploadNotifier::Succeeded);
 }
 
-TEST(UploadNotifierResult, IsTakenByOneWait) {
+TEST(UploadNotifierResult, ReleasesOneWait) {
   const Deadline deadline;
   CUploadNotifier notifier;
   std::atomic<int> taken = 0;
@@ -165,14 +140,14 @@ TEST(UploadNotifierResult, IsTakenByOneWait) {
 
 TEST(UploadNotifierStress, StatusesFromTwoThreadsAllArriveInEachThreadsOrder) {
   CUploadNotifier notifier;
-  const auto tell = [&](wchar_t who) {
+  const auto report = [&](wchar_t thread) {
     for (int i = 0; i < 5000; ++i) {
-      notifier.AddStatus(who + std::to_wstring(i), 0, true);
+      notifier.AddStatus(thread + std::to_wstring(i), 0, true);
       notifier.SetPercent(1, true);
     }
   };
-  std::thread other([&] { tell(L'b'); });
-  tell(L'a');
+  std::thread other([&] { report(L'b'); });
+  report(L'a');
   other.join();
   int next[2] = {};
   for (const std::wstring& message : notifier.GetLog()) {
@@ -183,11 +158,11 @@ TEST(UploadNotifierStress, StatusesFromTwoThreadsAllArriveInEachThreadsOrder) {
   EXPECT_EQ(notifier.GetPercent(), 100);
 }
 
-/// A notifier and what stands for its sender, in memory that is gone when they are: whoever uses
-/// them later crashes.
+/// A notifier and the pointer of its sender, in memory that is unmapped with them, so that a later
+/// use crashes.
 class Delivery {
  public:
-  Delivery() : place_(new (Memory()) Place) {}
+  Delivery() : place_(new (AllocateMemory()) Place) {}
   ~Delivery() {
     place_->~Place();
     VirtualFree(place_, 0, MEM_RELEASE);
@@ -195,11 +170,11 @@ class Delivery {
   Delivery(const Delivery&) = delete;
   Delivery& operator=(const Delivery&) = delete;
 
-  CUploadNotifier& Notifier() { return place_->notifier; }
-  /// What a sender's thread does in the end.
+  CUploadNotifier& GetNotifier() { return place_->notifier; }
+  /// The last calls of a sender's thread.
   void Complete(int status) {
     CUploadNotifier* const notifier = place_->sendersNotifier;
-    notifier->AddStatus(L"told", 100, false);
+    notifier->AddStatus(L"message", 100, false);
     notifier->Complete(status);
   }
 
@@ -209,7 +184,7 @@ class Delivery {
     CUploadNotifier* sendersNotifier = &notifier;
   };
 
-  static void* Memory() {
+  static void* AllocateMemory() {
     void* const memory =
         VirtualAlloc(nullptr, sizeof(Place), MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
     if (memory == nullptr) throw std::bad_alloc();
@@ -219,7 +194,7 @@ class Delivery {
   Place* place_;
 };
 
-TEST(UploadNotifierStress, BothMayBeDestroyedAsSoonAsTheWaitIsOver) {
+TEST(UploadNotifierStress, MemoryMayBeFreedAsSoonAsTheWaitReturns) {
   const Deadline deadline;
   constexpr int Count = 10'000;
   std::atomic<Delivery*> handedOver = nullptr;
@@ -234,7 +209,7 @@ TEST(UploadNotifierStress, BothMayBeDestroyedAsSoonAsTheWaitIsOver) {
   for (int i = 0; i < Count; ++i) {
     const auto delivery = std::make_unique<Delivery>();
     handedOver = delivery.get();
-    right += delivery->Notifier().AwaitResult() == i ? 1 : 0;
+    right += delivery->GetNotifier().AwaitResult() == i ? 1 : 0;
   }
   sending.join();
   EXPECT_EQ(right, Count);
