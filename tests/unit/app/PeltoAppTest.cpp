@@ -9,10 +9,10 @@
 
 namespace {
 
-/// The application in this process. The test program's own command line asks for no run.
+/// The application in this process. The test program's own command line is refused.
 class PeltoApp : public testing::Test {
  protected:
-  // Also before a test: a test program that was ended in the middle leaves its libraries there.
+  // Also before a test: an aborted test program leaves its libraries behind.
   void SetUp() override { DeleteLibraries(); }
   void TearDown() override {
     DeleteLibraries();
@@ -24,8 +24,8 @@ class PeltoApp : public testing::Test {
   void DeleteLibraries() const {
     for (const std::wstring& file : {library_, texts_, calls_}) DeleteFileW(file.c_str());
   }
-  void PutLibrary() const { CopyLibrary(L"localizer.dll", library_); }
-  void PutTexts() const { CopyLibrary(L"localized_texts.dll", texts_); }
+  void CopyLocalizer() const { CopyLibrary(L"localizer.dll", library_); }
+  void CopyTexts() const { CopyLibrary(L"localized_texts.dll", texts_); }
 
   /// What `AfxWinMain` does before `InitInstance`.
   void Prepare() {
@@ -53,58 +53,41 @@ TEST_F(PeltoApp, ExitsWithZeroWhenTheCommandLineIsRefused) {
   EXPECT_EQ(AfxWinMain(instance_), 0);
 }
 
-TEST_F(PeltoApp, TakesItsOwnResourcesWithoutALibrary) {
-  Prepare();
-  app_.InitInstance();
-  EXPECT_EQ(AfxGetResourceHandle(), instance_);
-}
-
-TEST_F(PeltoApp, TakesItsOwnResourcesWhenTheLibraryLacksTheExport) {
-  CopyLibrary(L"localizer_without_export.dll", library_);
-  Prepare();
-  app_.InitInstance();
-  EXPECT_EQ(AfxGetResourceHandle(), instance_);
-}
-
-TEST_F(PeltoApp, TakesItsOwnResourcesWhenTheLibraryReturnsNone) {
-  PutLibrary();
-  Prepare();
-  app_.InitInstance();
-  EXPECT_TRUE(Exists(calls_)) << "not called";
-  EXPECT_EQ(AfxGetResourceHandle(), instance_);
-}
-
-TEST_F(PeltoApp, TakesTheResourcesThatTheLibraryBesideItReturns) {
-  PutLibrary();
-  PutTexts();
-  Prepare();
-  app_.InitInstance();
-  EXPECT_EQ(AfxGetResourceHandle(), GetModuleHandleW(texts_.c_str()));
-  EXPECT_EQ(TextOf(AfxGetResourceHandle(), LocalizedText), L"A localized text");
-  app_.ExitInstance();
-}
-
-TEST_F(PeltoApp, GivesTheLibraryItsOwnModule) {
-  PutLibrary();
-  Prepare();
-  app_.InitInstance();
+TEST_F(PeltoApp, TakesItsOwnResourcesUnlessALibraryReturnsAModule) {
+  for (const wchar_t* const library : {L"", L"localizer_without_export.dll", L"localizer.dll"}) {
+    if (*library != L'\0') CopyLibrary(library, library_);
+    Prepare();
+    app_.InitInstance();
+    EXPECT_EQ(AfxGetResourceHandle(), instance_) << testing::PrintToString(library);
+  }
   EXPECT_EQ(ReadBytes(calls_), std::to_string(reinterpret_cast<DWORD_PTR>(instance_)) + " 0\n");
 }
 
-TEST_F(PeltoApp, ExitInstanceSetsTheResourceModuleBackAndFreesIt) {
-  PutTexts();
+TEST_F(PeltoApp, TakesTheResourcesThatTheLibraryBesideItReturns) {
+  CopyLocalizer();
+  CopyTexts();
+  Prepare();
+  app_.InitInstance();
+  EXPECT_EQ(AfxGetResourceHandle(), GetModuleHandleW(texts_.c_str()));
+  EXPECT_EQ(LoadModuleText(AfxGetResourceHandle(), LocalizedText), L"A localized text");
+  app_.ExitInstance();
+}
+
+TEST_F(PeltoApp, ExitInstanceRestoresTheResourceModuleFreesItAndKeepsTheExitCode) {
+  CopyTexts();
   const HINSTANCE texts = LoadLibraryW(texts_.c_str());
   ASSERT_NE(texts, nullptr) << GetLastError();
   Prepare();
   AfxSetResourceHandle(texts);
-  EXPECT_EQ(app_.ExitInstance(), 0);
+  PostThreadMessageW(GetCurrentThreadId(), WM_QUIT, 42, 0);
+  EXPECT_EQ(app_.Run(), 42);
   EXPECT_EQ(AfxGetResourceHandle(), instance_);
   EXPECT_EQ(GetModuleHandleW(texts_.c_str()), nullptr);
 }
 
 TEST_F(PeltoApp, ExitInstanceFreesNothingWhenTheResourcesAreItsOwn) {
-  // A module that can be watched stands for the program's own.
-  PutTexts();
+  // In the place of the program's own module, which cannot be unloaded.
+  CopyTexts();
   const HINSTANCE own = LoadLibraryW(texts_.c_str());
   ASSERT_NE(own, nullptr) << GetLastError();
   app_.m_hInstance = own;
@@ -116,22 +99,11 @@ TEST_F(PeltoApp, ExitInstanceFreesNothingWhenTheResourcesAreItsOwn) {
 }
 
 TEST_F(PeltoApp, WholeRunLeavesNoLibraryLoaded) {
-  PutLibrary();
-  PutTexts();
+  CopyLocalizer();
+  CopyTexts();
   EXPECT_EQ(AfxWinMain(instance_), 0);
   EXPECT_EQ(AfxGetResourceHandle(), instance_);
   EXPECT_EQ(GetModuleHandleW(library_.c_str()), nullptr);
-  EXPECT_EQ(GetModuleHandleW(texts_.c_str()), nullptr);
-}
-
-TEST_F(PeltoApp, ExitInstanceKeepsTheExitCode) {
-  PutTexts();
-  const HINSTANCE texts = LoadLibraryW(texts_.c_str());
-  ASSERT_NE(texts, nullptr) << GetLastError();
-  Prepare();
-  AfxSetResourceHandle(texts);
-  PostThreadMessageW(GetCurrentThreadId(), WM_QUIT, 42, 0);
-  EXPECT_EQ(app_.Run(), 42);
   EXPECT_EQ(GetModuleHandleW(texts_.c_str()), nullptr);
 }
 

@@ -27,7 +27,7 @@ TEST(ProgramSteps, HarvestCountsTheLogsOfTheFolderAndDeletesThem) {
   EXPECT_TRUE(Exists(folder / L"b.txt"));
 }
 
-TEST(ProgramSteps, CollectionPutsTheMachinesDescriptionIntoTheStore) {
+TEST(ProgramSteps, CollectionDescribesTheMachineInTheStore) {
   CommandStats commands;
   FileTypeStats fileTypes;
   FakeClock clock;

@@ -12,12 +12,12 @@
 
 namespace {
 
-/// A module handle that nothing is loaded at, with bits in both halves: it is only handed on.
+/// Not a loaded module: the handle is only passed on. It has bits in both halves.
 const HINSTANCE Instance = reinterpret_cast<HINSTANCE>(0x1'2345'0000);
 
 constexpr char OneCall[] = "4886691840 0\n";
 
-/// A folder that a program with localized texts might stand in.
+/// The folder of a program with localized texts.
 class ResourceModule : public testing::Test {
  protected:
   const TempFolder temp_;
@@ -27,89 +27,45 @@ class ResourceModule : public testing::Test {
   const std::wstring calls_ = folder_ + L"\\LangExt.calls";
 };
 
-TEST_F(ResourceModule, IsTheOneThatTheLibraryReturns) {
-  CopyLibrary(L"localizer.dll", library_);
-  CopyLibrary(L"localized_texts.dll", texts_);
-  const std::optional<HINSTANCE> module = LoadResourceModule(folder_, Instance);
-  ASSERT_NE(module, std::nullopt);
-  const CLibraryHandle owner(*module);
-  EXPECT_EQ(*module, GetModuleHandleW(texts_.c_str()));
-  EXPECT_EQ(TextOf(*module, LocalizedText), L"A localized text");
-}
-
-TEST_F(ResourceModule, StaysLoadedWhileTheLibraryIsFreedAtOnce) {
+TEST_F(ResourceModule, IsWhatTheLibraryReturnsAndStaysLoadedWhenTheLibraryIsFreed) {
   CopyLibrary(L"localizer.dll", library_);
   CopyLibrary(L"localized_texts.dll", texts_);
   const std::optional<HINSTANCE> module = LoadResourceModule(folder_, Instance);
   ASSERT_NE(module, std::nullopt);
   CLibraryHandle owner(*module);
+  EXPECT_EQ(*module, GetModuleHandleW(texts_.c_str()));
+  EXPECT_EQ(LoadModuleText(*module, LocalizedText), L"A localized text");
+  EXPECT_EQ(ReadBytes(calls_), OneCall);
   EXPECT_EQ(GetModuleHandleW(library_.c_str()), nullptr);
-  EXPECT_NE(GetModuleHandleW(texts_.c_str()), nullptr);
   owner.Reset();
   EXPECT_EQ(GetModuleHandleW(texts_.c_str()), nullptr) << "loaded more than once";
-}
-
-TEST_F(ResourceModule, LibraryIsCalledOnceWithTheInstanceAndZero) {
-  CopyLibrary(L"localizer.dll", library_);
-  CopyLibrary(L"localized_texts.dll", texts_);
-  const CLibraryHandle owner(LoadResourceModule(folder_, Instance).value_or(nullptr));
-  EXPECT_EQ(ReadBytes(calls_), OneCall);
 }
 
 TEST_F(ResourceModule, IsTheInstanceWhenTheLibraryReturnsNone) {
   CopyLibrary(L"localizer.dll", library_);
   EXPECT_EQ(LoadResourceModule(folder_, Instance), Instance);
   EXPECT_EQ(ReadBytes(calls_), OneCall);
-}
-
-TEST_F(ResourceModule, LibraryThatReturnsNoneIsFreed) {
-  CopyLibrary(L"localizer.dll", library_);
-  LoadResourceModule(folder_, Instance);
   EXPECT_EQ(GetModuleHandleW(library_.c_str()), nullptr);
 }
 
-TEST_F(ResourceModule, IsNoneWithoutTheExport) {
-  CopyLibrary(L"localizer_without_export.dll", library_);
+TEST_F(ResourceModule, LibraryWithoutTheExportGivesNoneAndIsFreed) {
+  for (const wchar_t* const name : {L"localizer_without_export.dll", L"localized_texts.dll"}) {
+    CopyLibrary(name, library_);
+    EXPECT_EQ(LoadResourceModule(folder_, Instance), std::nullopt);
+    EXPECT_EQ(GetModuleHandleW(library_.c_str()), nullptr);
+  }
+}
+
+TEST_F(ResourceModule, FileThatIsNoLibraryGivesNone) {
   EXPECT_EQ(LoadResourceModule(folder_, Instance), std::nullopt);
-}
-
-TEST_F(ResourceModule, LibraryWithoutTheExportIsFreed) {
-  CopyLibrary(L"localizer_without_export.dll", library_);
-  LoadResourceModule(folder_, Instance);
-  EXPECT_EQ(GetModuleHandleW(library_.c_str()), nullptr);
-}
-
-TEST_F(ResourceModule, IsNoneWhenTheLibraryHoldsOnlyResources) {
-  CopyLibrary(L"localized_texts.dll", library_);
-  EXPECT_EQ(LoadResourceModule(folder_, Instance), std::nullopt);
-}
-
-TEST_F(ResourceModule, IsNoneWithoutALibrary) {
-  EXPECT_EQ(LoadResourceModule(folder_, Instance), std::nullopt);
-}
-
-TEST_F(ResourceModule, IsNoneInAMissingFolder) {
   EXPECT_EQ(LoadResourceModule(folder_ + L"\\missing", Instance), std::nullopt);
-}
-
-TEST_F(ResourceModule, IsNoneWhenTheFileIsNoLibrary) {
-  WriteBytes(library_, "This is no library.\r\n");
-  EXPECT_EQ(LoadResourceModule(folder_, Instance), std::nullopt);
-}
-
-TEST_F(ResourceModule, IsNoneWhenTheFileIsEmpty) {
-  WriteBytes(library_, "");
-  EXPECT_EQ(LoadResourceModule(folder_, Instance), std::nullopt);
-}
-
-TEST_F(ResourceModule, IsNoneWhenTheLibraryIsCutOff) {
-  CopyLibrary(L"localizer.dll", library_);
-  const std::string bytes = ReadBytes(library_);
-  WriteBytes(library_, std::string_view(bytes).substr(0, 1024));
-  EXPECT_EQ(LoadResourceModule(folder_, Instance), std::nullopt);
-}
-
-TEST_F(ResourceModule, IsNoneWhenAFolderHasTheName) {
+  const std::string library = ReadBytes(ProgramFolder() + L"\\localizer.dll");
+  for (const std::string& bytes :
+       {std::string("This is no library.\r\n"), std::string(), library.substr(0, 1024)}) {
+    WriteBytes(library_, bytes);
+    EXPECT_EQ(LoadResourceModule(folder_, Instance), std::nullopt);
+  }
+  DeleteFileW(library_.c_str());
   std::filesystem::create_directory(library_);
   EXPECT_EQ(LoadResourceModule(folder_, Instance), std::nullopt);
 }
@@ -127,10 +83,10 @@ TEST_F(ResourceModule, IsFoundInAFolderOutsideTheCodePage) {
   CopyLibrary(L"localizer.dll", folder + L"\\LangExt.dll");
   CopyLibrary(L"localized_texts.dll", folder + L"\\Texts.dll");
   const CLibraryHandle owner(LoadResourceModule(folder, Instance).value_or(nullptr));
-  EXPECT_EQ(TextOf(owner.Get(), LocalizedText), L"A localized text");
+  EXPECT_EQ(LoadModuleText(owner.Get(), LocalizedText), L"A localized text");
 }
 
-/// Makes a folder current for as long as it lives.
+/// Makes a folder current until the end of the scope.
 class CurrentFolder {
  public:
   explicit CurrentFolder(const std::filesystem::path& folder) {
@@ -144,7 +100,7 @@ class CurrentFolder {
   std::filesystem::path previous_ = std::filesystem::current_path();
 };
 
-/// Sets the search path for as long as it lives.
+/// Sets the search path until the end of the scope.
 class SearchPath {
  public:
   explicit SearchPath(const std::wstring& path) {
@@ -160,23 +116,21 @@ class SearchPath {
   std::wstring previous_;
 };
 
-TEST_F(ResourceModule, LibraryInTheCurrentFolderIsNotLoaded) {
+TEST_F(ResourceModule, LibraryOfTheCurrentFolderOrTheSearchPathIsNotLoaded) {
   CopyLibrary(L"localizer.dll", library_);
   const TempFolder program;
-  const CurrentFolder current(temp_.Path());
-  // Such a library would be found by its name alone.
-  ASSERT_TRUE(CLibraryHandle(LoadLibraryW(L"LangExt.dll"))) << GetLastError();
-  EXPECT_EQ(LoadResourceModule(program.Path().wstring(), Instance), std::nullopt);
-  EXPECT_FALSE(Exists(calls_));
-}
-
-TEST_F(ResourceModule, LibraryOnTheSearchPathIsNotLoaded) {
-  CopyLibrary(L"localizer.dll", library_);
-  const TempFolder program;
+  const auto expectNotLoaded = [&] {
+    // By its name alone it would be found.
+    ASSERT_TRUE(CLibraryHandle(LoadLibraryW(L"LangExt.dll"))) << GetLastError();
+    EXPECT_EQ(LoadResourceModule(program.Path().wstring(), Instance), std::nullopt);
+    EXPECT_FALSE(Exists(calls_));
+  };
+  {
+    const CurrentFolder current(temp_.Path());
+    expectNotLoaded();
+  }
   const SearchPath path(folder_);
-  ASSERT_TRUE(CLibraryHandle(LoadLibraryW(L"LangExt.dll"))) << GetLastError();
-  EXPECT_EQ(LoadResourceModule(program.Path().wstring(), Instance), std::nullopt);
-  EXPECT_FALSE(Exists(calls_));
+  expectNotLoaded();
 }
 
 TEST_F(ResourceModule, LibraryBesideTheCallersProgramIsNotLoadedForAnotherFolder) {
@@ -187,7 +141,7 @@ TEST_F(ResourceModule, LibraryBesideTheCallersProgramIsNotLoadedForAnotherFolder
   EXPECT_TRUE(DeleteFileW(beside.c_str())) << GetLastError();
 }
 
-TEST_F(ResourceModule, LibraryOfThatNameLoadedFromElsewhereDoesNotAnswer) {
+TEST_F(ResourceModule, LibraryOfThatNameLoadedFromElsewhereIsNotUsed) {
   CopyLibrary(L"localizer.dll", library_);
   const CLibraryHandle other(LoadLibraryW(library_.c_str()));
   ASSERT_TRUE(other) << GetLastError();
@@ -196,7 +150,7 @@ TEST_F(ResourceModule, LibraryOfThatNameLoadedFromElsewhereDoesNotAnswer) {
   EXPECT_FALSE(Exists(calls_));
 }
 
-TEST_F(ResourceModule, LibraryInTheFolderAnswersBeforeOneInTheCurrentFolder) {
+TEST_F(ResourceModule, LibraryInTheFolderIsUsedInsteadOfOneInTheCurrentFolder) {
   CopyLibrary(L"localizer.dll", library_);
   const TempFolder elsewhere;
   CopyLibrary(L"localizer.dll", elsewhere / L"LangExt.dll");
