@@ -2,7 +2,7 @@
 
 namespace {
 
-/// Keeps a window that takes input from doing so.
+/// Disables an enabled window until the end of the scope.
 class CDisabledWindow {
  public:
   explicit CDisabledWindow(HWND window) : window_(::IsWindowEnabled(window) ? window : nullptr) {
@@ -39,12 +39,12 @@ INT_PTR CDialogEx::DoModal() {
     if (m_hWnd != nullptr) {
       RunModalLoop();
     } else if (window != nullptr) {
-      // It could not be attached, so nobody else would destroy it.
+      // It could not be attached, so `DestroyWindow` below does not reach it.
       ::DestroyWindow(window);
     }
   }
   running_ = false;
-  // Only now: the system activates the owner in the dialog's place if the owner takes input.
+  // After the owner is enabled again: the system activates the owner only if it is enabled.
   DestroyWindow();
   return result_;
 }
@@ -52,7 +52,7 @@ INT_PTR CDialogEx::DoModal() {
 void CDialogEx::EndDialog(int result) {
   result_ = result;
   running_ = false;
-  // Wakes the loop that waits for a message.
+  // Wakes the modal loop, which may be waiting for a message.
   PostMessageW(m_hWnd, WM_NULL, 0, 0);
 }
 
@@ -63,7 +63,7 @@ INT_PTR CALLBACK CDialogEx::DialogProcedure(HWND window, UINT message, WPARAM, L
     dialog.SubclassWindow(window);
     return dialog.OnInitDialog();
   } catch (...) {
-    // A half-filled dialog is not shown, and nothing may unwind through the system.
+    // An incomplete dialog is not shown, and no exception may unwind through the system's frames.
     dialog.EndDialog(-1);
     return FALSE;
   }
@@ -71,7 +71,7 @@ INT_PTR CALLBACK CDialogEx::DialogProcedure(HWND window, UINT message, WPARAM, L
 
 void CDialogEx::RunModalLoop() {
   bool shown = false;
-  // Its window may also go without its doing, as with its owner.
+  // The window may also be destroyed from outside, for example together with its owner.
   while (running_ && m_hWnd != nullptr) {
     MSG message = {};
     if (!shown && !PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE)) {
@@ -81,7 +81,7 @@ void CDialogEx::RunModalLoop() {
       continue;
     }
     if (GetMessageW(&message, nullptr, 0, 0) <= 0) {
-      // Whoever runs the thread's outer loop wants to know that it is to quit.
+      // Reposts WM_QUIT for the outer loop.
       PostQuitMessage(static_cast<int>(message.wParam));
       result_ = -1;
       return;
@@ -109,7 +109,7 @@ void CDialogEx::OnCancel() {
 
 void CDialogEx::OnDestroy() {
   CWnd::OnDestroy();
-  // Somebody else destroys the window. Wakes the loop, which may be waiting for a message.
+  // Destroyed from outside: wakes the modal loop, which may be waiting for a message.
   if (running_) PostMessageW(nullptr /* the thread */, WM_NULL, 0, 0);
 }
 

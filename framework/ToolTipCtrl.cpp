@@ -4,8 +4,8 @@
 
 namespace {
 
-/// Describes the whole of `tool`. The first version of the record is the one that every version of
-/// the common controls takes.
+/// Describes the whole of `tool`, in the first version of the structure, which every version of the
+/// common controls accepts.
 TTTOOLINFOW ToolInfo(const CWnd* tool) {
   TTTOOLINFOW info = {};
   info.cbSize = TTTOOLINFOW_V1_SIZE;

@@ -38,7 +38,7 @@ CWinApp* AfxGetApp() {
 }
 
 int AfxWinMain(HINSTANCE instance) {
-  // A damaged library or a drive without a medium is a failed call, not a box before the user.
+  // A damaged library or a drive without a medium makes a call fail, without a message box.
   SetErrorMode(SetErrorMode(0) | SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
   instanceModule = instance;
   resourceModule = instance;

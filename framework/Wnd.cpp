@@ -5,8 +5,8 @@
 
 namespace {
 
-/// The windows that are attached to an object. Deliberately not released: the end of the process
-/// may still send messages.
+/// The windows that are attached to an object. Never released, because windows may still get
+/// messages while the process ends.
 std::map<HWND, CWnd*>& AttachedWindows() {
   static auto& windows = *new std::map<HWND, CWnd*>;
   return windows;
@@ -21,7 +21,7 @@ struct CurrentMessage {
 
 CurrentMessage current;
 
-/// Handlers send messages, which are handled in between.
+/// Restores the outer message: a handler may send messages, which are handled before it returns.
 class CCurrentMessageScope {
  public:
   explicit CCurrentMessageScope(const CurrentMessage& message) : outer_(current) {
@@ -37,12 +37,12 @@ class CCurrentMessageScope {
 
 const AFX_MSGMAP_ENTRY* FindEntry(const AFX_MSGMAP* map, UINT message, WPARAM first) {
   const bool color = message >= WM_CTLCOLORMSGBOX && message <= WM_CTLCOLORSTATIC;
-  const UINT wanted = color ? WM_CTLCOLOR : message;
+  const UINT target = color ? WM_CTLCOLOR : message;
   const UINT code = message == WM_COMMAND ? HIWORD(first) : 0;
   const UINT id = message == WM_COMMAND ? LOWORD(first) : 0;
   while (map != nullptr) {
     for (const AFX_MSGMAP_ENTRY* entry = map->entries; entry->call != nullptr; ++entry) {
-      if (entry->message == wanted && entry->code == code && entry->id == id) return entry;
+      if (entry->message == target && entry->code == code && entry->id == id) return entry;
     }
     map = map->baseMap != nullptr ? map->baseMap() : nullptr;
   }
@@ -52,7 +52,7 @@ const AFX_MSGMAP_ENTRY* FindEntry(const AFX_MSGMAP* map, UINT message, WPARAM fi
 }  // namespace
 
 CPoint CPoint::FromParameter(LPARAM parameter) {
-  // The halves are signed: a second screen may stand to the left of the first.
+  // Both halves are signed: a second screen may be to the left of the first.
   return {static_cast<SHORT>(LOWORD(parameter)), static_cast<SHORT>(HIWORD(parameter))};
 }
 
@@ -65,10 +65,10 @@ LRESULT CALLBACK AfxWndProc(HWND handle, UINT message, WPARAM first, LPARAM seco
   try {
     result = window->WindowProc(message, first, second);
   } catch (...) {
-    // Nothing may unwind through the system, which stands between the sender and this procedure.
-    // The message counts as answered; the user can try again or leave.
+    // No exception may unwind through the system's frames between the sender and this procedure.
+    // The message counts as handled; the user can try again or close the window.
   }
-  // The last message that a window gets.
+  // WM_NCDESTROY is the last message that a window gets.
   if (message == WM_NCDESTROY) window->Detach();
   return result;
 }
@@ -89,7 +89,7 @@ BOOL CWnd::SubclassWindow(HWND window) {
   try {
     PreSubclassWindow();
   } catch (...) {
-    // The window does not pass its messages yet, so not even its last one would detach it.
+    // The window does not pass its messages yet, so WM_NCDESTROY would not detach it.
     Detach();
     throw;
   }
@@ -127,7 +127,7 @@ void CWnd::CenterWindow() {
   LONG top = (center.top + center.bottom) / 2 - height / 2;
   left = std::max(area.left, std::min(left, area.right - width));
   top = std::max(area.top, std::min(top, area.bottom - height));
-  SetWindowPos(m_hWnd, nullptr /* no order */, left, top, 0 /* width */, 0 /* height */,
+  SetWindowPos(m_hWnd, nullptr /* unused: SWP_NOZORDER */, left, top, 0 /* width */, 0 /* height */,
                SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 

@@ -8,9 +8,11 @@
 /// A tooltip window over the controls of a dialog.
 class CToolTipCtrl : public CWnd {
  public:
-  /// Shows `text` over the whole of `tool`. False when the tooltip window refuses.
+  /// Registers the whole of `tool`, over which `text` is shown. FALSE when the tooltip window
+  /// refuses it.
   BOOL AddTool(CWnd* tool, const std::wstring& text);
+  /// Removes `tool`.
   void DelTool(CWnd* tool);
-  /// Lets the tooltip window see a mouse message of one of its tools.
+  /// Passes a mouse message of a tool to the tooltip window.
   void RelayEvent(MSG* message);
 };

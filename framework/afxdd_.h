@@ -9,11 +9,12 @@ class CDataExchange {
   CDataExchange(CWnd* dialog, BOOL saveAndValidate)
       : m_bSaveAndValidate(saveAndValidate), m_pDlgWnd(dialog) {}
 
-  /// TRUE from the controls to the members, FALSE the other way.
+  /// TRUE: from the controls to the members; FALSE: from the members to the controls.
   BOOL m_bSaveAndValidate;
   CWnd* m_pDlgWnd;
 };
 
-/// Lets `member` take over the messages of the control `id`, once. A dialog without such a control,
-/// as a localized one may be, leaves the member without a window.
+/// Subclasses the control `id` with `member` if `member` has no window yet. Unlike the full
+/// framework, a dialog without such a control, as a localized one may be, is not an error: `member`
+/// stays without a window.
 void DDX_Control(CDataExchange* exchange, int id, CWnd& member);

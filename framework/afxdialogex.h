@@ -11,20 +11,23 @@ class CDialogEx : public CWnd {
   explicit CDialogEx(UINT templateId, CWnd* parent = nullptr)
       : templateId_(templateId), parent_(parent) {}
 
-  /// Makes the dialog, shows it as soon as no message waits, and runs it until `EndDialog`. The
-  /// parent is disabled meanwhile. Answers with what `EndDialog` got; -1 when the dialog cannot be
-  /// made or initialised, when somebody else destroys its window, or when the thread is to quit.
+  /// Creates the dialog, shows it as soon as the message queue is empty and runs it until
+  /// `EndDialog`. The parent is disabled meanwhile. Returns the value passed to `EndDialog`, or -1
+  /// when the dialog cannot be created or initialized, when its window is destroyed from outside or
+  /// when WM_QUIT arrives.
   virtual INT_PTR DoModal();
+  /// Ends `DoModal`, which returns `result` and destroys the window.
   void EndDialog(int result);
 
  protected:
-  /// Fills the dialog before it is shown. TRUE gives the focus to the first control that takes it.
+  /// Initializes the dialog before it is shown. TRUE: the system sets the focus to the first
+  /// control that can have it.
   virtual BOOL OnInitDialog();
   virtual void OnOK();
   virtual void OnCancel();
-  /// Names the controls of the members, by `DDX_Control`.
+  /// Binds members to controls by `DDX_Control`.
   virtual void DoDataExchange(CDataExchange*) {}
-  /// Exchanges between controls and members; see `CDataExchange`.
+  /// Calls `DoDataExchange`; for the direction see `CDataExchange`.
   void UpdateData(BOOL saveAndValidate = TRUE);
 
   afx_msg void OnDestroy();

@@ -1,11 +1,10 @@
-// Message maps: a table per class of the messages that it answers, searched from the most derived
-// class to its bases. Included by afxwin.h.
+// Message maps: for each class a table of the messages that it handles, searched from the most
+// derived class to its bases. Included by afxwin.h.
 #pragma once
 
 #include "framework/afxwin.h"
 
-/// The pseudo-message of `ON_WM_CTLCOLOR`, which stands for all of WM_CTLCOLORMSGBOX to
-/// WM_CTLCOLORSTATIC.
+/// The pseudo-message of `ON_WM_CTLCOLOR`, for WM_CTLCOLORMSGBOX to WM_CTLCOLORSTATIC.
 constexpr UINT WM_CTLCOLOR = 0x0019;
 
 #define DECLARE_MESSAGE_MAP()                   \
@@ -29,7 +28,7 @@ constexpr UINT WM_CTLCOLOR = 0x0019;
   return &map;                                                               \
   }
 
-// What follows unpacks a message's parameters for the handler of each kind.
+// Each of these functions unpacks a message's parameters for one kind of handler.
 
 template <class Window, auto Handler>
 LRESULT AfxCall(CWnd& window, UINT, WPARAM, LPARAM) {
@@ -78,9 +77,9 @@ LRESULT AfxCallColor(CWnd& window, UINT message, WPARAM context, LPARAM control)
       message - WM_CTLCOLORMSGBOX));
 }
 
-/// Any message; `handler` is `LRESULT Handler(WPARAM, LPARAM)`.
+/// Any message. `handler` is a member function `LRESULT Handler(WPARAM, LPARAM)`.
 #define ON_MESSAGE(message, handler) {message, 0, 0, &AfxCallMessage<ThisClass, handler>},
-/// A command, be it of a control or, in a dialog, of Enter (IDOK) or Escape (IDCANCEL).
+/// A command of a control or, in a dialog, of Enter (IDOK) or Escape (IDCANCEL).
 #define ON_COMMAND(id, handler) {WM_COMMAND, 0, id, &AfxCall<ThisClass, handler>},
 #define ON_BN_CLICKED(id, handler) {WM_COMMAND, BN_CLICKED, id, &AfxCall<ThisClass, handler>},
 

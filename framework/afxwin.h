@@ -1,14 +1,14 @@
 // The part of the Windows application and dialog framework that the program uses: the application
-// object, the current resource module, windows, device contexts and fonts. The names and what they
-// mean are the framework's. All of it belongs to the one user-interface thread.
+// object, the current resource module, windows, device contexts and fonts. Names and semantics are
+// the framework's. Call it from the user-interface thread only.
 #pragma once
 
 #include "platform/WindowsHeader.h"
 
 #include <string>
 
-/// The application object. A program derives one class from it, makes one object of that class and
-/// hands over to `AfxWinMain`.
+/// The application object. A program derives a class from it, creates one object of that class and
+/// calls `AfxWinMain`.
 class CWinApp {
  public:
   CWinApp();
@@ -16,12 +16,13 @@ class CWinApp {
   CWinApp(const CWinApp&) = delete;
   CWinApp& operator=(const CWinApp&) = delete;
 
-  /// Prepares the program. FALSE ends the process by way of `ExitInstance`; TRUE goes on to `Run`.
+  /// Initializes the program. After TRUE follows `Run`, after FALSE `ExitInstance` and the end of
+  /// the process.
   virtual BOOL InitInstance();
-  /// Dispatches messages until WM_QUIT and answers with `ExitInstance`. There is no main window to
-  /// wait for, so WM_QUIT comes once the messages that stand in the queue are done.
+  /// Dispatches messages until WM_QUIT and returns the result of `ExitInstance`. There is no main
+  /// window, so WM_QUIT follows as soon as the message queue is empty.
   virtual int Run();
-  /// Cleans up; the result is the process's exit code: the one that WM_QUIT brought, else 0.
+  /// Cleans up. Returns the process's exit code: that of WM_QUIT, or 0 without one.
   virtual int ExitInstance();
 
   /// The module of the program itself; set before `InitInstance`.
@@ -31,28 +32,29 @@ class CWinApp {
   MSG message_ = {};
 };
 
-/// The one application object, or null.
+/// The application object, or null when there is none.
 CWinApp* AfxGetApp();
 
-/// Runs the application object: `InitInstance`, then `Run` or `ExitInstance`. Answers with the
-/// exit code. From here on the system shows no error boxes of its own.
+/// Runs the application object: `InitInstance`, then `Run` or `ExitInstance`. Returns the exit
+/// code. Turns off the system's own error boxes.
 int AfxWinMain(HINSTANCE instance);
 
 /// The module of the program itself.
 HINSTANCE AfxGetInstanceHandle();
 
-/// The module from which dialogs, texts and pictures are loaded; at first the program itself.
+/// The current resource module, from which dialogs, strings and images are loaded. It is the
+/// program itself until `AfxSetResourceHandle` sets another.
 HINSTANCE AfxGetResourceHandle();
 void AfxSetResourceHandle(HINSTANCE module);
-/// The module that holds the resource `name` of the kind `type`: the current resource module, else
-/// the program itself. The current resource module also when neither holds it.
+/// The module that holds the resource `name` of type `type`: the current resource module or else
+/// the program itself. If neither holds it, the current resource module.
 HINSTANCE AfxFindResourceHandle(LPCWSTR name, LPCWSTR type);
 
 /// Frees a library as `FreeLibrary` does.
 BOOL AfxFreeLibrary(HINSTANCE library);
 
-/// Lets dialogs hold ActiveX controls. The dialogs made here hold the system's own controls only,
-/// which need no container, so there is nothing to prepare.
+/// Enables ActiveX controls in dialogs. It does nothing here: the dialogs of this program hold the
+/// system's own controls only.
 inline void AfxEnableControlContainer() {}
 
 /// Marks a member function that a message map calls.
@@ -66,7 +68,7 @@ struct CPoint : POINT {
   bool operator==(const CPoint& other) const { return x == other.x && y == other.y; }
 };
 
-/// A font, which it frees.
+/// Owns a font.
 class CFont {
  public:
   CFont() = default;
@@ -74,8 +76,8 @@ class CFont {
   CFont(const CFont&) = delete;
   CFont& operator=(const CFont&) = delete;
 
-  /// Makes the font that `description` asks for. False, with nothing made, when the system has
-  /// none to give.
+  /// Creates the font that `description` describes and frees an earlier one. FALSE on failure; the
+  /// object then has no font.
   BOOL CreateFontIndirect(const LOGFONTW* description);
   void DeleteObject();
   operator HFONT() const { return font_; }
@@ -84,17 +86,17 @@ class CFont {
   HFONT font_ = nullptr;
 };
 
-/// A device context. Frees what it has made; `CPaintDC` and `CClientDC` do so in their own way.
+/// A device context. Deletes the one that `CreateCompatibleDC` created.
 class CDC {
  public:
   CDC() = default;
-  /// A context that stays its owner's.
+  /// Uses a context that the caller owns.
   explicit CDC(HDC borrowed) : m_hDC(borrowed) {}
   virtual ~CDC();
   CDC(const CDC&) = delete;
   CDC& operator=(const CDC&) = delete;
 
-  /// Makes a context in memory that is compatible with `other`, or with the screen.
+  /// Creates a memory context that is compatible with `other` or, if that is null, with the screen.
   BOOL CreateCompatibleDC(const CDC* other);
   operator HDC() const { return m_hDC; }
 
@@ -106,39 +108,40 @@ class CDC {
 
 struct AFX_MSGMAP_ENTRY;
 
-/// The messages that one class answers, and the way to its base's. See afxmsg_.h.
+/// The messages that one class handles, and the function that returns its base's map. See
+/// afxmsg_.h.
 struct AFX_MSGMAP {
   const AFX_MSGMAP* (*baseMap)();
-  /// Ends with an entry without a call.
+  /// The last entry has no `call`.
   const AFX_MSGMAP_ENTRY* entries;
 };
 
-/// A window that passes its messages to the message map of its class. What no map answers goes to
-/// the window's own procedure.
+/// A window whose messages go to the handlers in the message map of its class. Messages without a
+/// handler go to the window's own procedure.
 class CWnd {
  public:
   CWnd() = default;
-  /// Destroys a window that is still there.
+  /// Destroys the window if it still exists.
   virtual ~CWnd();
   CWnd(const CWnd&) = delete;
   CWnd& operator=(const CWnd&) = delete;
 
-  /// The object that `window` has been attached to, or null.
+  /// The object that is attached to `window`, or null.
   static CWnd* FromHandlePermanent(HWND window);
 
-  /// Takes over the messages of `window`. False when there is no such window, or when it or this
-  /// object is attached already.
+  /// Attaches this object to `window`, whose messages it then handles. FALSE when there is no such
+  /// window or when the window or this object is attached already.
   BOOL SubclassWindow(HWND window);
   BOOL DestroyWindow();
 
-  /// Puts the window in the middle of its owner or, without a visible one, of the screen that it
-  /// stands on; always within that screen's work area.
+  /// Moves the window to the middle of its owner or, without a visible owner, of the work area of
+  /// the screen that it is on; always within that work area.
   void CenterWindow();
   BOOL IsIconic() const { return ::IsIconic(m_hWnd); }
   BOOL IsWindowVisible() const { return ::IsWindowVisible(m_hWnd); }
   std::wstring GetWindowText() const;
-  /// Takes from and adds to a window's style, and repaints nothing. False when that changes
-  /// nothing.
+  /// Removes and adds window styles without repainting the window. FALSE when the style is
+  /// unchanged.
   static BOOL ModifyStyle(HWND window, DWORD remove, DWORD add);
   BOOL ModifyStyle(DWORD remove, DWORD add) { return ModifyStyle(m_hWnd, remove, add); }
   LRESULT SendMessage(UINT message, WPARAM first = 0, LPARAM second = 0) {
@@ -151,11 +154,11 @@ class CWnd {
  protected:
   static const AFX_MSGMAP* GetThisMessageMap();
   virtual const AFX_MSGMAP* GetMessageMap() const;
-  /// Called when the window is attached and before it passes its messages.
+  /// Called when the window is attached, before its messages reach this object.
   virtual void PreSubclassWindow() {}
   virtual LRESULT WindowProc(UINT message, WPARAM first, LPARAM second);
   virtual LRESULT DefWindowProc(UINT message, WPARAM first, LPARAM second);
-  /// Gives the message that is being handled to the window's own procedure.
+  /// Passes the message that is being handled to the window's own procedure.
   LRESULT Default();
 
   afx_msg void OnDestroy() { Default(); }
@@ -172,16 +175,16 @@ class CWnd {
   WNDPROC ownProcedure_ = nullptr;
 };
 
-/// One answered message. A control's notification also names the control and the notification.
+/// One handled message. For WM_COMMAND, `id` names the control and `code` its notification.
 struct AFX_MSGMAP_ENTRY {
   UINT message;
   UINT code;
   UINT id;
-  /// Unpacks the parameters and calls the handler of `window`; answers with the message's result.
+  /// Unpacks the parameters, calls the handler of `window` and returns the message's result.
   LRESULT (*call)(CWnd& window, UINT message, WPARAM first, LPARAM second);
 };
 
-/// A context to paint a window with, for one WM_PAINT.
+/// A context that paints a window, for one WM_PAINT.
 class CPaintDC : public CDC {
  public:
   explicit CPaintDC(CWnd* window);

@@ -20,7 +20,7 @@ namespace {
 
 constexpr Gdiplus::ARGB OpaqueWhite = 0xFFFFFFFF;
 
-/// The address of a locked block of `GlobalAlloc`. Unlocks it; the block itself stays.
+/// The address of a locked block of `GlobalAlloc`. Unlocks the block and does not free it.
 struct GlobalLockTraits {
   using Handle = void*;
   static Handle GetInvalid() { return nullptr; }
@@ -29,7 +29,8 @@ struct GlobalLockTraits {
 using CGlobalLock = CUniqueHandle<GlobalLockTraits>;
 
 HBITMAP Decode(IStream* stream) {
-  // The image reads from its stream as long as it lives, and it is never freed.
+  // The image may read from its stream at any time, so neither is freed (docs/compatibility.md,
+  // 51).
   Gdiplus::GpBitmap* image = nullptr;
   if (Gdiplus::DllExports::GdipCreateBitmapFromStream(stream, &image) != Gdiplus::Ok)
     return nullptr;
@@ -46,7 +47,7 @@ HBITMAP Decode(IStream* stream) {
 HBITMAP LoadBackgroundPicture() {
   const Gdiplus::GdiplusStartupInput options;
   ULONG_PTR token = 0;
-  Gdiplus::GdiplusStartup(&token, &options, nullptr /* no output: it keeps its own thread */);
+  Gdiplus::GdiplusStartup(&token, &options, nullptr /* the library starts its own thread */);
 
   const LPCWSTR name = MAKEINTRESOURCEW(IDR_BACKGROUND);
   const HINSTANCE module = AfxFindResourceHandle(name, L"PNG");
@@ -63,7 +64,7 @@ HBITMAP LoadBackgroundPicture() {
   std::memcpy(copy.Get(), bytes, size);
 
   IStream* address = nullptr;
-  if (FAILED(CreateStreamOnHGlobal(block, FALSE /* the block stays */, &address))) return nullptr;
+  if (FAILED(CreateStreamOnHGlobal(block, FALSE /* keeps the block */, &address))) return nullptr;
   const CComPointer<IStream> stream(address);
   return Decode(stream.Get());
 }

@@ -2,7 +2,7 @@
 
 #include <string>
 
-/// What the user has answered, as the settings keep it.
+/// The user's answer in the form in which the settings store it.
 struct ConsentAnswer {
   /// 1: takes part, 2: does not.
   int state;
@@ -13,17 +13,17 @@ struct ConsentAnswer {
 /// The consent state of a user who asked to be reminded.
 constexpr int RemindLaterState = 3;
 
-/// The answer that the dialog's controls give: whether "Yes" is chosen, the text of the e-mail
-/// field and whether the user wants no more reminders. The address does not depend on the answer: a
-/// user who declines may leave one.
+/// Makes the answer of the dialog's controls: whether "Yes" is checked, the text of the e-mail
+/// field and whether the user asked for no more reminders. The address is kept with a "No", too
+/// (docs/compatibility.md, 54).
 ConsentAnswer MakeAnswer(bool participates, const std::wstring& emailText, bool silenced);
 
-/// The address to keep of what was typed: all of it, blanks included, if it has an at-sign and its
-/// last dot stands after the first at-sign; else the empty text. Nothing else is asked of it.
+/// Returns the typed address unchanged, spaces included, if it has an at-sign and its last dot
+/// follows the first at-sign; otherwise the empty text. Nothing else is checked.
 std::wstring FilterEmail(const std::wstring& typed);
 
-/// Whether a dialog that opens with the stored `state` has "Yes" chosen. Only a refusal, which is
-/// also what counts when nothing is stored, has not.
+/// Whether a dialog that opens with the stored `state` has "Yes" checked: with every state but 2,
+/// which is also the state when nothing is stored (docs/compatibility.md, 57).
 constexpr bool PreselectsParticipation(int state) {
   return state != 2;
 }

@@ -27,7 +27,7 @@ CHyperlinkStatic::CHyperlinkStatic()
       arrowCursor_(LoadCursorW(nullptr /* the system's */, IDC_ARROW)) {}
 
 CHyperlinkStatic::~CHyperlinkStatic() {
-  // The hand is the system's and shared, so this frees nothing; deliberately kept.
+  // The system's shared cursor is not freed by this (docs/compatibility.md, 59).
   DeleteObject(handCursor_);
 }
 
@@ -77,6 +77,7 @@ void CHyperlinkStatic::OnMouseMove(UINT keys, CPoint point) {
     leave.cbSize = sizeof leave;
     leave.dwFlags = TME_LEAVE;
     leave.hwndTrack = m_hWnd;
+    // This first move leaves the cursor unchanged (docs/compatibility.md, 63).
     _TrackMouseEvent(&leave);
     tracking_ = TRUE;
   }
@@ -133,7 +134,8 @@ void CHyperlinkStatic::MakeLinkFont() {
 }
 
 void CHyperlinkStatic::MeasureText() {
-  // Before the first paint there is no link font, so nothing is measured and no click counts.
+  // Without the link font, which the first paint makes, there is no extent, and a click opens
+  // nothing (docs/compatibility.md, 61).
   if (!fontMade_ || extentKnown_) return;
   const CClientDC dc(this);
   const HGDIOBJ previousFont = SelectObject(dc, linkFont_);

@@ -6,19 +6,21 @@
 #include "framework/afxwin.h"
 
 /// A static text that is a link: underlined and blue, with the hand cursor over its text. A click
-/// on the text opens the address in the user's handler for it; whether that works is not reported.
+/// on the text opens the address in the user's default handler. A failure to open it is not
+/// reported.
 class CHyperlinkStatic : public CStatic {
  public:
   CHyperlinkStatic();
   ~CHyperlinkStatic() override;
 
-  /// What a click opens from now on.
+  /// Sets the address that a click opens.
   void SetAddress(std::wstring address);
 
  protected:
   DECLARE_MESSAGE_MAP()
 
-  /// Takes the text to draw from the control; a later change of the control's text is not drawn.
+  /// Takes the text to draw from the control, once: a later change of the control's text is not
+  /// drawn (docs/compatibility.md, 62).
   void PreSubclassWindow() override;
 
   afx_msg void OnLButtonDown(UINT keys, CPoint point);
@@ -28,7 +30,7 @@ class CHyperlinkStatic : public CStatic {
   afx_msg void OnTimer(UINT_PTR timer);
   afx_msg LRESULT OnMouseLeave(WPARAM, LPARAM);
 
-  // The tooltip is switched off: nothing makes its window or enables it.
+  // Nothing creates the tooltip's window or enables the tooltip (docs/compatibility.md, 60).
   CToolTipCtrl tooltip_;
   bool tooltipEnabled_ = false;
   std::wstring tooltipText_;

@@ -8,7 +8,7 @@
 namespace {
 
 constexpr UINT_PTR FadeTimer = 1026;
-/// What fits of an e-mail address, the closing NUL included. A longer one is cut.
+/// In characters, the closing NUL included. A longer e-mail address is cut.
 constexpr int EmailBufferLength = 1040;
 constexpr int TitleBufferLength = 128;
 
@@ -17,10 +17,11 @@ Function FindFunction(HMODULE library, const char* name) {
   return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
 }
 
-/// The text `id` of the current resource module or, when that has none, of the program.
+/// The string `id` of the current resource module or, when that has none, of the program.
 std::wstring LoadText(UINT id) {
   for (const HINSTANCE module : {AfxGetResourceHandle(), AfxGetInstanceHandle()}) {
-    // Without a buffer, the call points to the text where it stands, which has no closing NUL.
+    // With a buffer size of 0, the call returns a pointer to the resource, which has no closing
+    // NUL.
     const wchar_t* text = nullptr;
     const int length = LoadStringW(module, id, reinterpret_cast<LPWSTR>(&text), 0);
     if (length > 0) return {text, static_cast<size_t>(length)};
@@ -64,13 +65,14 @@ BOOL PeltoDialog::OnInitDialog() {
   CenterWindow();
   SendMessage(WM_SETICON, ICON_BIG, reinterpret_cast<LPARAM>(icon_));
   SendMessage(WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(icon_));
-  // The modal loop shows the window once it is idle.
+  // The modal loop shows the window as soon as it is idle.
   ShowWindow(SW_HIDE);
   link_.SetAddress(LoadText(IDS_PRIVACY_POLICY));
   InitializeControls();
   if (const HBITMAP picture = LoadBackgroundPicture()) background_ = picture;
   if (fade_) {
-    // Not applied here: until the first step the window has its full opacity. Kept as it is.
+    // Not applied here, so the window has its full opacity until the first step applies the next
+    // value (docs/compatibility.md, 52).
     opacity_ = FadeStartOpacity;
     SetTimer(m_hWnd, FadeTimer, FadePeriodMilliseconds, nullptr /* WM_TIMER */);
   }
@@ -91,15 +93,15 @@ void PeltoDialog::InitializeOpacity() {
 }
 
 void PeltoDialog::InitializeControls() {
-  // No caption shows the window's name, but the taskbar and screen readers do.
+  // There is no caption, but the taskbar and screen readers show the window's text.
   wchar_t title[TitleBufferLength] = L"";
   GetDlgItemTextW(m_hWnd, IDC_TITLE, title, TitleBufferLength);
   SetWindowTextW(m_hWnd, title);
 
   const HWND participate = GetDlgItem(m_hWnd, IDC_PARTICIPATE);
   if (participate != nullptr && GetDlgItem(m_hWnd, IDC_DECLINE) != nullptr) {
-    // In the template the group of the two starts with the text above them, and an arrow key would
-    // give the focus to that text, under Wine at least.
+    // In the template, the group of the radio buttons starts with the text above them. An arrow key
+    // would move the focus to that text, at least under Wine.
     ModifyStyle(participate, 0, WS_GROUP);
     const bool participates =
         settings_ != nullptr && PreselectsParticipation(settings_->GetConsentState());
@@ -111,7 +113,7 @@ void PeltoDialog::InitializeControls() {
     SetWindowTextW(emailField, email.c_str());
   }
   Check(IDC_SILENCE, settings_ != nullptr && !settings_->GetShowMessage());
-  // "Remind me later" is never seen in this build, although it has its handler.
+  // The button is hidden although it has a handler (docs/compatibility.md, 53).
   if (const HWND button = GetDlgItem(m_hWnd, IDC_REMIND_LATER)) {
     ModifyStyle(button, WS_VISIBLE, 0);
   }
@@ -166,7 +168,7 @@ void PeltoDialog::OnTimer(UINT_PTR timer) {
 }
 
 LRESULT PeltoDialog::OnNcHitTest(CPoint) {
-  // There is no caption, so the whole surface drags the window.
+  // There is no caption, so the whole surface drags the window (docs/compatibility.md, 55).
   return HTCAPTION;
 }
 

@@ -7,11 +7,12 @@
 #include "ui/HyperlinkStatic.h"
 
 /// Asks the user whether to take part, for an optional e-mail address and whether to be asked
-/// again. OK writes the answer to the settings; leaving the dialog in another way writes nothing.
+/// again. OK writes the answer to the settings; Cancel writes nothing (docs/compatibility.md, 58).
 class PeltoDialog : public CDialogEx {
  public:
   /// `settings` must outlive the dialog. When it is null, the dialog shows the defaults and stores
-  /// nothing. `fade` lets the dialog come up gradually.
+  /// nothing. `first` is not used (docs/compatibility.md, 49). A `fade` other than 0 fades the dialog
+  /// in.
   PeltoDialog(CReportStore* settings, int first, int fade, CWnd* parent = nullptr);
 
  protected:
@@ -33,17 +34,18 @@ class PeltoDialog : public CDialogEx {
   using UpdateLayered = BOOL(WINAPI*)(HWND, HDC, POINT*, SIZE*, HDC, POINT*, COLORREF,
                                       BLENDFUNCTION*, DWORD);
 
-  // What all dialogs of the process share.
+  // Shared by all dialogs of the process.
 
-  /// The system's calls for windows that let something through, by name: a system may lack them.
+  /// The system's functions for layered windows; null where the system lacks them.
   struct LayeredCalls {
     bool lookedUp = false;
     SetLayeredAttributes setAttributes = nullptr;
-    /// Nothing calls it; it is looked up because it belongs to the other.
+    /// Never called; it is looked up together with the other (docs/compatibility.md, 50).
     UpdateLayered update = nullptr;
   };
   static LayeredCalls layered_;
-  /// Deliberately never freed: the next dialog puts its own in its place.
+  /// Replaced by the next dialog and never freed: the window may still paint it
+  /// (docs/compatibility.md, 51).
   static HBITMAP background_;
 
  private:
@@ -54,10 +56,10 @@ class PeltoDialog : public CDialogEx {
   void Check(int control, bool checked) const;
 
   HICON icon_;
-  /// Stays empty: nothing in the dialog uses it.
+  /// Never used (docs/compatibility.md, 49).
   std::wstring text_;
   CReportStore* settings_;
-  /// A spare switch: nothing in the dialog reads it.
+  /// A spare switch that nothing reads (docs/compatibility.md, 49).
   [[maybe_unused]] int first_;
   int fade_;
   int opacity_;

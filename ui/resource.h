@@ -1,5 +1,5 @@
-// The numbers of the dialog's resources and controls, for the resource script too. A localized
-// resource module uses the same ones.
+// The numbers of the dialog's resources and controls, also for resource scripts. A localized
+// resource module uses the same numbers.
 #pragma once
 
 #define IDD_PELTO 101
