@@ -1,7 +1,5 @@
 #include "tests/support/DialogDriver.h"
 
-#include <gtest/gtest.h>
-
 #include <map>
 
 #include "tests/support/Deadline.h"
@@ -12,7 +10,7 @@ constexpr UINT TickMilliseconds = 10;
 constexpr ULONGLONG LimitMilliseconds = 20'000;
 constexpr int NeverEnded = -20'000;
 
-/// Drives one dialog by a timer of the thread, whose messages every loop of the thread dispatches.
+/// Drives one dialog by a timer of the thread, whose messages every message loop dispatches.
 class DialogDriver {
  public:
   DialogDriver(CDialogEx& dialog, std::vector<DialogStep> steps)
@@ -32,14 +30,14 @@ class DialogDriver {
   size_t StepsLeft() const { return steps_.size() - done_; }
 
  private:
-  /// By timer: a step may run another dialog.
+  /// By timer, because a step may run another dialog.
   static std::map<UINT_PTR, DialogDriver*>& Drivers() {
     static std::map<UINT_PTR, DialogDriver*> drivers;
     return drivers;
   }
 
   static void CALLBACK Tick(HWND, UINT, UINT_PTR timer, DWORD) {
-    // A tick may still stand in the queue when its driver is gone.
+    // A tick may still be in the queue after its driver's destruction.
     const auto found = Drivers().find(timer);
     if (found != Drivers().end()) found->second->DoNext();
   }
@@ -51,7 +49,7 @@ class DialogDriver {
       dialog_.EndDialog(NeverEnded);
       return;
     }
-    // A step may run a loop of its own.
+    // A step may run a message loop of its own.
     if (busy_ || StepsLeft() == 0 || !IsWindowVisible(dialog_.m_hWnd)) return;
     busy_ = true;
     steps_[done_++](dialog_.m_hWnd);
@@ -88,4 +86,14 @@ void PressKey(HWND window, WPARAM key) {
   const HWND target = focus != nullptr && IsChild(window, focus) ? focus : window;
   EXPECT_TRUE(PostMessageW(target, WM_KEYDOWN, key, 0)) << GetLastError();
   EXPECT_TRUE(PostMessageW(target, WM_KEYUP, key, 0)) << GetLastError();
+}
+
+std::wstring GetText(HWND window) {
+  std::wstring text(static_cast<size_t>(GetWindowTextLengthW(window)), L'\0');
+  GetWindowTextW(window, text.data(), static_cast<int>(text.size() + 1));
+  return text;
+}
+
+std::wstring GetText(HWND window, int id) {
+  return GetText(GetDlgItem(window, id));
 }

@@ -1,18 +1,21 @@
-// Runs a modal dialog and does to it what a user would.
+// Runs a modal dialog and operates it as a user does.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "framework/afxdialogex.h"
 
-/// One thing that is done to the shown dialog; `window` is the dialog's.
+/// One action on the shown dialog, whose window is `window`.
 using DialogStep = std::function<void(HWND window)>;
 
-/// Runs `dialog` until it ends, and answers with its result. Once the dialog is visible, each step
-/// runs on a tick of its own, so that what the step before it has posted is handled first. The test
-/// fails when the dialog ends before every step ran. A dialog that has not ended after 20 s fails
-/// the test too and is ended; the program is, when even that does not help.
+/// Runs `dialog` until it ends and returns its result. Once the dialog is visible, each step runs
+/// on a tick of its own, after the messages that the previous step posted. The test fails when the
+/// dialog ends before all steps have run. A dialog that does not end within 20 s also fails the
+/// test and is ended; if that does not help, the test program is ended.
 INT_PTR RunModalSteps(CDialogEx& dialog, std::vector<DialogStep> steps);
 
 template <typename... Steps>
@@ -20,7 +23,19 @@ INT_PTR RunModal(CDialogEx& dialog, Steps... steps) {
   return RunModalSteps(dialog, {DialogStep(std::move(steps))...});
 }
 
-/// Clicks the button `id`, and is back when the click has been handled.
+/// Runs `dialog` for its steps and then ends it without a click.
+template <typename... Steps>
+void ShowModal(CDialogEx& dialog, Steps... steps) {
+  constexpr int Shown = 12345;
+  EXPECT_EQ(RunModal(dialog, std::move(steps)..., [&dialog](HWND) { dialog.EndDialog(Shown); }),
+            Shown);
+}
+
+/// Clicks the button `id` and returns when the click has been handled.
 void Click(HWND window, int id);
-/// Puts a key's stroke into the queue, for the control that has the focus or else for the dialog.
+/// Posts a keystroke to the control that has the focus or else to the dialog.
 void PressKey(HWND window, WPARAM key);
+/// The text of a window or control of this thread.
+std::wstring GetText(HWND window);
+/// The text of the control `id`.
+std::wstring GetText(HWND window, int id);

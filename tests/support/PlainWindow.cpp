@@ -1,7 +1,5 @@
 #include "tests/support/PlainWindow.h"
 
-#include <gtest/gtest.h>
-
 namespace {
 
 constexpr wchar_t ClassName[] = L"PlainWindow";
@@ -13,7 +11,7 @@ PlainWindow::PlainWindow(HWND owner, const RECT& place) {
   kind.lpfnWndProc = &Procedure;
   kind.hInstance = GetModuleHandleW(nullptr);
   kind.lpszClassName = ClassName;
-  // Fails when an earlier window has done it.
+  // Fails when an earlier window has registered the class.
   RegisterClassW(&kind);
   CreateWindowExW(0, ClassName, L"", WS_POPUP, place.left, place.top, place.right - place.left,
                   place.bottom - place.top, owner, nullptr /* no menu */, kind.hInstance, this);
@@ -25,13 +23,13 @@ PlainWindow::~PlainWindow() {
   if (IsWindow(window_)) DestroyWindow(window_);
 }
 
-RECT PlainWindow::Place() const {
+RECT PlainWindow::GetPlace() const {
   RECT place = {};
   GetWindowRect(window_, &place);
   return place;
 }
 
-std::vector<PlainWindow::Message> PlainWindow::Received(UINT message) const {
+std::vector<PlainWindow::Message> PlainWindow::GetReceived(UINT message) const {
   std::vector<Message> found;
   for (const Message& one : received_) {
     if (one.message == message) found.push_back(one);
@@ -48,13 +46,13 @@ LRESULT CALLBACK PlainWindow::Procedure(HWND handle, UINT message, WPARAM first,
   auto* const window = reinterpret_cast<PlainWindow*>(GetWindowLongPtrW(handle, GWLP_USERDATA));
   if (window != nullptr) {
     window->received_.push_back({message, first, second});
-    const auto answer = window->answers.find(message);
-    if (answer != window->answers.end()) return answer->second;
+    const auto result = window->results.find(message);
+    if (result != window->results.end()) return result->second;
   }
   return DefWindowProcW(handle, message, first, second);
 }
 
-size_t ThreadWindowCount() {
+size_t CountThreadWindows() {
   size_t count = 0;
   EnumThreadWindows(
       GetCurrentThreadId(),
@@ -66,12 +64,13 @@ size_t ThreadWindowCount() {
   return count;
 }
 
-size_t GdiObjectCount() {
-  // The system's own count, GetGuiResources, is not everywhere a real one. A handle's low half is
-  // the object's place in the process's table.
+size_t CountGdiObjects(DWORD kind) {
+  // GetGuiResources does not count under Wine. The low half of a handle is the object's place in
+  // the process's table.
   size_t count = 0;
   for (ULONG_PTR place = 1; place <= 0xFFFF; ++place) {
-    if (GetObjectType(reinterpret_cast<HGDIOBJ>(place)) != 0) ++count;
+    const DWORD found = GetObjectType(reinterpret_cast<HGDIOBJ>(place));
+    if (found != 0 && (kind == 0 || found == kind)) ++count;
   }
   return count;
 }
@@ -82,4 +81,14 @@ void DispatchWaitingMessages() {
     TranslateMessage(&message);
     DispatchMessageW(&message);
   }
+}
+
+bool DispatchUntil(const std::function<bool()>& done) {
+  const ULONGLONG start = GetTickCount64();
+  while (!done()) {
+    if (GetTickCount64() - start > 15'000) return false;
+    DispatchWaitingMessages();
+    Sleep(1);
+  }
+  return true;
 }

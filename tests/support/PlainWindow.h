@@ -1,12 +1,15 @@
-// A window of the test's own, and what it leaves.
+// A window of the test's own, and what is left of windows.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <functional>
 #include <map>
 #include <vector>
 
-#include "platform/WindowsHeader.h"
+#include "framework/afxwin.h"
 
-/// A pop-up window, not shown at first, whose procedure writes down every message that it gets.
+/// A hidden pop-up window whose procedure records every message.
 class PlainWindow {
  public:
   struct Message {
@@ -17,19 +20,19 @@ class PlainWindow {
   };
 
   explicit PlainWindow(HWND owner = nullptr, const RECT& place = {0, 0, 100, 50});
-  /// Destroys the window when that is still there.
+  /// Destroys the window if it still exists.
   ~PlainWindow();
   PlainWindow(const PlainWindow&) = delete;
   PlainWindow& operator=(const PlainWindow&) = delete;
 
   operator HWND() const { return window_; }
-  RECT Place() const;
-  /// What the procedure got of the kind `message`.
-  std::vector<Message> Received(UINT message) const;
+  RECT GetPlace() const;
+  /// The recorded messages of one kind.
+  std::vector<Message> GetReceived(UINT message) const;
   void Forget() { received_.clear(); }
 
-  /// The procedure's result per message; the system's default processing does the others.
-  std::map<UINT, LRESULT> answers;
+  /// The procedure's result for some messages. The others get the system's default processing.
+  std::map<UINT, LRESULT> results;
 
  private:
   static LRESULT CALLBACK Procedure(HWND, UINT, WPARAM, LPARAM);
@@ -38,9 +41,23 @@ class PlainWindow {
   HWND window_ = nullptr;
 };
 
-/// The windows without a parent that the thread has, hidden ones included.
-size_t ThreadWindowCount();
-/// The GDI objects that the process has, deleted ones not.
-size_t GdiObjectCount();
-/// Handles the messages that stand in the queue.
+/// An object of a window class, attached to a window of the test's own.
+template <class Window = CWnd>
+struct Attached {
+  explicit Attached(HWND owner = nullptr, const RECT& place = {0, 0, 100, 50})
+      : plain(owner, place) {
+    EXPECT_TRUE(window.SubclassWindow(plain));
+  }
+
+  PlainWindow plain;
+  Window window;
+};
+
+/// The number of the thread's windows without a parent, hidden ones included.
+size_t CountThreadWindows();
+/// The number of the process's GDI objects of one kind, as `GetObjectType` names it, or of all.
+size_t CountGdiObjects(DWORD kind = 0);
+/// Dispatches the messages in the queue.
 void DispatchWaitingMessages();
+/// Dispatches messages until `done` returns true. Returns false if it does not within 15 s.
+bool DispatchUntil(const std::function<bool()>& done);

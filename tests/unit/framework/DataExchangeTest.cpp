@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "framework/afxdialogex.h"
 #include "tests/support/DialogDriver.h"
 #include "tests/support/PlainWindow.h"
@@ -9,9 +7,9 @@
 
 namespace {
 
-constexpr UINT AnsweredMessage = WM_APP + 1;
+constexpr UINT SumMessage = WM_APP + 1;
 
-class AnsweringStatic : public CStatic {
+class SummingStatic : public CStatic {
  public:
   int preSubclassed = 0;
 
@@ -24,22 +22,22 @@ class AnsweringStatic : public CStatic {
   }
 
  private:
-  LRESULT OnAnswered(WPARAM first, LPARAM second) { return static_cast<LRESULT>(first) + second; }
+  LRESULT OnSum(WPARAM first, LPARAM second) { return static_cast<LRESULT>(first) + second; }
 };
 
-BEGIN_MESSAGE_MAP(AnsweringStatic, CStatic)
-ON_MESSAGE(AnsweredMessage, &AnsweringStatic::OnAnswered)
+BEGIN_MESSAGE_MAP(SummingStatic, CStatic)
+ON_MESSAGE(SumMessage, &SummingStatic::OnSum)
 END_MESSAGE_MAP()
 
 class BindingDialog : public CDialogEx {
  public:
   BindingDialog() : CDialogEx(IDD_FULL) {}
 
-  AnsweringStatic note;
+  SummingStatic note;
   CWnd missing;
-  std::function<void()> onInit;
+  HWND boundInInit = nullptr;
 
-  void Exchange(BOOL save) { UpdateData(save); }
+  using CDialogEx::UpdateData;
 
  protected:
   void DoDataExchange(CDataExchange* exchange) override {
@@ -49,128 +47,84 @@ class BindingDialog : public CDialogEx {
   }
   BOOL OnInitDialog() override {
     CDialogEx::OnInitDialog();
-    if (onInit) onInit();
+    boundInInit = note.m_hWnd;
     return TRUE;
   }
 };
 
-class Binding : public testing::Test {
- protected:
-  /// Runs the dialog with one step.
-  void Run(const std::function<void(HWND)>& step) {
-    RunModal(dialog_, [&](HWND window) {
-      step(window);
-      dialog_.EndDialog(1);
+TEST(Binding, AttachesTheControlOncePerRunFromOnInitDialogToTheEnd) {
+  BindingDialog dialog;
+  for (int run = 1; run <= 2; ++run) {
+    ShowModal(dialog, [&](HWND window) {
+      const HWND control = GetDlgItem(window, IDC_NOTE);
+      EXPECT_EQ(dialog.boundInInit, control);
+      dialog.UpdateData(FALSE);
+      dialog.UpdateData(TRUE);
+      EXPECT_EQ(dialog.note.m_hWnd, control);
+      EXPECT_EQ(dialog.note.preSubclassed, run);
     });
+    EXPECT_EQ(dialog.note.m_hWnd, nullptr);
   }
-
-  BindingDialog dialog_;
-};
-
-TEST_F(Binding, AttachesTheControlInOnInitDialog) {
-  HWND bound = nullptr;
-  dialog_.onInit = [&] { bound = dialog_.note.m_hWnd; };
-  Run([&](HWND window) { EXPECT_EQ(bound, GetDlgItem(window, IDC_NOTE)); });
-  EXPECT_NE(bound, nullptr);
 }
 
-TEST_F(Binding, PassesTheControlsMessagesToTheMember) {
-  Run([](HWND window) {
-    EXPECT_EQ(SendDlgItemMessageW(window, IDC_NOTE, AnsweredMessage, 40, 2), 42);
-  });
-}
-
-TEST_F(Binding, LeavesTheOtherMessagesToTheControl) {
-  Run([&](HWND window) {
-    EXPECT_EQ(dialog_.note.GetWindowText(), L"A note");
+TEST(Binding, PassesTheControlsMessagesToTheMember) {
+  BindingDialog dialog;
+  ShowModal(dialog, [&](HWND window) {
+    EXPECT_EQ(SendDlgItemMessageW(window, IDC_NOTE, SumMessage, 40, 2), 42);
+    EXPECT_EQ(GetText(dialog.note.m_hWnd), L"A note") << "the others go to the control";
     SetDlgItemTextW(window, IDC_NOTE, L"Another note");
-    EXPECT_EQ(dialog_.note.GetWindowText(), L"Another note");
+    EXPECT_EQ(GetText(dialog.note.m_hWnd), L"Another note");
   });
 }
 
-TEST_F(Binding, LeavesTheMemberOfAMissingControlWithoutAWindow) {
-  Run([&](HWND) { EXPECT_EQ(dialog_.missing.m_hWnd, nullptr); });
+TEST(Binding, LeavesTheMemberOfAMissingControlWithoutAWindow) {
+  BindingDialog dialog;
+  ShowModal(dialog, [&](HWND) { EXPECT_EQ(dialog.missing.m_hWnd, nullptr); });
 }
 
-TEST_F(Binding, HappensOnce) {
-  Run([&](HWND window) {
-    dialog_.Exchange(FALSE);
-    dialog_.Exchange(TRUE);
-    EXPECT_EQ(dialog_.note.m_hWnd, GetDlgItem(window, IDC_NOTE));
-    EXPECT_EQ(dialog_.note.preSubclassed, 1);
-  });
-}
-
-TEST_F(Binding, EndsWithTheDialog) {
-  Run([](HWND) {});
-  EXPECT_EQ(dialog_.note.m_hWnd, nullptr);
-}
-
-TEST_F(Binding, IsMadeAnewWhenTheDialogRunsAgain) {
-  Run([](HWND) {});
-  Run([&](HWND window) { EXPECT_EQ(dialog_.note.m_hWnd, GetDlgItem(window, IDC_NOTE)); });
-  EXPECT_EQ(dialog_.note.preSubclassed, 2);
-}
-
-class Exchange : public testing::Test {
+class Exchange : public testing::Test, protected Attached<> {
  protected:
   Exchange() {
-    control_ = CreateWindowExW(0, L"STATIC", L"", WS_CHILD, 0, 0, 10, 10, plain_,
+    control_ = CreateWindowExW(0, L"STATIC", L"", WS_CHILD, 0, 0, 10, 10, plain,
                                reinterpret_cast<HMENU>(ULONG_PTR{IDC_NOTE}),
                                GetModuleHandleW(nullptr), nullptr);
     EXPECT_NE(control_, nullptr) << GetLastError();
-    EXPECT_TRUE(window_.SubclassWindow(plain_));
   }
 
-  PlainWindow plain_;
-  CWnd window_;
   CWnd member_;
   HWND control_ = nullptr;
+  CDataExchange load_{&window, FALSE};
+  CDataExchange save_{&window, TRUE};
 };
 
 TEST_F(Exchange, KnowsItsDialogAndItsDirection) {
-  const CDataExchange load(&window_, FALSE);
-  EXPECT_EQ(load.m_pDlgWnd, &window_);
-  EXPECT_EQ(load.m_bSaveAndValidate, FALSE);
-  const CDataExchange save(&window_, TRUE);
-  EXPECT_EQ(save.m_bSaveAndValidate, TRUE);
+  EXPECT_EQ(load_.m_pDlgWnd, &window);
+  EXPECT_EQ(load_.m_bSaveAndValidate, FALSE);
+  EXPECT_EQ(save_.m_bSaveAndValidate, TRUE);
 }
 
-TEST_F(Exchange, FromTheMembersBindsAControl) {
-  CDataExchange load(&window_, FALSE);
-  DDX_Control(&load, IDC_NOTE, member_);
-  EXPECT_EQ(member_.m_hWnd, control_);
-  EXPECT_EQ(CWnd::FromHandlePermanent(control_), &member_);
-}
-
-TEST_F(Exchange, FromTheControlsBindsNone) {
-  CDataExchange save(&window_, TRUE);
-  DDX_Control(&save, IDC_NOTE, member_);
+TEST_F(Exchange, BindsAControlFromTheMembersToTheControlsOnly) {
+  DDX_Control(&save_, IDC_NOTE, member_);
   EXPECT_EQ(member_.m_hWnd, nullptr);
   EXPECT_EQ(CWnd::FromHandlePermanent(control_), nullptr);
+  DDX_Control(&load_, IDC_NOTE, member_);
+  EXPECT_EQ(member_.m_hWnd, control_);
+  EXPECT_EQ(CWnd::FromHandlePermanent(control_), &member_);
 }
 
 TEST_F(Exchange, LeavesAMemberThatHasAWindow) {
   const PlainWindow other;
   ASSERT_TRUE(member_.SubclassWindow(other));
-  CDataExchange load(&window_, FALSE);
-  DDX_Control(&load, IDC_NOTE, member_);
+  DDX_Control(&load_, IDC_NOTE, member_);
   EXPECT_EQ(member_.m_hWnd, HWND{other});
   EXPECT_EQ(CWnd::FromHandlePermanent(control_), nullptr);
 }
 
 TEST_F(Exchange, LeavesAControlThatAnotherMemberHas) {
   CWnd first;
-  CDataExchange load(&window_, FALSE);
-  DDX_Control(&load, IDC_NOTE, first);
-  DDX_Control(&load, IDC_NOTE, member_);
+  DDX_Control(&load_, IDC_NOTE, first);
+  DDX_Control(&load_, IDC_NOTE, member_);
   EXPECT_EQ(first.m_hWnd, control_);
-  EXPECT_EQ(member_.m_hWnd, nullptr);
-}
-
-TEST_F(Exchange, OfAMissingControlBindsNothing) {
-  CDataExchange load(&window_, FALSE);
-  DDX_Control(&load, IDC_MISSING, member_);
   EXPECT_EQ(member_.m_hWnd, nullptr);
 }
 

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "framework/afxdialogex.h"
@@ -20,22 +21,31 @@ using Calls = std::vector<std::string>;
 
 constexpr UINT PostedMessage = WM_APP + 1;
 
-/// A dialog that writes down what is asked of it.
+/// A dialog that records its calls.
 class RecordingDialog : public CDialogEx {
  public:
   using CDialogEx::CDialogEx;
+  using CDialogEx::UpdateData;
 
   Calls calls;
   /// Called in OnInitDialog, after the base's.
   std::function<void()> onInit;
   std::function<void()> onPosted;
+  std::function<void()> onDestroy;
   BOOL initResult = TRUE;
   bool endsOnOk = true;
   bool visibleInInit = false;
-  /// The window, also when it has gone.
+  /// The window; also after its destruction.
   HWND window = nullptr;
 
-  void Exchange(BOOL save) { UpdateData(save); }
+  size_t CountCalls(const std::string& call) const {
+    return static_cast<size_t>(std::count(calls.begin(), calls.end(), call));
+  }
+  /// Whether both calls were made, `first` before `second`.
+  bool IsBefore(const std::string& first, const std::string& second) const {
+    const auto found = std::find(calls.begin(), calls.end(), first);
+    return std::find(found, calls.end(), second) != calls.end();
+  }
 
  protected:
   DECLARE_MESSAGE_MAP()
@@ -59,6 +69,13 @@ class RecordingDialog : public CDialogEx {
   void DoDataExchange(CDataExchange* exchange) override {
     EXPECT_EQ(exchange->m_pDlgWnd, this);
     calls.emplace_back(exchange->m_bSaveAndValidate ? "save" : "load");
+  }
+  LRESULT DefWindowProc(UINT message, WPARAM first, LPARAM second) override {
+    if (message == WM_DESTROY) {
+      calls.emplace_back("destroyed");
+      if (onDestroy) onDestroy();
+    }
+    return CDialogEx::DefWindowProc(message, first, second);
   }
 
  private:
@@ -85,143 +102,95 @@ ON_MESSAGE(WM_SHOWWINDOW, &RecordingDialog::OnShow)
 ON_WM_PAINT()
 END_MESSAGE_MAP()
 
-size_t Count(const Calls& calls, const std::string& call) {
-  return static_cast<size_t>(std::count(calls.begin(), calls.end(), call));
-}
-
-/// The position of the first such call; behind the last one when there is none.
-size_t Position(const Calls& calls, const std::string& call) {
-  return static_cast<size_t>(std::find(calls.begin(), calls.end(), call) - calls.begin());
+void ThrowError() {
+  throw std::runtime_error("thrown by a test");
 }
 
 class DialogEx : public testing::Test {
  protected:
-  // What one test leaves in the thread's message queue would end the next one's loop.
-  void TearDown() override {
-    MSG message;
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-    }
-  }
+  // What one test leaves in the thread's message queue would end the next one's loop. The messages
+  // are dispatched, because WM_PAINT comes again until the window is painted.
+  void TearDown() override { DispatchWaitingMessages(); }
 
   RecordingDialog dialog_{IDD_FULL};
 };
 
 // How it ends.
 
-TEST_F(DialogEx, AnswersWithWhatEndDialogGets) {
+TEST_F(DialogEx, ReturnsTheValueOfTheLastEndDialogAndHasNoWindowThen) {
   for (const int result : {42, 0, -7, IDCANCEL, 0x7FFFFFFF}) {
-    EXPECT_EQ(RunModal(dialog_, [&](HWND) { dialog_.EndDialog(result); }), result);
+    EXPECT_EQ(RunModal(dialog_,
+                       [&](HWND window) {
+                         dialog_.EndDialog(41);
+                         dialog_.EndDialog(result);
+                         EXPECT_EQ(dialog_.m_hWnd, window) << "it lives until the handler returns";
+                         EXPECT_TRUE(IsWindow(window));
+                       }),
+              result);
+    EXPECT_EQ(dialog_.m_hWnd, nullptr);
+    EXPECT_FALSE(IsWindow(dialog_.window));
   }
+  EXPECT_EQ(dialog_.CountCalls("destroyed"), 5U);
 }
 
-TEST_F(DialogEx, AnswersWithWhatTheLastEndDialogGets) {
-  EXPECT_EQ(RunModal(dialog_,
-                     [&](HWND) {
-                       dialog_.EndDialog(42);
-                       dialog_.EndDialog(43);
-                     }),
-            43);
-}
-
-TEST_F(DialogEx, HasNoWindowWhenItIsDone) {
-  RunModal(dialog_, [&](HWND window) {
-    EXPECT_EQ(dialog_.m_hWnd, window);
-    dialog_.EndDialog(1);
-  });
-  EXPECT_EQ(dialog_.m_hWnd, nullptr);
-  EXPECT_FALSE(IsWindow(dialog_.window));
-}
-
-TEST_F(DialogEx, LeavesItsDestructionToItsWindowsOwnProcedureToo) {
-  class Watching : public CDialogEx {
-   public:
-    using CDialogEx::CDialogEx;
-    int destroyed = 0;
-    LRESULT DefWindowProc(UINT message, WPARAM first, LPARAM second) override {
-      if (message == WM_DESTROY) ++destroyed;
-      return CDialogEx::DefWindowProc(message, first, second);
-    }
-  };
-  Watching dialog(IDD_FULL);
-  RunModal(dialog, [&](HWND) { dialog.EndDialog(1); });
-  EXPECT_EQ(dialog.destroyed, 1);
-}
-
-TEST_F(DialogEx, KeepsItsWindowUntilTheHandlerThatEndsItIsDone) {
-  RunModal(dialog_, [&](HWND window) {
-    dialog_.EndDialog(1);
-    EXPECT_TRUE(IsWindow(window));
-    EXPECT_EQ(dialog_.m_hWnd, window);
-  });
-}
-
-TEST_F(DialogEx, AnswersMinusOneWhenThereIsNoSuchTemplate) {
+TEST_F(DialogEx, ReturnsMinusOneWithoutATemplate) {
   RecordingDialog missing(IDD_MISSING);
   EXPECT_EQ(RunModal(missing), -1);
   EXPECT_EQ(missing.calls, Calls{});
   EXPECT_EQ(missing.m_hWnd, nullptr);
 }
 
-TEST_F(DialogEx, AnswersMinusOneWhenOnInitDialogThrows) {
-  dialog_.onInit = [] { throw std::runtime_error("OnInitDialog"); };
-  EXPECT_EQ(RunModal(dialog_), -1);
-  EXPECT_EQ(dialog_.calls, (Calls{"OnInitDialog", "load"}));
-  EXPECT_EQ(dialog_.m_hWnd, nullptr);
-  EXPECT_FALSE(IsWindow(dialog_.window));
+TEST_F(DialogEx, IsNotShownWhenOnInitDialogThrowsOrEndsIt) {
+  const std::pair<std::function<void()>, int> Cases[] = {
+      {&ThrowError, -1},
+      {[this] { dialog_.EndDialog(-1); }, -1},
+      {[this] { dialog_.EndDialog(44); }, 44},
+      {[this] { PostMessageW(dialog_.m_hWnd, WM_COMMAND, IDCANCEL, 0); }, IDCANCEL}};
+  for (const auto& [onInit, result] : Cases) {
+    dialog_.onInit = onInit;
+    EXPECT_EQ(RunModal(dialog_), result);
+    EXPECT_EQ(dialog_.m_hWnd, nullptr);
+    EXPECT_FALSE(IsWindow(dialog_.window));
+  }
+  EXPECT_EQ(dialog_.CountCalls("load"), 4U);
+  EXPECT_EQ(dialog_.CountCalls("shown"), 0U);
 }
 
-TEST_F(DialogEx, AnswersMinusOneWhenOnInitDialogEndsItWithThat) {
-  dialog_.onInit = [this] { dialog_.EndDialog(-1); };
-  EXPECT_EQ(RunModal(dialog_), -1);
-  EXPECT_EQ(dialog_.calls, (Calls{"OnInitDialog", "load"}));
-  EXPECT_FALSE(IsWindow(dialog_.window));
+/// The exit code of a WM_QUIT in the queue, which is removed; -1 when there is none.
+int TakeQuitMessage() {
+  MSG message = {};
+  if (!PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE)) return -1;
+  return static_cast<int>(message.wParam);
 }
 
-TEST_F(DialogEx, IsNeverShownWhenOnInitDialogEndsIt) {
-  dialog_.onInit = [this] { dialog_.EndDialog(44); };
-  EXPECT_EQ(RunModal(dialog_), 44);
-  EXPECT_EQ(Count(dialog_.calls, "shown"), 0U);
-}
-
-TEST_F(DialogEx, AnswersMinusOneAndQuitsWhenTheThreadIsToQuit) {
+TEST_F(DialogEx, ReturnsMinusOneAndRepostsAQuitMessage) {
   EXPECT_EQ(RunModal(dialog_, [](HWND) { PostQuitMessage(9); }), -1);
   EXPECT_FALSE(IsWindow(dialog_.window));
-  MSG message = {};
-  ASSERT_TRUE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
-  EXPECT_EQ(message.wParam, 9U);
-}
-
-TEST_F(DialogEx, QuitsBeforeItIsShownWhenTheThreadIsToQuitAlready) {
+  EXPECT_EQ(TakeQuitMessage(), 9);
+  dialog_.calls.clear();
   dialog_.onInit = [] { PostQuitMessage(10); };
   EXPECT_EQ(RunModal(dialog_), -1);
-  EXPECT_EQ(Count(dialog_.calls, "shown"), 0U);
-  MSG message = {};
-  ASSERT_TRUE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
-  EXPECT_EQ(message.wParam, 10U);
+  EXPECT_EQ(dialog_.CountCalls("shown"), 0U);
+  EXPECT_EQ(TakeQuitMessage(), 10);
 }
 
-TEST_F(DialogEx, AnswersMinusOneWhenItsWindowIsDestroyed) {
+TEST_F(DialogEx, ReturnsMinusOneWhenItsWindowIsDestroyedFromOutside) {
   EXPECT_EQ(RunModal(dialog_, [](HWND window) { DestroyWindow(window); }), -1);
+  Attached<> owner;
+  RecordingDialog owned(IDD_FULL, &owner.window);
+  EXPECT_EQ(RunModal(owned, [&](HWND) { DestroyWindow(owner.plain); }), -1);
+  EXPECT_FALSE(IsWindow(owned.window));
 }
 
-TEST_F(DialogEx, AnswersMinusOneWhenItsOwnerIsDestroyed) {
-  const PlainWindow plain;
-  CWnd owner;
-  ASSERT_TRUE(owner.SubclassWindow(plain));
-  RecordingDialog dialog(IDD_FULL, &owner);
-  EXPECT_EQ(RunModal(dialog, [&](HWND) { DestroyWindow(plain); }), -1);
-  EXPECT_FALSE(IsWindow(dialog.window));
-}
-
-/// Sends the dialog a message from another thread, which is handled while the loop waits for one of
-/// the queue. Answers with the dialog's result. Without a timer that would wake the loop.
-INT_PTR RunWithAMessageFromElsewhere(RecordingDialog& dialog) {
+/// Sends the dialog a message from another thread while its loop waits for a message in the queue.
+/// Returns the dialog's result. There is no timer here, because it would wake the loop.
+INT_PTR RunWithAMessageOfAnotherThread(RecordingDialog& dialog) {
   const Deadline deadline;
   std::jthread sender;
   dialog.onInit = [&] {
     sender = std::jthread([window = dialog.m_hWnd](const std::stop_token& stop) {
       while (!IsWindowVisible(window) && !stop.stop_requested()) Sleep(10);
-      // By now the loop has nothing left to do.
+      // By then the loop waits.
       Sleep(500);
       SendMessageW(window, PostedMessage, 0, 0);
     });
@@ -229,20 +198,16 @@ INT_PTR RunWithAMessageFromElsewhere(RecordingDialog& dialog) {
   return dialog.DoModal();
 }
 
-TEST_F(DialogEx, EndsAtOnceWhenAnotherThreadsMessageEndsIt) {
+TEST_F(DialogEx, EndsAtOnceWhenAnotherThreadsMessageEndsOrDestroysIt) {
   RecordingDialog dialog(IDD_EMPTY);
   dialog.onPosted = [&dialog] { dialog.EndDialog(45); };
-  EXPECT_EQ(RunWithAMessageFromElsewhere(dialog), 45);
-}
-
-TEST_F(DialogEx, EndsAtOnceWhenAnotherThreadsMessageDestroysItsWindow) {
-  RecordingDialog dialog(IDD_EMPTY);
+  EXPECT_EQ(RunWithAMessageOfAnotherThread(dialog), 45);
   dialog.onPosted = [&dialog] { DestroyWindow(dialog.m_hWnd); };
-  EXPECT_EQ(RunWithAMessageFromElsewhere(dialog), -1);
+  EXPECT_EQ(RunWithAMessageOfAnotherThread(dialog), -1);
 }
 
 TEST_F(DialogEx, LeavesNothingInTheQueue) {
-  RunModal(dialog_, [&](HWND) { dialog_.EndDialog(1); });
+  ShowModal(dialog_);
   RunModal(dialog_, [](HWND) { PostQuitMessage(0); });
   MSG message = {};
   ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
@@ -250,179 +215,107 @@ TEST_F(DialogEx, LeavesNothingInTheQueue) {
   EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE)) << message.message;
 }
 
-TEST_F(DialogEx, HandlesNothingMoreOnceItHasEnded) {
+TEST_F(DialogEx, HandlesNoMessageAfterItsEnd) {
   EXPECT_EQ(RunModal(dialog_,
                      [&](HWND window) {
                        dialog_.EndDialog(46);
                        PostMessageW(window, PostedMessage, 0, 0);
                      }),
             46);
-  EXPECT_EQ(Count(dialog_.calls, "posted, visible"), 0U);
+  EXPECT_EQ(dialog_.CountCalls("posted, visible"), 0U);
 }
 
 TEST_F(DialogEx, SurvivesAHandlerThatThrows) {
-  dialog_.onPosted = [] { throw std::runtime_error("OnPosted"); };
-  EXPECT_EQ(
-      RunModal(
-          dialog_, [](HWND window) { EXPECT_EQ(SendMessageW(window, PostedMessage, 0, 0), 0); },
-          [&](HWND) { dialog_.EndDialog(47); }),
-      47);
+  dialog_.onPosted = &ThrowError;
+  ShowModal(dialog_, [](HWND window) { EXPECT_EQ(SendMessageW(window, PostedMessage, 0, 0), 0); });
 }
 
-// OK and Cancel.
+// OK, Cancel and the keyboard.
 
-TEST_F(DialogEx, EndsWithOkWhenItsButtonIsClicked) {
-  EXPECT_EQ(RunModal(dialog_, [](HWND window) { Click(window, IDOK); }), IDOK);
-  EXPECT_EQ(Count(dialog_.calls, "OnOK"), 1U);
-  EXPECT_EQ(Count(dialog_.calls, "OnCancel"), 0U);
-}
-
-TEST_F(DialogEx, EndsWithCancelWhenItsButtonIsClicked) {
-  EXPECT_EQ(RunModal(dialog_, [](HWND window) { Click(window, IDCANCEL); }), IDCANCEL);
-  EXPECT_EQ(Count(dialog_.calls, "OnCancel"), 1U);
-  EXPECT_EQ(Count(dialog_.calls, "OnOK"), 0U);
-}
-
-TEST_F(DialogEx, EndsWithCancelOnEscape) {
-  EXPECT_EQ(RunModal(dialog_, [](HWND window) { PressKey(window, VK_ESCAPE); }), IDCANCEL);
-  EXPECT_EQ(Count(dialog_.calls, "OnCancel"), 1U);
-}
-
-TEST_F(DialogEx, EndsWithCancelOnEscapeWithoutACancelButton) {
-  RecordingDialog dialog(IDD_EMPTY);
-  EXPECT_EQ(RunModal(dialog, [](HWND window) { PressKey(window, VK_ESCAPE); }), IDCANCEL);
-  EXPECT_EQ(Count(dialog.calls, "OnCancel"), 1U);
-}
-
-TEST_F(DialogEx, EndsWithOkOnEnter) {
-  EXPECT_EQ(RunModal(dialog_, [](HWND window) { PressKey(window, VK_RETURN); }), IDOK);
-  EXPECT_EQ(Count(dialog_.calls, "OnOK"), 1U);
-}
-
-TEST_F(DialogEx, EndsWithOkOnEnterWithoutAnOkButton) {
-  RecordingDialog dialog(IDD_EMPTY);
-  EXPECT_EQ(RunModal(dialog, [](HWND window) { PressKey(window, VK_RETURN); }), IDOK);
-}
-
-TEST_F(DialogEx, EndsWithCancelWhenItIsClosed) {
-  EXPECT_EQ(RunModal(dialog_, [](HWND window) { PostMessageW(window, WM_CLOSE, 0, 0); }), IDCANCEL);
-  EXPECT_EQ(Count(dialog_.calls, "OnCancel"), 1U);
-}
-
-TEST_F(DialogEx, EndsWithCancelWhenItIsClosedWithoutACancelButton) {
-  RecordingDialog dialog(IDD_EMPTY);
-  EXPECT_EQ(RunModal(dialog, [](HWND window) { PostMessageW(window, WM_CLOSE, 0, 0); }), IDCANCEL);
-}
-
-TEST_F(DialogEx, EndsWithCancelWhenItsSystemMenuClosesIt) {
-  EXPECT_EQ(
-      RunModal(dialog_, [](HWND window) { PostMessageW(window, WM_SYSCOMMAND, SC_CLOSE, 0); }),
-      IDCANCEL);
+TEST_F(DialogEx, EndsWithOkOrCancel) {
+  const struct {
+    UINT dialog;
+    DialogStep step;
+    int result;
+  } Cases[] = {
+      {IDD_FULL, [](HWND window) { Click(window, IDOK); }, IDOK},
+      {IDD_FULL, [](HWND window) { PressKey(window, VK_RETURN); }, IDOK},
+      {IDD_EMPTY, [](HWND window) { PressKey(window, VK_RETURN); }, IDOK},
+      {IDD_FULL, [](HWND window) { Click(window, IDCANCEL); }, IDCANCEL},
+      {IDD_FULL, [](HWND window) { PressKey(window, VK_ESCAPE); }, IDCANCEL},
+      {IDD_EMPTY, [](HWND window) { PressKey(window, VK_ESCAPE); }, IDCANCEL},
+      {IDD_FULL, [](HWND window) { PostMessageW(window, WM_CLOSE, 0, 0); }, IDCANCEL},
+      {IDD_EMPTY, [](HWND window) { PostMessageW(window, WM_CLOSE, 0, 0); }, IDCANCEL},
+      {IDD_FULL, [](HWND window) { PostMessageW(window, WM_SYSCOMMAND, SC_CLOSE, 0); }, IDCANCEL},
+  };
+  for (const auto& example : Cases) {
+    const bool isOk = example.result == IDOK;
+    RecordingDialog dialog(example.dialog);
+    EXPECT_EQ(RunModal(dialog, example.step), example.result);
+    EXPECT_EQ(dialog.CountCalls("OnOK"), isOk ? 1U : 0U);
+    EXPECT_EQ(dialog.CountCalls("OnCancel"), isOk ? 0U : 1U);
+    EXPECT_EQ(dialog.CountCalls("load"), 1U);
+    EXPECT_EQ(dialog.CountCalls("save"), isOk ? 1U : 0U);
+    EXPECT_EQ(dialog.IsBefore("OnOK", "save"), isOk);
+  }
 }
 
 TEST_F(DialogEx, GoesOnWhenItsOnOkDoesNotEndIt) {
   dialog_.endsOnOk = false;
-  EXPECT_EQ(RunModal(
-                dialog_, [](HWND window) { Click(window, IDOK); },
-                [](HWND window) { EXPECT_TRUE(IsWindowVisible(window)); },
-                [&](HWND) { dialog_.EndDialog(48); }),
-            48);
-  EXPECT_EQ(Count(dialog_.calls, "OnOK"), 1U);
+  ShowModal(
+      dialog_, [](HWND window) { Click(window, IDOK); },
+      [](HWND window) { EXPECT_TRUE(IsWindowVisible(window)); });
+  EXPECT_EQ(dialog_.CountCalls("OnOK"), 1U);
 }
 
-TEST_F(DialogEx, AnswersItsOtherButtons) {
-  RunModal(
-      dialog_, [](HWND window) { Click(window, IDC_BUTTON); }, [&](HWND) { dialog_.EndDialog(1); });
-  EXPECT_EQ(Count(dialog_.calls, "OnButton"), 1U);
+TEST_F(DialogEx, HandlesItsOtherButtons) {
+  ShowModal(dialog_, [](HWND window) { Click(window, IDC_BUTTON); });
+  EXPECT_EQ(dialog_.CountCalls("OnButton"), 1U);
 }
 
-TEST_F(DialogEx, TakesTypedCharacters) {
-  RunModal(
-      dialog_,
-      [](HWND window) {
-        const HWND name = GetDlgItem(window, IDC_NAME);
-        SetFocus(name);
-        PressKey(window, 'A');
-      },
-      [&](HWND window) {
-        wchar_t text[9] = L"";
-        GetDlgItemTextW(window, IDC_NAME, text, 9);
-        EXPECT_STREQ(text, L"a");
-        dialog_.EndDialog(1);
-      });
-}
-
-TEST_F(DialogEx, LetsTheThreadsOtherWindowsTakeTypedCharactersToo) {
-  const PlainWindow other;
-  RunModal(
-      dialog_,
-      [&](HWND) { EXPECT_TRUE(PostMessageW(other, WM_KEYDOWN, 'A', 1)) << GetLastError(); },
-      [&](HWND) {
-        EXPECT_EQ(other.Received(WM_CHAR).size(), 1U);
-        dialog_.EndDialog(1);
-      });
-}
-
-TEST_F(DialogEx, MovesTheFocusOnTab) {
-  RunModal(
+TEST_F(DialogEx, TakesTypedCharactersAndMovesTheFocusOnTab) {
+  ShowModal(
       dialog_,
       [](HWND window) {
         SetFocus(GetDlgItem(window, IDC_NAME));
+        PressKey(window, 'A');
         PressKey(window, VK_TAB);
       },
-      [&](HWND window) {
+      [](HWND window) {
+        EXPECT_EQ(GetText(window, IDC_NAME), L"a");
         EXPECT_EQ(GetDlgCtrlID(GetFocus()), IDC_BUTTON);
-        EXPECT_TRUE(IsWindow(window));
-        dialog_.EndDialog(1);
       });
 }
 
-// Exchange.
-
-TEST_F(DialogEx, LoadsOnceAndSavesOnOk) {
-  RunModal(dialog_, [](HWND window) { Click(window, IDOK); });
-  EXPECT_EQ(Count(dialog_.calls, "load"), 1U);
-  EXPECT_EQ(Count(dialog_.calls, "save"), 1U);
-  EXPECT_LT(Position(dialog_.calls, "OnOK"), Position(dialog_.calls, "save"));
+TEST_F(DialogEx, TranslatesKeystrokesForTheThreadsOtherWindows) {
+  const PlainWindow other;
+  ShowModal(
+      dialog_,
+      [&](HWND) { EXPECT_TRUE(PostMessageW(other, WM_KEYDOWN, 'A', 1)) << GetLastError(); },
+      [&](HWND) { EXPECT_EQ(other.GetReceived(WM_CHAR).size(), 1U); });
 }
 
-TEST_F(DialogEx, DoesNotSaveOnCancel) {
-  RunModal(dialog_, [](HWND window) { Click(window, IDCANCEL); });
-  EXPECT_EQ(Count(dialog_.calls, "save"), 0U);
-}
-
-TEST_F(DialogEx, ExchangesWhenAsked) {
-  RunModal(dialog_, [&](HWND) {
+TEST_F(DialogEx, ExchangesOnRequest) {
+  ShowModal(dialog_, [&](HWND) {
     dialog_.calls.clear();
-    dialog_.Exchange(TRUE);
-    dialog_.Exchange(FALSE);
+    dialog_.UpdateData();
+    dialog_.UpdateData(FALSE);
     EXPECT_EQ(dialog_.calls, (Calls{"save", "load"}));
-    dialog_.EndDialog(1);
   });
 }
 
 // When it is shown.
 
-TEST_F(DialogEx, IsHiddenInOnInitDialog) {
-  RunModal(dialog_, [&](HWND) { dialog_.EndDialog(1); });
-  EXPECT_FALSE(dialog_.visibleInInit);
-}
-
-TEST_F(DialogEx, IsShownOnceNoMessageWaits) {
+TEST_F(DialogEx, IsShownOnceAndWhenTheQueueIsEmpty) {
   dialog_.onInit = [this] {
     PostMessageW(dialog_.m_hWnd, PostedMessage, 0, 0);
     PostMessageW(dialog_.m_hWnd, PostedMessage, 0, 0);
   };
-  RunModal(dialog_, [&](HWND) { dialog_.EndDialog(1); });
-  EXPECT_EQ(Count(dialog_.calls, "posted, hidden"), 2U);
-  EXPECT_EQ(Count(dialog_.calls, "posted, visible"), 0U);
-  EXPECT_EQ(Count(dialog_.calls, "shown"), 1U);
-}
-
-TEST_F(DialogEx, IsNeverShownWhenAMessageOfTheQueueEndsItFirst) {
-  dialog_.onInit = [this] { PostMessageW(dialog_.m_hWnd, WM_COMMAND, IDCANCEL, 0); };
-  EXPECT_EQ(RunModal(dialog_), IDCANCEL);
-  EXPECT_EQ(Count(dialog_.calls, "shown"), 0U);
+  ShowModal(dialog_);
+  EXPECT_FALSE(dialog_.visibleInInit);
+  EXPECT_EQ(dialog_.CountCalls("posted, hidden"), 2U);
+  EXPECT_EQ(dialog_.CountCalls("posted, visible"), 0U);
+  EXPECT_EQ(dialog_.CountCalls("shown"), 1U);
 }
 
 TEST_F(DialogEx, IsPaintedBeforeItsNextMessage) {
@@ -435,10 +328,9 @@ TEST_F(DialogEx, IsPaintedBeforeItsNextMessage) {
     }
   };
   Posting dialog(IDD_FULL);
-  RunModal(
-      dialog, [](HWND) {}, [&](HWND) { dialog.EndDialog(1); });
-  ASSERT_EQ(Count(dialog.calls, "posted, visible"), 1U);
-  EXPECT_LT(Position(dialog.calls, "OnPaint"), Position(dialog.calls, "posted, visible"));
+  ShowModal(dialog, [](HWND) {});
+  ASSERT_EQ(dialog.CountCalls("posted, visible"), 1U);
+  EXPECT_TRUE(dialog.IsBefore("OnPaint", "posted, visible"));
 }
 
 TEST_F(DialogEx, ThatHidesItselfIsNotShownAgain) {
@@ -452,49 +344,26 @@ TEST_F(DialogEx, ThatHidesItselfIsNotShownAgain) {
                        });
                      }),
             49);
-  EXPECT_EQ(Count(dialog_.calls, "shown"), 1U);
-  EXPECT_EQ(Count(dialog_.calls, "posted, hidden"), 1U);
+  EXPECT_EQ(dialog_.CountCalls("shown"), 1U);
+  EXPECT_EQ(dialog_.CountCalls("posted, hidden"), 1U);
 }
 
-TEST_F(DialogEx, BecomesTheActiveWindow) {
-  RunModal(dialog_, [&](HWND window) {
+TEST_F(DialogEx, BecomesActiveAndSetsTheFocusToItsFirstControl) {
+  ShowModal(dialog_, [](HWND window) {
     EXPECT_EQ(GetActiveWindow(), window);
-    dialog_.EndDialog(1);
-  });
-}
-
-TEST_F(DialogEx, BecomesTheActiveWindowAlsoWhenNothingGetsTheFocus) {
-  dialog_.initResult = FALSE;
-  RunModal(dialog_, [&](HWND window) {
-    EXPECT_EQ(GetActiveWindow(), window);
-    dialog_.EndDialog(1);
-  });
-}
-
-// The focus.
-
-TEST_F(DialogEx, GivesTheFocusToItsFirstControl) {
-  RunModal(dialog_, [&](HWND) {
     EXPECT_EQ(GetDlgCtrlID(GetFocus()), IDC_NAME);
-    dialog_.EndDialog(1);
   });
 }
 
-TEST_F(DialogEx, LeavesTheFocusWhereOnInitDialogPutIt) {
+TEST_F(DialogEx, LeavesTheFocusOfOnInitDialogOnlyWhenThatReturnsFalse) {
   dialog_.onInit = [this] { SetFocus(GetDlgItem(dialog_.m_hWnd, IDC_BUTTON)); };
-  dialog_.initResult = FALSE;
-  RunModal(dialog_, [&](HWND) {
-    EXPECT_EQ(GetDlgCtrlID(GetFocus()), IDC_BUTTON);
-    dialog_.EndDialog(1);
-  });
-}
-
-TEST_F(DialogEx, TakesTheFocusFromWhereOnInitDialogPutItWhenThatAnswersTrue) {
-  dialog_.onInit = [this] { SetFocus(GetDlgItem(dialog_.m_hWnd, IDC_BUTTON)); };
-  RunModal(dialog_, [&](HWND) {
-    EXPECT_EQ(GetDlgCtrlID(GetFocus()), IDC_NAME);
-    dialog_.EndDialog(1);
-  });
+  for (const bool sets : {false, true}) {
+    dialog_.initResult = sets;
+    ShowModal(dialog_, [sets](HWND window) {
+      EXPECT_EQ(GetActiveWindow(), window);
+      EXPECT_EQ(GetDlgCtrlID(GetFocus()), sets ? IDC_NAME : IDC_BUTTON);
+    });
+  }
 }
 
 // Its owner.
@@ -508,54 +377,25 @@ class OwnedDialog : public DialogEx {
   RecordingDialog owned_{IDD_FULL, &owner_};
 };
 
-TEST_F(OwnedDialog, BelongsToItsOwner) {
-  RunModal(owned_, [&](HWND window) {
-    EXPECT_EQ(GetWindow(window, GW_OWNER), HWND{plain_});
-    owned_.EndDialog(1);
-  });
-  EXPECT_TRUE(IsWindow(plain_));
-}
-
-TEST_F(OwnedDialog, DisablesItsOwnerMeanwhile) {
+TEST_F(OwnedDialog, DisablesItsOwnerFromItsCreationToBeforeItsDestruction) {
   bool enabledInInit = true;
+  bool enabledInDestroy = false;
   owned_.onInit = [&] { enabledInInit = IsWindowEnabled(plain_); };
-  RunModal(owned_, [&](HWND) {
+  owned_.onDestroy = [&] { enabledInDestroy = IsWindowEnabled(plain_); };
+  ShowModal(owned_, [&](HWND window) {
+    EXPECT_EQ(GetWindow(window, GW_OWNER), HWND{plain_});
     EXPECT_FALSE(IsWindowEnabled(plain_));
-    owned_.EndDialog(1);
   });
   EXPECT_FALSE(enabledInInit);
+  EXPECT_TRUE(enabledInDestroy);
+  EXPECT_TRUE(IsWindow(plain_));
   EXPECT_TRUE(IsWindowEnabled(plain_));
 }
 
 TEST_F(OwnedDialog, LeavesADisabledOwnerDisabled) {
   EnableWindow(plain_, FALSE);
-  RunModal(owned_, [&](HWND) {
-    EXPECT_FALSE(IsWindowEnabled(plain_));
-    owned_.EndDialog(1);
-  });
+  ShowModal(owned_, [&](HWND) { EXPECT_FALSE(IsWindowEnabled(plain_)); });
   EXPECT_FALSE(IsWindowEnabled(plain_));
-}
-
-TEST_F(OwnedDialog, EnablesItsOwnerBeforeItsWindowGoes) {
-  class Watching : public CDialogEx {
-   public:
-    using CDialogEx::CDialogEx;
-    HWND owner = nullptr;
-    bool destroyed = false;
-    bool ownerEnabled = false;
-    LRESULT WindowProc(UINT message, WPARAM first, LPARAM second) override {
-      if (message == WM_DESTROY) {
-        destroyed = true;
-        ownerEnabled = IsWindowEnabled(owner);
-      }
-      return CDialogEx::WindowProc(message, first, second);
-    }
-  };
-  Watching dialog(IDD_FULL, &owner_);
-  dialog.owner = plain_;
-  RunModal(dialog, [&](HWND) { dialog.EndDialog(1); });
-  EXPECT_TRUE(dialog.destroyed);
-  EXPECT_TRUE(dialog.ownerEnabled);
 }
 
 TEST_F(OwnedDialog, LeavesTheActivationToItsOwner) {
@@ -568,19 +408,14 @@ TEST_F(OwnedDialog, LeavesTheActivationToItsOwner) {
   EXPECT_EQ(GetActiveWindow(), HWND{plain_});
 }
 
-TEST_F(OwnedDialog, EnablesItsOwnerWhenThereIsNoSuchTemplate) {
+TEST_F(OwnedDialog, EnablesItsOwnerAlsoWhenItFails) {
   RecordingDialog missing(IDD_MISSING, &owner_);
   EXPECT_EQ(RunModal(missing), -1);
   EXPECT_TRUE(IsWindowEnabled(plain_));
-}
-
-TEST_F(OwnedDialog, EnablesItsOwnerWhenOnInitDialogThrows) {
-  owned_.onInit = [] { throw std::runtime_error("OnInitDialog"); };
+  owned_.onInit = &ThrowError;
   EXPECT_EQ(RunModal(owned_), -1);
   EXPECT_TRUE(IsWindowEnabled(plain_));
-}
-
-TEST_F(OwnedDialog, EnablesItsOwnerWhenTheThreadIsToQuit) {
+  owned_.onInit = nullptr;
   EXPECT_EQ(RunModal(owned_, [](HWND) { PostQuitMessage(0); }), -1);
   EXPECT_TRUE(IsWindowEnabled(plain_));
 }
@@ -588,78 +423,55 @@ TEST_F(OwnedDialog, EnablesItsOwnerWhenTheThreadIsToQuit) {
 TEST_F(OwnedDialog, MayHaveAnOwnerWithoutAWindow) {
   CWnd none;
   RecordingDialog dialog(IDD_FULL, &none);
-  EXPECT_EQ(RunModal(dialog,
-                     [&](HWND window) {
-                       EXPECT_EQ(GetWindow(window, GW_OWNER), nullptr);
-                       dialog.EndDialog(50);
-                     }),
-            50);
+  ShowModal(dialog, [](HWND window) { EXPECT_EQ(GetWindow(window, GW_OWNER), nullptr); });
 }
 
 TEST_F(OwnedDialog, MayOwnADialogItself) {
   RecordingDialog inner(IDD_EMPTY, &owned_);
-  INT_PTR innerResult = 0;
-  const INT_PTR result = RunModal(
-      owned_,
-      [&](HWND window) {
-        innerResult = RunModal(inner, [&](HWND innerWindow) {
-          EXPECT_EQ(GetWindow(innerWindow, GW_OWNER), window);
-          EXPECT_FALSE(IsWindowEnabled(window));
-          inner.EndDialog(51);
-        });
-        EXPECT_TRUE(IsWindowEnabled(window));
-        EXPECT_FALSE(IsWindowEnabled(plain_));
-      },
-      [&](HWND) { owned_.EndDialog(52); });
-  EXPECT_EQ(innerResult, 51);
-  EXPECT_EQ(result, 52);
+  ShowModal(owned_, [&](HWND window) {
+    ShowModal(inner, [window](HWND innerWindow) {
+      EXPECT_EQ(GetWindow(innerWindow, GW_OWNER), window);
+      EXPECT_FALSE(IsWindowEnabled(window));
+    });
+    EXPECT_TRUE(IsWindowEnabled(window));
+    EXPECT_FALSE(IsWindowEnabled(plain_));
+  });
 }
 
 // Again.
 
-TEST_F(DialogEx, RunsASecondTime) {
-  EXPECT_EQ(RunModal(dialog_, [&](HWND) { dialog_.EndDialog(53); }), 53);
-  dialog_.calls.clear();
-  EXPECT_EQ(RunModal(dialog_, [](HWND window) { Click(window, IDOK); }), IDOK);
-  EXPECT_EQ(Count(dialog_.calls, "OnInitDialog"), 1U);
-  EXPECT_EQ(Count(dialog_.calls, "shown"), 1U);
-}
-
-TEST_F(DialogEx, RunsAfterOnInitDialogHasThrown) {
-  dialog_.onInit = [] { throw std::runtime_error("OnInitDialog"); };
+TEST_F(DialogEx, RunsAgainWithoutKeepingAResult) {
+  dialog_.onInit = &ThrowError;
   EXPECT_EQ(RunModal(dialog_), -1);
   dialog_.onInit = nullptr;
-  EXPECT_EQ(RunModal(dialog_, [&](HWND) { dialog_.EndDialog(54); }), 54);
-}
-
-TEST_F(DialogEx, DoesNotKeepAnEarlierResult) {
-  EXPECT_EQ(RunModal(dialog_, [&](HWND) { dialog_.EndDialog(55); }), 55);
+  ShowModal(dialog_);
   EXPECT_EQ(RunModal(dialog_, [](HWND window) { DestroyWindow(window); }), -1);
+  dialog_.calls.clear();
+  ShowModal(dialog_);
+  EXPECT_EQ(dialog_.CountCalls("OnInitDialog"), 1U);
+  EXPECT_EQ(dialog_.CountCalls("shown"), 1U);
 }
 
-TEST_F(DialogEx, LeavesNoWindowsAndObjectsAfterTwoHundredRounds) {
-  const auto round = [this] {
+TEST_F(DialogEx, LeavesNoWindowsAndObjectsAfterTwoHundredRuns) {
+  const auto run = [this] {
     dialog_.calls.clear();
     EXPECT_EQ(RunModal(dialog_, [&](HWND) { dialog_.EndDialog(1); }), 1);
   };
   // The system keeps some windows and objects from their first use on.
-  for (int count = 0; count < 5; ++count) round();
-  const size_t windows = ThreadWindowCount();
-  const size_t objects = GdiObjectCount();
-  for (int count = 0; count < 200; ++count) round();
-  EXPECT_EQ(ThreadWindowCount(), windows);
-  EXPECT_EQ(GdiObjectCount(), objects);
+  for (int count = 0; count < 5; ++count) run();
+  const size_t windows = CountThreadWindows();
+  const size_t objects = CountGdiObjects();
+  for (int count = 0; count < 200; ++count) run();
+  EXPECT_EQ(CountThreadWindows(), windows);
+  EXPECT_EQ(CountGdiObjects(), objects);
 }
 
-TEST_F(DialogEx, LeavesNoWindowsWhenItCannotBeInitialised) {
-  const auto round = [this] {
-    dialog_.onInit = [] { throw std::runtime_error("OnInitDialog"); };
-    EXPECT_EQ(RunModal(dialog_), -1);
-  };
-  round();
-  const size_t windows = ThreadWindowCount();
-  for (int count = 0; count < 20; ++count) round();
-  EXPECT_EQ(ThreadWindowCount(), windows);
+TEST_F(DialogEx, LeavesNoWindowsWhenItCannotBeInitialized) {
+  dialog_.onInit = &ThrowError;
+  EXPECT_EQ(RunModal(dialog_), -1);
+  const size_t windows = CountThreadWindows();
+  for (int count = 0; count < 20; ++count) EXPECT_EQ(RunModal(dialog_), -1);
+  EXPECT_EQ(CountThreadWindows(), windows);
 }
 
 TEST_F(DialogEx, LeavesNoWindowWhenItCannotBeAttached) {
@@ -672,7 +484,7 @@ TEST_F(DialogEx, LeavesNoWindowWhenItCannotBeAttached) {
    protected:
     void PreSubclassWindow() override {
       window = m_hWnd;
-      if (throws) throw std::runtime_error("PreSubclassWindow");
+      if (throws) ThrowError();
     }
   };
   Unattachable dialog(IDD_FULL);
@@ -680,46 +492,32 @@ TEST_F(DialogEx, LeavesNoWindowWhenItCannotBeAttached) {
   ASSERT_NE(dialog.window, nullptr);
   EXPECT_FALSE(IsWindow(dialog.window));
   dialog.throws = false;
-  EXPECT_EQ(RunModal(dialog, [&](HWND) { dialog.EndDialog(56); }), 56);
+  ShowModal(dialog);
 }
 
 // Where its template comes from.
 
-class DialogTemplate : public DialogEx {
- protected:
-  DialogTemplate() { EXPECT_NE(texts_, nullptr) << GetLastError(); }
-  ~DialogTemplate() override {
-    AfxSetResourceHandle(previous_);
-    FreeLibrary(texts_);
-  }
-
-  static std::wstring Caption(UINT id) {
-    std::wstring caption;
-    RecordingDialog dialog(id);
-    dialog.onInit = [&] {
-      caption = dialog.GetWindowText();
-      dialog.EndDialog(1);
-    };
-    EXPECT_EQ(RunModal(dialog), 1);
-    return caption;
-  }
-
-  HINSTANCE previous_ = AfxGetResourceHandle();
-  HINSTANCE texts_ = LoadLibraryW((ProgramFolder() + L"\\localized_texts.dll").c_str());
-};
-
-TEST_F(DialogTemplate, ComesFromTheCurrentResourceModule) {
-  AfxSetResourceHandle(texts_);
-  EXPECT_EQ(Caption(IDD_LOCALIZED), L"The localized text");
+std::wstring GetCaption(UINT id) {
+  std::wstring caption;
+  RecordingDialog dialog(id);
+  dialog.onInit = [&] {
+    caption = GetText(dialog.m_hWnd);
+    dialog.EndDialog(1);
+  };
+  EXPECT_EQ(RunModal(dialog), 1);
+  return caption;
 }
 
-TEST_F(DialogTemplate, ComesFromTheProgramWhenTheResourceModuleHasNone) {
-  AfxSetResourceHandle(texts_);
-  EXPECT_EQ(Caption(IDD_FULL), L"The program's dialog");
-}
-
-TEST_F(DialogTemplate, ComesFromTheProgramWhenThatIsTheResourceModule) {
-  EXPECT_EQ(Caption(IDD_LOCALIZED), L"The program's text");
+TEST_F(DialogEx, TakesItsTemplateFromTheResourceModuleOrElseFromTheProgram) {
+  const HINSTANCE previous = AfxGetResourceHandle();
+  const HINSTANCE texts = LoadLibraryW((ProgramFolder() + L"\\localized_texts.dll").c_str());
+  ASSERT_NE(texts, nullptr) << GetLastError();
+  EXPECT_EQ(GetCaption(IDD_LOCALIZED), L"The program's text");
+  AfxSetResourceHandle(texts);
+  EXPECT_EQ(GetCaption(IDD_LOCALIZED), L"The localized text");
+  EXPECT_EQ(GetCaption(IDD_FULL), L"The program's dialog");
+  AfxSetResourceHandle(previous);
+  FreeLibrary(texts);
 }
 
 }  // namespace

@@ -9,28 +9,28 @@ namespace {
 
 constexpr int Rounds = 100;
 
-/// How many GDI objects are left after many runs of `use`. Without a leak it is none, give or take
-/// a few that the system keeps for later.
-long Left(const std::function<void()>& use) {
+/// After many runs of `use` there are as many GDI objects as after the first, give or take a few
+/// that the system keeps for later.
+void ExpectNoLeak(const std::function<void()>& use) {
   use();
-  const auto before = static_cast<long>(GdiObjectCount());
+  const size_t before = CountGdiObjects();
   for (int round = 0; round < Rounds; ++round) use();
-  return static_cast<long>(GdiObjectCount()) - before;
+  EXPECT_LE(CountGdiObjects(), before + 5);
 }
 
-constexpr long Tolerated = 5;
-
 TEST(GdiObjectCount, GrowsAndShrinksByOne) {
-  const size_t before = GdiObjectCount();
+  const size_t before = CountGdiObjects();
+  const size_t fonts = CountGdiObjects(OBJ_FONT);
   const HBRUSH brush = CreateSolidBrush(RGB(1, 2, 3));
-  EXPECT_EQ(GdiObjectCount(), before + 1);
+  EXPECT_EQ(CountGdiObjects(), before + 1);
+  EXPECT_EQ(CountGdiObjects(OBJ_FONT), fonts);
   DeleteObject(brush);
-  EXPECT_EQ(GdiObjectCount(), before);
+  EXPECT_EQ(CountGdiObjects(), before);
 }
 
 // Fonts.
 
-LOGFONTW Tahoma(LONG height) {
+LOGFONTW DescribeTahoma(LONG height) {
   LOGFONTW description = {};
   description.lfHeight = height;
   description.lfUnderline = TRUE;
@@ -38,85 +38,72 @@ LOGFONTW Tahoma(LONG height) {
   return description;
 }
 
-TEST(Font, HasNoHandleAtFirst) {
-  const CFont font;
-  EXPECT_EQ(HFONT{font}, nullptr);
-}
-
-TEST(Font, IsTheOneThatItsDescriptionAsksFor) {
-  CFont font;
-  const LOGFONTW asked = Tahoma(-17);
-  EXPECT_TRUE(font.CreateFontIndirect(&asked));
+/// The font is the one that `DescribeTahoma` describes.
+void ExpectTahoma(const CFont& font, LONG height) {
   LOGFONTW made = {};
   ASSERT_EQ(GetObjectW(HFONT{font}, sizeof made, &made), int{sizeof made});
-  EXPECT_EQ(made.lfHeight, -17);
+  EXPECT_EQ(made.lfHeight, height);
   EXPECT_EQ(made.lfUnderline, TRUE);
   EXPECT_STREQ(made.lfFaceName, L"Tahoma");
 }
 
-TEST(Font, IsFreedByItsDestructor) {
+class Font : public testing::Test {
+ protected:
+  Font() { EXPECT_EQ(HFONT{font_}, nullptr); }
+
+  const LOGFONTW described_ = DescribeTahoma(-17);
+  CFont font_;
+};
+
+TEST_F(Font, IsTheOneThatItsDescriptionAsksFor) {
+  EXPECT_TRUE(font_.CreateFontIndirect(&described_));
+  ExpectTahoma(font_, -17);
+}
+
+TEST_F(Font, IsFreedByItsDestructor) {
   HFONT handle = nullptr;
   {
     CFont font;
-    const LOGFONTW asked = Tahoma(-17);
-    ASSERT_TRUE(font.CreateFontIndirect(&asked));
+    ASSERT_TRUE(font.CreateFontIndirect(&described_));
     handle = font;
     EXPECT_EQ(GetObjectType(handle), DWORD{OBJ_FONT});
   }
   EXPECT_EQ(GetObjectType(handle), 0U);
 }
 
-TEST(Font, IsFreedWhenAnotherIsMade) {
-  CFont font;
-  const LOGFONTW asked = Tahoma(-17);
-  ASSERT_TRUE(font.CreateFontIndirect(&asked));
-  const HFONT first = font;
-  const LOGFONTW other = Tahoma(-18);
-  EXPECT_TRUE(font.CreateFontIndirect(&other));
+TEST_F(Font, IsFreedWhenAnotherIsMade) {
+  ASSERT_TRUE(font_.CreateFontIndirect(&described_));
+  const HFONT first = font_;
+  const LOGFONTW other = DescribeTahoma(-18);
+  EXPECT_TRUE(font_.CreateFontIndirect(&other));
   EXPECT_EQ(GetObjectType(first), 0U);
-  EXPECT_EQ(GetObjectType(HFONT{font}), DWORD{OBJ_FONT});
-  LOGFONTW made = {};
-  ASSERT_EQ(GetObjectW(HFONT{font}, sizeof made, &made), int{sizeof made});
-  EXPECT_EQ(made.lfHeight, -18);
+  ExpectTahoma(font_, -18);
 }
 
-TEST(Font, IsFreedByDeleteObjectOnce) {
-  CFont font;
-  const LOGFONTW asked = Tahoma(-17);
-  ASSERT_TRUE(font.CreateFontIndirect(&asked));
-  const HFONT handle = font;
-  font.DeleteObject();
-  EXPECT_EQ(HFONT{font}, nullptr);
-  EXPECT_EQ(GetObjectType(handle), 0U);
-  font.DeleteObject();
-  EXPECT_EQ(HFONT{font}, nullptr);
+TEST_F(Font, IsFreedByDeleteObjectOnceAndCanBeMadeAgain) {
+  ASSERT_TRUE(font_.CreateFontIndirect(&described_));
+  const HFONT handle = font_;
+  for (int time = 0; time < 2; ++time) {
+    font_.DeleteObject();
+    EXPECT_EQ(HFONT{font_}, nullptr);
+    EXPECT_EQ(GetObjectType(handle), 0U);
+  }
+  EXPECT_TRUE(font_.CreateFontIndirect(&described_));
+  ExpectTahoma(font_, -17);
 }
 
-TEST(Font, CanBeMadeAgainAfterDeleteObject) {
-  CFont font;
-  const LOGFONTW asked = Tahoma(-17);
-  ASSERT_TRUE(font.CreateFontIndirect(&asked));
-  font.DeleteObject();
-  EXPECT_TRUE(font.CreateFontIndirect(&asked));
-  EXPECT_EQ(GetObjectType(HFONT{font}), DWORD{OBJ_FONT});
+TEST_F(Font, IsNotMadeWhenTheSystemRefusesIt) {
+  ASSERT_TRUE(font_.CreateFontIndirect(&described_));
+  EXPECT_FALSE(font_.CreateFontIndirect(nullptr));
+  EXPECT_EQ(HFONT{font_}, nullptr);
 }
 
-TEST(Font, ThatTheSystemDoesNotGiveIsNotMade) {
-  CFont font;
-  const LOGFONTW asked = Tahoma(-17);
-  ASSERT_TRUE(font.CreateFontIndirect(&asked));
-  EXPECT_FALSE(font.CreateFontIndirect(nullptr));
-  EXPECT_EQ(HFONT{font}, nullptr);
-}
-
-TEST(Font, LeavesNoObjects) {
-  EXPECT_LE(Left([] {
-              CFont font;
-              const LOGFONTW asked = Tahoma(-17);
-              font.CreateFontIndirect(&asked);
-              font.CreateFontIndirect(&asked);
-            }),
-            Tolerated);
+TEST_F(Font, LeavesNoObjects) {
+  ExpectNoLeak([this] {
+    CFont font;
+    font.CreateFontIndirect(&described_);
+    font.CreateFontIndirect(&described_);
+  });
 }
 
 // Device contexts.
@@ -127,7 +114,7 @@ TEST(DeviceContext, HasNoHandleAtFirst) {
   EXPECT_EQ(dc.m_hDC, nullptr);
 }
 
-TEST(DeviceContext, ThatIsBorrowedStaysItsOwners) {
+TEST(DeviceContext, LeavesABorrowedOneToItsOwner) {
   const HDC context = CreateCompatibleDC(nullptr);
   {
     const CDC dc(context);
@@ -137,22 +124,22 @@ TEST(DeviceContext, ThatIsBorrowedStaysItsOwners) {
   DeleteDC(context);
 }
 
-TEST(MemoryContext, IsMadeForTheScreen) {
-  CDC dc;
-  EXPECT_TRUE(dc.CreateCompatibleDC(nullptr));
-  EXPECT_EQ(GetObjectType(HDC{dc}), DWORD{OBJ_MEMDC});
+TEST(MemoryContext, IsMadeForTheScreenOrAnotherContextAndFreedByItsDestructor) {
+  HDC contexts[2] = {};
+  {
+    CDC first;
+    EXPECT_TRUE(first.CreateCompatibleDC(nullptr));
+    CDC second;
+    EXPECT_TRUE(second.CreateCompatibleDC(&first));
+    EXPECT_NE(HDC{second}, HDC{first});
+    contexts[0] = first;
+    contexts[1] = second;
+    for (const HDC context : contexts) EXPECT_EQ(GetObjectType(context), DWORD{OBJ_MEMDC});
+  }
+  for (const HDC context : contexts) EXPECT_EQ(GetObjectType(context), 0U);
 }
 
-TEST(MemoryContext, IsMadeForAnotherContext) {
-  CDC first;
-  ASSERT_TRUE(first.CreateCompatibleDC(nullptr));
-  CDC second;
-  EXPECT_TRUE(second.CreateCompatibleDC(&first));
-  EXPECT_EQ(GetObjectType(HDC{second}), DWORD{OBJ_MEMDC});
-  EXPECT_NE(HDC{second}, HDC{first});
-}
-
-TEST(MemoryContext, IsNotMadeForWhatIsNoContext) {
+TEST(MemoryContext, IsNotMadeForADeletedContext) {
   const HDC deleted = CreateCompatibleDC(nullptr);
   DeleteDC(deleted);
   const CDC none(deleted);
@@ -161,60 +148,38 @@ TEST(MemoryContext, IsNotMadeForWhatIsNoContext) {
   EXPECT_EQ(HDC{dc}, nullptr);
 }
 
-TEST(MemoryContext, IsFreedByItsDestructor) {
-  HDC context = nullptr;
-  {
-    CDC dc;
-    ASSERT_TRUE(dc.CreateCompatibleDC(nullptr));
-    context = dc;
-  }
-  EXPECT_EQ(GetObjectType(context), 0U);
-}
-
 TEST(MemoryContext, LeavesNoObjects) {
-  EXPECT_LE(Left([] {
-              CDC dc;
-              dc.CreateCompatibleDC(nullptr);
-            }),
-            Tolerated);
+  ExpectNoLeak([] {
+    CDC dc;
+    dc.CreateCompatibleDC(nullptr);
+  });
 }
 
-TEST(ClientContext, PaintsWhatIsWithinTheFrame) {
-  const PlainWindow plain(nullptr, {50, 60, 250, 210});
-  CWnd window;
-  ASSERT_TRUE(window.SubclassWindow(plain));
-  window.ModifyStyle(0, WS_CAPTION);
-  SetWindowPos(plain, nullptr, 0, 0, 0, 0,
+TEST(ClientContext, PaintsWithinTheFrame) {
+  Attached<> attached(nullptr, {50, 60, 250, 210});
+  attached.window.ModifyStyle(0, WS_CAPTION);
+  SetWindowPos(attached.plain, nullptr, 0, 0, 0, 0,
                SWP_FRAMECHANGED | SWP_NOMOVE | SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
-  window.ShowWindow(SW_SHOWNOACTIVATE);
+  attached.window.ShowWindow(SW_SHOWNOACTIVATE);
   POINT corner = {};
-  ClientToScreen(plain, &corner);
+  ClientToScreen(attached.plain, &corner);
   ASSERT_GT(corner.y, 60) << "no caption";
-  const CClientDC dc(&window);
-  EXPECT_EQ(WindowFromDC(dc), HWND{plain});
+  const CClientDC dc(&attached.window);
+  EXPECT_EQ(WindowFromDC(dc), HWND{attached.plain});
   POINT origin = {};
   EXPECT_TRUE(GetDCOrgEx(dc, &origin));
-  EXPECT_EQ(origin.x, corner.x);
-  EXPECT_EQ(origin.y, corner.y);
+  EXPECT_EQ(CPoint(origin.x, origin.y), CPoint(corner.x, corner.y));
 }
 
-TEST(ClientContext, IsGivenBack) {
-  const PlainWindow plain;
-  CWnd window;
-  ASSERT_TRUE(window.SubclassWindow(plain));
+TEST(ClientContext, IsReleased) {
+  Attached<> attached;
   HDC context = nullptr;
   {
-    const CClientDC dc(&window);
+    const CClientDC dc(&attached.window);
     context = dc;
   }
   EXPECT_EQ(WindowFromDC(context), nullptr);
-}
-
-TEST(ClientContext, LeavesNoObjects) {
-  const PlainWindow plain;
-  CWnd window;
-  ASSERT_TRUE(window.SubclassWindow(plain));
-  EXPECT_LE(Left([&window] { const CClientDC dc(&window); }), Tolerated);
+  ExpectNoLeak([&attached] { const CClientDC dc(&attached.window); });
 }
 
 class Painted : public CWnd {
@@ -241,57 +206,45 @@ BEGIN_MESSAGE_MAP(Painted, CWnd)
 ON_WM_PAINT()
 END_MESSAGE_MAP()
 
-class PaintContext : public testing::Test {
+class PaintContext : public testing::Test, protected Attached<Painted> {
  protected:
   PaintContext() {
-    EXPECT_TRUE(window_.SubclassWindow(plain_));
-    window_.ShowWindow(SW_SHOWNOACTIVATE);
-    UpdateWindow(plain_);
-    window_.paints = 0;
+    window.ShowWindow(SW_SHOWNOACTIVATE);
+    UpdateWindow(plain);
+    window.paints = 0;
   }
 
-  PlainWindow plain_;
-  Painted window_;
+  void Repaint(const RECT* part = nullptr) {
+    InvalidateRect(plain, part, FALSE);
+    UpdateWindow(plain);
+  }
 };
 
-TEST_F(PaintContext, PaintsTheWindow) {
-  InvalidateRect(plain_, nullptr, FALSE);
-  UpdateWindow(plain_);
-  EXPECT_EQ(window_.paints, 1);
-  EXPECT_EQ(window_.painted, HWND{plain_});
+TEST_F(PaintContext, PaintsTheWindowAndIsReleased) {
+  Repaint();
+  EXPECT_EQ(window.paints, 1);
+  EXPECT_EQ(window.painted, HWND{plain});
+  ASSERT_NE(window.context, nullptr);
+  EXPECT_EQ(WindowFromDC(window.context), nullptr);
 }
 
-TEST_F(PaintContext, IsClippedToWhatIsToBePainted) {
+TEST_F(PaintContext, IsClippedToTheInvalidPart) {
   const RECT part = {10, 12, 30, 28};
-  InvalidateRect(plain_, &part, FALSE);
-  UpdateWindow(plain_);
-  EXPECT_TRUE(EqualRect(&window_.clip, &part))
-      << window_.clip.left << ", " << window_.clip.top << ", " << window_.clip.right << ", "
-      << window_.clip.bottom;
+  Repaint(&part);
+  EXPECT_TRUE(EqualRect(&window.clip, &part)) << window.clip.left << ", " << window.clip.top << ", "
+                                              << window.clip.right << ", " << window.clip.bottom;
 }
 
-TEST_F(PaintContext, LeavesNothingToBePainted) {
-  InvalidateRect(plain_, nullptr, FALSE);
-  UpdateWindow(plain_);
-  EXPECT_FALSE(GetUpdateRect(plain_, nullptr, FALSE));
-  DispatchWaitingMessages();
-  EXPECT_EQ(window_.paints, 1);
-}
-
-TEST_F(PaintContext, IsGivenBack) {
-  InvalidateRect(plain_, nullptr, FALSE);
-  UpdateWindow(plain_);
-  ASSERT_NE(window_.context, nullptr);
-  EXPECT_EQ(WindowFromDC(window_.context), nullptr);
+TEST_F(PaintContext, LeavesNothingInvalid) {
+  Repaint();
+  // Not after dispatching messages: the screen may ask for another paint of a new window.
+  EXPECT_FALSE(GetUpdateRect(plain, nullptr, FALSE));
+  EXPECT_EQ(window.paints, 1);
 }
 
 TEST_F(PaintContext, LeavesNoObjects) {
-  EXPECT_LE(Left([this] {
-              InvalidateRect(plain_, nullptr, FALSE);
-              UpdateWindow(plain_);
-            }),
-            Tolerated);
-  EXPECT_EQ(window_.paints, Rounds + 1);
+  ExpectNoLeak([this] { Repaint(); });
+  EXPECT_EQ(window.paints, Rounds + 1);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "framework/afxcmn.h"
 #include "tests/support/PlainWindow.h"
@@ -9,13 +10,12 @@
 
 namespace {
 
-/// A tooltip that can refuse a tool and tells what is relayed to it.
+/// A tooltip that can refuse a tool and records relayed messages.
 class WatchedToolTip : public CToolTipCtrl {
  public:
   bool refuses = false;
   UINT size = 0;
-  MSG relayed = {};
-  int relays = 0;
+  std::vector<MSG> relayed;
 
  protected:
   DECLARE_MESSAGE_MAP()
@@ -26,8 +26,7 @@ class WatchedToolTip : public CToolTipCtrl {
     return refuses ? FALSE : Default();
   }
   LRESULT OnRelay(WPARAM, LPARAM message) {
-    ++relays;
-    relayed = *reinterpret_cast<MSG*>(message);
+    relayed.push_back(*reinterpret_cast<MSG*>(message));
     return Default();
   }
 };
@@ -50,7 +49,7 @@ class ToolTip : public testing::Test {
   }
 
   HWND MakeChild(int left) const {
-    // A static control is no tool under the mouse without SS_NOTIFY.
+    // Without SS_NOTIFY, a static control is not a tool under the mouse.
     const HWND child =
         CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE | SS_NOTIFY, left, 0, 50, 40,
                         parent_, nullptr, GetModuleHandleW(nullptr), nullptr);
@@ -58,18 +57,30 @@ class ToolTip : public testing::Test {
     return child;
   }
 
-  LRESULT ToolCount() { return tip_.SendMessage(TTM_GETTOOLCOUNT); }
+  LRESULT CountTools() { return tip_.SendMessage(TTM_GETTOOLCOUNT); }
 
-  /// What the tooltip has stored about its tool number `index`.
-  TTTOOLINFOW Stored(WPARAM index, std::wstring* text) {
+  /// The tooltip's only tool is `tool` with this text.
+  void ExpectOneTool(const CWnd& tool, const std::wstring& text) {
+    ASSERT_EQ(CountTools(), 1);
     wchar_t buffer[200] = L"";
     TTTOOLINFOW info = {};
     info.cbSize = TTTOOLINFOW_V1_SIZE;
     info.lpszText = buffer;
-    EXPECT_TRUE(tip_.SendMessage(TTM_ENUMTOOLSW, index, reinterpret_cast<LPARAM>(&info)));
+    EXPECT_TRUE(tip_.SendMessage(TTM_ENUMTOOLSW, 0, reinterpret_cast<LPARAM>(&info)));
     tip_.SendMessage(TTM_GETTEXTW, 0, reinterpret_cast<LPARAM>(&info));
-    if (text != nullptr) *text = buffer;
-    return info;
+    EXPECT_EQ(buffer, text);
+    EXPECT_EQ(info.uId, reinterpret_cast<UINT_PTR>(tool.m_hWnd));
+    EXPECT_EQ(info.hwnd, HWND{parent_});
+    EXPECT_EQ(info.uFlags & TTF_IDISHWND, UINT{TTF_IDISHWND});
+  }
+
+  /// Relays a move of the mouse to the point (5, 6) of the tool.
+  void RelayMove() {
+    MSG move = {};
+    move.hwnd = tool_.m_hWnd;
+    move.message = WM_MOUSEMOVE;
+    move.lParam = MAKELPARAM(5, 6);
+    tip_.RelayEvent(&move);
   }
 
   PlainWindow parent_{nullptr, RECT{200, 200, 300, 240}};
@@ -78,73 +89,35 @@ class ToolTip : public testing::Test {
   CWnd other_;
 };
 
-TEST_F(ToolTip, HasNoToolAtFirst) {
-  EXPECT_EQ(ToolCount(), 0);
-}
-
-TEST_F(ToolTip, GetsATool) {
-  EXPECT_TRUE(tip_.AddTool(&tool_, L"https://www.example.com/"));
-  ASSERT_EQ(ToolCount(), 1);
-  std::wstring text;
-  const TTTOOLINFOW info = Stored(0, &text);
-  EXPECT_EQ(text, L"https://www.example.com/");
-  EXPECT_EQ(info.uId, reinterpret_cast<UINT_PTR>(tool_.m_hWnd));
-  EXPECT_EQ(info.hwnd, HWND{parent_});
-  EXPECT_EQ(info.uFlags & TTF_IDISHWND, UINT{TTF_IDISHWND});
-}
-
-TEST_F(ToolTip, KeepsATextOfItsOwn) {
+TEST_F(ToolTip, HoldsAToolWithACopyOfItsText) {
+  EXPECT_EQ(CountTools(), 0);
   {
     std::wstring text = L"Short-lived";
     EXPECT_TRUE(tip_.AddTool(&tool_, text));
     text.assign(text.size(), L'-');
   }
-  std::wstring stored;
-  Stored(0, &stored);
-  EXPECT_EQ(stored, L"Short-lived");
+  ExpectOneTool(tool_, L"Short-lived");
+  EXPECT_EQ(tip_.size, UINT{TTTOOLINFOW_V1_SIZE}) << "the size that every version accepts";
 }
 
-TEST_F(ToolTip, GetsTheRecordThatEveryVersionTakes) {
-  EXPECT_TRUE(tip_.AddTool(&tool_, L"One"));
-  EXPECT_EQ(tip_.size, static_cast<UINT>(TTTOOLINFOW_V1_SIZE));
-}
-
-TEST_F(ToolTip, GetsSeveralTools) {
+TEST_F(ToolTip, LosesTheToolThatIsRemovedOnly) {
   EXPECT_TRUE(tip_.AddTool(&tool_, L"One"));
   EXPECT_TRUE(tip_.AddTool(&other_, L"Two"));
-  EXPECT_EQ(ToolCount(), 2);
-}
-
-TEST_F(ToolTip, LosesATool) {
-  tip_.AddTool(&tool_, L"One");
-  tip_.AddTool(&other_, L"Two");
-  tip_.DelTool(&tool_);
-  ASSERT_EQ(ToolCount(), 1);
-  std::wstring text;
-  EXPECT_EQ(Stored(0, &text).uId, reinterpret_cast<UINT_PTR>(other_.m_hWnd));
-  EXPECT_EQ(text, L"Two");
-}
-
-TEST_F(ToolTip, DoesNotLoseAToolThatItHasNot) {
-  tip_.AddTool(&other_, L"Two");
-  tip_.DelTool(&tool_);
-  EXPECT_EQ(ToolCount(), 1);
-}
-
-TEST_F(ToolTip, GetsAToolAgain) {
-  tip_.AddTool(&tool_, L"One");
-  tip_.DelTool(&tool_);
+  EXPECT_EQ(CountTools(), 2);
+  // The second time there is no such tool.
+  for (int time = 0; time < 2; ++time) {
+    tip_.DelTool(&tool_);
+    ExpectOneTool(other_, L"Two");
+  }
+  tip_.DelTool(&other_);
   EXPECT_TRUE(tip_.AddTool(&tool_, L"Another"));
-  ASSERT_EQ(ToolCount(), 1);
-  std::wstring text;
-  Stored(0, &text);
-  EXPECT_EQ(text, L"Another");
+  ExpectOneTool(tool_, L"Another");
 }
 
 TEST_F(ToolTip, TellsWhenItRefusesATool) {
   tip_.refuses = true;
   EXPECT_FALSE(tip_.AddTool(&tool_, L"One"));
-  EXPECT_EQ(ToolCount(), 0);
+  EXPECT_EQ(CountTools(), 0);
 }
 
 TEST_F(ToolTip, WithoutAWindowRefusesATool) {
@@ -156,37 +129,24 @@ TEST_F(ToolTip, WithoutAWindowRefusesATool) {
   EXPECT_EQ(none.m_hWnd, nullptr);
 }
 
-TEST_F(ToolTip, SeesARelayedMessage) {
+TEST_F(ToolTip, GetsARelayedMessage) {
   tip_.AddTool(&tool_, L"One");
-  MSG move = {};
-  move.hwnd = tool_.m_hWnd;
-  move.message = WM_MOUSEMOVE;
-  move.lParam = MAKELPARAM(5, 6);
-  tip_.RelayEvent(&move);
-  EXPECT_EQ(tip_.relays, 1);
-  EXPECT_EQ(tip_.relayed.hwnd, tool_.m_hWnd);
-  EXPECT_EQ(tip_.relayed.message, UINT{WM_MOUSEMOVE});
-  EXPECT_EQ(tip_.relayed.lParam, MAKELPARAM(5, 6));
+  RelayMove();
+  ASSERT_EQ(tip_.relayed.size(), 1U);
+  EXPECT_EQ(tip_.relayed[0].hwnd, tool_.m_hWnd);
+  EXPECT_EQ(tip_.relayed[0].message, UINT{WM_MOUSEMOVE});
+  EXPECT_EQ(tip_.relayed[0].lParam, MAKELPARAM(5, 6));
 }
 
-TEST_F(ToolTip, ComesUpWhenTheMouseRestsOnATool) {
+TEST_F(ToolTip, AppearsWhenTheMouseRestsOnATool) {
   ShowWindow(parent_, SW_SHOW);
   SetActiveWindow(parent_);
   tip_.AddTool(&tool_, L"One");
   tip_.SendMessage(TTM_SETDELAYTIME, TTDT_INITIAL, 20);
   ASSERT_TRUE(SetCursorPos(205, 206)) << GetLastError();
   EXPECT_FALSE(tip_.IsWindowVisible());
-  MSG move = {};
-  move.hwnd = tool_.m_hWnd;
-  move.message = WM_MOUSEMOVE;
-  move.lParam = MAKELPARAM(5, 6);
-  tip_.RelayEvent(&move);
-  const ULONGLONG start = GetTickCount64();
-  while (!tip_.IsWindowVisible() && GetTickCount64() - start < 5000) {
-    DispatchWaitingMessages();
-    Sleep(1);
-  }
-  EXPECT_TRUE(tip_.IsWindowVisible());
+  RelayMove();
+  EXPECT_TRUE(DispatchUntil([this] { return tip_.IsWindowVisible(); }));
 }
 
 }  // namespace

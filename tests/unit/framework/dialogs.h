@@ -1,13 +1,13 @@
-// The numbers of the tests' dialogs and their controls, for the resource script too.
+// The numbers of the tests' dialogs and their controls, also for resource scripts.
 #pragma once
 
-/// With OK, Cancel and more; stands in the program only.
+/// With OK, Cancel and more; in the program only.
 #define IDD_FULL 2001
 /// Without any control.
 #define IDD_EMPTY 2002
-/// Stands in the program and, with another caption, in the localized texts.
+/// In the program and, with another caption, in the localized texts.
 #define IDD_LOCALIZED 2003
-/// Stands nowhere.
+/// Nowhere.
 #define IDD_MISSING 2004
 
 #define IDC_NAME 3001
