@@ -51,10 +51,9 @@ const AFX_MSGMAP_ENTRY* FindEntry(const AFX_MSGMAP* map, UINT message, WPARAM fi
 
 }  // namespace
 
-CPoint CPoint::FromParameter(LPARAM parameter) {
-  // Both halves are signed: a second screen may be to the left of the first.
-  return {static_cast<SHORT>(LOWORD(parameter)), static_cast<SHORT>(HIWORD(parameter))};
-}
+// Both halves are signed: a second screen may be to the left of the first.
+CPoint::CPoint(LPARAM point)
+    : CPoint(static_cast<SHORT>(LOWORD(point)), static_cast<SHORT>(HIWORD(point))) {}
 
 /// The procedure of every attached window.
 LRESULT CALLBACK AfxWndProc(HWND handle, UINT message, WPARAM first, LPARAM second) {
@@ -131,11 +130,10 @@ void CWnd::CenterWindow() {
                SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
-std::wstring CWnd::GetWindowText() const {
-  std::wstring text(static_cast<size_t>(GetWindowTextLengthW(m_hWnd)), L'\0');
+void CWnd::GetWindowText(std::wstring& text) const {
+  text.resize(static_cast<size_t>(GetWindowTextLengthW(m_hWnd)));
   const int length = ::GetWindowTextW(m_hWnd, text.data(), static_cast<int>(text.size() + 1));
   text.resize(static_cast<size_t>(length));
-  return text;
 }
 
 BOOL CWnd::ModifyStyle(HWND window, DWORD remove, DWORD add) {

@@ -49,13 +49,13 @@ LRESULT AfxCallTimer(CWnd& window, UINT, WPARAM timer, LPARAM) {
 
 template <class Window, auto Handler>
 LRESULT AfxCallMouse(CWnd& window, UINT, WPARAM keys, LPARAM point) {
-  (static_cast<Window&>(window).*Handler)(static_cast<UINT>(keys), CPoint::FromParameter(point));
+  (static_cast<Window&>(window).*Handler)(static_cast<UINT>(keys), CPoint(point));
   return 0;
 }
 
 template <class Window, auto Handler>
 LRESULT AfxCallHitTest(CWnd& window, UINT, WPARAM, LPARAM point) {
-  return (static_cast<Window&>(window).*Handler)(CPoint::FromParameter(point));
+  return (static_cast<Window&>(window).*Handler)(CPoint(point));
 }
 
 template <class Window, auto Handler>

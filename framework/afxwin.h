@@ -63,8 +63,8 @@ inline void AfxEnableControlContainer() {}
 /// A point in pixels.
 struct CPoint : POINT {
   CPoint(LONG left, LONG top) : POINT{left, top} {}
-  /// Unpacks the point of a mouse message.
-  static CPoint FromParameter(LPARAM parameter);
+  /// The point in the `lParam` of a mouse message.
+  explicit CPoint(LPARAM point);
   bool operator==(const CPoint& other) const { return x == other.x && y == other.y; }
 };
 
@@ -139,7 +139,7 @@ class CWnd {
   void CenterWindow();
   BOOL IsIconic() const { return ::IsIconic(m_hWnd); }
   BOOL IsWindowVisible() const { return ::IsWindowVisible(m_hWnd); }
-  std::wstring GetWindowText() const;
+  void GetWindowText(std::wstring& text) const;
   /// Removes and adds window styles without repainting the window. FALSE when the style is
   /// unchanged.
   static BOOL ModifyStyle(HWND window, DWORD remove, DWORD add);

@@ -38,7 +38,7 @@ void CHyperlinkStatic::SetAddress(std::wstring address) {
 void CHyperlinkStatic::PreSubclassWindow() {
   // A static control gets mouse messages only with this style.
   ModifyStyle(0, SS_NOTIFY);
-  linkText_ = GetWindowText();
+  GetWindowText(linkText_);
   extentKnown_ = FALSE;
   CStatic::PreSubclassWindow();
 }

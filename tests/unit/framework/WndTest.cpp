@@ -627,7 +627,9 @@ TEST(ModifyStyle, RepaintsNothing) {
 }
 
 std::wstring TextOf(const CWnd& window) {
-  return window.GetWindowText();
+  std::wstring text = L"an earlier text";
+  window.GetWindowText(text);
+  return text;
 }
 
 TEST(WindowText, IsTheWholeText) {
