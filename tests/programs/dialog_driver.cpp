@@ -1,20 +1,20 @@
 // Drives the consent dialog of another process through its window, as assistive tools do. Reads a
-// command per line from its standard input and answers each with a line of JSON:
+// command per line from its standard input and writes a line of JSON for each:
 //
-//   wait MILLISECONDS        whether a dialog is visible by then; the others speak of that one. A
-//                            dialog that does not answer for ten seconds ends this program
-//   gone MILLISECONDS        whether it is gone by then
+//   wait MILLISECONDS        whether a dialog is visible within this time; the other commands use
+//                            it. If it does not respond for ten seconds, this program ends
+//   gone MILLISECONDS        whether it is gone within this time
 //   opacities MILLISECONDS   the dialog's opacities, each as it changes, until none has changed for
-//                            so long
-//   window                   what can be seen of it
-//   control ID               what can be seen of one of its controls, or null
+//                            this time
+//   window                   the visible properties of the dialog
+//   control ID               the visible properties of one of its controls, or null
 //   controls                 the same of all its controls, in the order of the Tab key
-//   click ID                 as the mouse or the space bar does
+//   click ID                 clicks a button as the mouse or the space bar does
 //   text ID TEXT             replaces a control's text (UTF-8, up to the end of the line)
-//   command ID               the notification that a click on the button ID sends
+//   command ID               sends the notification of a click on the button ID
 //   close                    asks it to close, as the system menu does
 //   timer ID                 sends it a timer's message
-//   hit X Y                  what it says is at a point of the screen
+//   hit X Y                  its result of a hit test at a point of the screen
 #include "platform/WindowsHeader.h"
 
 #include <fcntl.h>
@@ -32,14 +32,14 @@ namespace {
 constexpr DWORD PollMilliseconds = 5;
 constexpr size_t TextLimit = 40'000;
 
-constexpr UINT AnswerMilliseconds = 10'000;
+constexpr UINT ResponseMilliseconds = 10'000;
 
 HWND dialog = nullptr;
 
-/// Sends a message to a window of another process, which may hang.
+/// Sends a message to a window of another process, which may not respond.
 LRESULT Send(HWND window, UINT message, WPARAM first = 0, LPARAM second = 0) {
   DWORD_PTR result = 0;
-  if (!SendMessageTimeoutW(window, message, first, second, SMTO_ABORTIFHUNG, AnswerMilliseconds,
+  if (!SendMessageTimeoutW(window, message, first, second, SMTO_ABORTIFHUNG, ResponseMilliseconds,
                            &result) &&
       GetLastError() == ERROR_TIMEOUT) {
     std::exit(1);
@@ -101,7 +101,7 @@ std::string Rectangle(const RECT& area) {
   return text.str();
 }
 
-/// What a window and a control have in common.
+/// The properties that windows and controls share.
 std::string Common(HWND window, const RECT& area) {
   std::ostringstream text;
   text << "\"style\":" << static_cast<DWORD>(GetWindowLongW(window, GWL_STYLE))
@@ -174,7 +174,7 @@ std::string Opacities(DWORD milliseconds) {
   return '[' + list + ']';
 }
 
-std::string Answer(std::istream& arguments) {
+std::string Execute(std::istream& arguments) {
   std::string command;
   arguments >> command;
   if (command == "window") return Window();
@@ -220,7 +220,7 @@ int main() {
   std::string line;
   while (std::getline(std::cin, line)) {
     std::istringstream arguments(line);
-    std::cout << Answer(arguments) << '\n' << std::flush;
+    std::cout << Execute(arguments) << '\n' << std::flush;
   }
   return 0;
 }

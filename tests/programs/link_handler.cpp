@@ -1,5 +1,5 @@
-// Stands in for a web browser: writes what it was started with into the file "opened.txt" beside
-// itself, a line each time, as UTF-8.
+// Used instead of a web browser: appends its argument as a line of UTF-8 to the file "opened.txt"
+// in its own folder.
 #include <cstdio>
 #include <cwchar>
 #include <string>

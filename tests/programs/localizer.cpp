@@ -1,6 +1,5 @@
-// Chooses the module of the localized texts, as a "LangExt.dll" does: "Texts.dll" beside it, or
-// none when there is no such library. What it was called with goes to "LangExt.calls" beside it, a
-// line per call.
+// A "LangExt.dll": loads "Texts.dll" in its own folder and returns it, or null when there is no
+// such library. Writes the arguments of each call as a line to "LangExt.calls" in the same folder.
 #include <cwchar>
 #include <string>
 
@@ -10,7 +9,7 @@ namespace {
 
 HINSTANCE self = nullptr;
 
-/// Puts the path of the file `name` beside this library into `path`.
+/// Writes the path of the file `name` in this library's folder to `path`.
 template <size_t Size>
 void PathBeside(wchar_t (&path)[Size], const wchar_t* name) {
   GetModuleFileNameW(self, path, Size);

@@ -1,5 +1,5 @@
-// A library that lacks the export "LoadResExtDLL". The one that it has differs from it in letter
-// case alone; calling it ends the process.
+// A library without the export "LoadResExtDLL". Its export differs from that name in letter case
+// only; calling it ends the process.
 #include "platform/WindowsHeader.h"
 
 extern "C" __declspec(dllexport) HINSTANCE __cdecl LoadResExtDll(HINSTANCE, DWORD_PTR) {

@@ -1,8 +1,8 @@
 // Reads or changes a resource of a program:
 //
-//   resource_editor.exe PROGRAM TYPE NUMBER ">" FILE   writes its bytes into the file
-//   resource_editor.exe PROGRAM TYPE NUMBER FILE       the file's bytes replace it
-//   resource_editor.exe PROGRAM TYPE NUMBER            it goes away
+//   resource_editor.exe PROGRAM TYPE NUMBER ">" FILE   writes its bytes to the file
+//   resource_editor.exe PROGRAM TYPE NUMBER FILE       replaces it by the file's bytes
+//   resource_editor.exe PROGRAM TYPE NUMBER            deletes it
 //
 // TYPE is a name, or "#" and a number.
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// Ends at once; tests read its version resource.
+// Ends at once. Tests read its version resource.
 int main() {
   return 0;
 }
