@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "framework/afxwin.h"
+#include "tests/support/Deadline.h"
 #include "tests/support/PlainWindow.h"
 #include "tests/support/TestProcess.h"
 #include "tests/unit/framework/dialogs.h"
@@ -61,6 +62,7 @@ class WinApp : public testing::Test {
     return AfxWinMain(Instance);
   }
 
+  const Deadline deadline_;
   RecordingApp app_;
 };
 
