@@ -19,7 +19,7 @@ TEST(FadeIn, GoesFrom25To245InStepsOfFive) {
   EXPECT_EQ(applied.size(), 45U);
 }
 
-TEST(FadeIn, NeverGoesBeyondItsLastStep) {
+TEST(FadeIn, StopsAtItsLastStep) {
   EXPECT_EQ(ComputeNextOpacity(239), 244);
   EXPECT_EQ(ComputeNextOpacity(240), 245);
   EXPECT_EQ(ComputeNextOpacity(241), 245);

@@ -10,77 +10,58 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/PlainWindow.h"
 #include "tests/unit/ui/Recorders.h"
 
-/// The program's own entry of the call in its table of imports.
+extern "C" void* __imp_DeleteObject;
 extern "C" void* __imp_SendMessageW;
+extern "C" void* __imp_SetTimer;
 
 namespace {
 
-constexpr UINT LinkId = 7;
+constexpr int LinkId = 7;
 constexpr UINT_PTR TooltipTimer = 100;
 constexpr COLORREF Blue = RGB(0, 0, 255);
 constexpr COLORREF White = RGB(255, 255, 255);
 constexpr COLORREF Red = RGB(255, 0, 0);
 
-/// Opens what a test may look at and switch on.
+using Message = PlainWindow::Message;
+using TimerRecorder = CallRecorder<__imp_SetTimer, decltype(SetTimer)>;
+
+/// Gives access to the tooltip and records what reaches the control's own procedure.
 class TestLink : public CHyperlinkStatic {
  public:
   using CHyperlinkStatic::tooltip_;
   using CHyperlinkStatic::tooltipEnabled_;
   using CHyperlinkStatic::tooltipText_;
+
+  std::vector<Message> defaults;
+  std::function<void(UINT message)> onDefault;
+
+ protected:
+  LRESULT DefWindowProc(UINT message, WPARAM first, LPARAM second) override {
+    defaults.push_back({message, first, second});
+    if (onDefault) onDefault(message);
+    return CHyperlinkStatic::DefWindowProc(message, first, second);
+  }
 };
 
 struct FontDeleter {
   using pointer = HFONT;
   void operator()(HFONT font) const { DeleteObject(font); }
 };
+using UniqueFont = std::unique_ptr<HFONT, FontDeleter>;
 
-int notifications = 0;
-
-LRESULT CALLBACK ParentProcedure(HWND window, UINT message, WPARAM first, LPARAM second) {
-  if (message == WM_COMMAND) ++notifications;
-  if (message == WM_GETFONT) return GetWindowLongPtrW(window, GWLP_USERDATA);
-  return DefWindowProcW(window, message, first, second);
+UniqueFont MakeTahoma(bool underlined) {
+  LOGFONTW description = {};
+  description.lfHeight = -20;
+  description.lfWeight = FW_NORMAL;
+  description.lfUnderline = underlined;
+  std::wcscpy(description.lfFaceName, L"Tahoma");
+  return UniqueFont(CreateFontIndirectW(&description));
 }
 
-/// A message without what it means to its receiver.
-struct Message {
-  UINT message;
-  WPARAM first;
-  LPARAM second;
-  bool operator==(const Message&) const = default;
-};
-
-/// What got through to the control's own procedure.
-std::vector<Message> received;
-/// Called by that procedure.
-std::function<void(UINT message)> onReceived;
-WNDPROC staticProcedure = nullptr;
-
-LRESULT CALLBACK ControlProcedure(HWND window, UINT message, WPARAM first, LPARAM second) {
-  received.push_back({message, first, second});
-  if (onReceived) onReceived(message);
-  return CallWindowProcW(staticProcedure, window, message, first, second);
-}
-
-std::vector<Message> Received(UINT message) {
-  std::vector<Message> found;
-  for (const Message& one : received) {
-    if (one.message == message) found.push_back(one);
-  }
-  return found;
-}
-
-int FontCount() {
-  int count = 0;
-  for (UINT_PTR index = 1; index < 0x10000; ++index) {
-    count += GetObjectType(reinterpret_cast<HGDIOBJ>(index)) == OBJ_FONT;
-  }
-  return count;
-}
-
-/// A link in a window, which has a font of its own or none.
+/// A link in a window that has a font.
 class Hyperlink : public testing::Test {
  protected:
   static constexpr int Left = 10;
@@ -88,42 +69,32 @@ class Hyperlink : public testing::Test {
   static constexpr int Width = 300;
   static constexpr int Height = 60;
 
-  void SetUp() override { Make(L"Privacy Policy", true); }
-  void TearDown() override {
-    onReceived = nullptr;
-    DestroyWindow(parent_);
+  Hyperlink() {
+    parent_.results[WM_GETFONT] = reinterpret_cast<LRESULT>(font_.get());
+    ShowWindow(parent_, SW_SHOWNOACTIVATE);
+    Make(L"Privacy Policy");
   }
 
-  void Make(const std::wstring& text, bool withFont) {
-    DestroyWindow(parent_);
+  /// Makes a new link with another text.
+  void Make(const std::wstring& text) {
     link_ = std::make_unique<TestLink>();
-    LOGFONTW description = {};
-    description.lfHeight = -20;
-    description.lfWeight = FW_NORMAL;
-    std::wcscpy(description.lfFaceName, L"Tahoma");
-    font_.reset(CreateFontIndirectW(&description));
-    parent_ = CreateWindowExW(WS_EX_TOPMOST, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 100, 100, 400,
-                              200, nullptr, nullptr, nullptr, nullptr);
-    ASSERT_NE(parent_, nullptr) << GetLastError();
-    SetWindowLongPtrW(parent_, GWLP_USERDATA,
-                      withFont ? reinterpret_cast<LONG_PTR>(font_.get()) : 0);
-    SetWindowLongPtrW(parent_, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&ParentProcedure));
+    Attach(text);
+  }
+
+  /// Attaches the link to a new control.
+  void Attach(const std::wstring& text) {
     control_ =
         CreateWindowExW(0, L"STATIC", text.c_str(), WS_CHILD | WS_VISIBLE, Left, Top, Width, Height,
                         parent_, reinterpret_cast<HMENU>(UINT_PTR{LinkId}), nullptr, nullptr);
-    ASSERT_NE(control_, nullptr) << GetLastError();
-    staticProcedure = reinterpret_cast<WNDPROC>(
-        SetWindowLongPtrW(control_, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&ControlProcedure)));
-    ASSERT_TRUE(link_->SubclassWindow(control_));
-    received.clear();
+    EXPECT_TRUE(link_->SubclassWindow(control_)) << GetLastError();
     SetCursor(nullptr);
   }
 
-  /// Lets the link draw on a ground of one color, which it leaves to its parent.
-  void Paint(COLORREF ground = White) {
+  /// Has the link painted on a background of one color.
+  void Paint(COLORREF background = White) const {
     const HDC dc = GetDC(control_);
     const RECT area = {0, 0, Width, Height};
-    const HBRUSH brush = CreateSolidBrush(ground);
+    const HBRUSH brush = CreateSolidBrush(background);
     FillRect(dc, &area, brush);
     DeleteObject(brush);
     ReleaseDC(control_, dc);
@@ -131,14 +102,11 @@ class Hyperlink : public testing::Test {
     UpdateWindow(control_);
   }
 
-  /// The text's size in the link's font.
-  SIZE Extent(const std::wstring& text) const {
+  /// The size of a text in the link's font.
+  SIZE Measure(const std::wstring& text) const {
     const HDC dc = GetDC(control_);
-    LOGFONTW description;
-    GetObjectW(font_.get(), sizeof description, &description);
-    description.lfUnderline = TRUE;
-    const std::unique_ptr<HFONT, FontDeleter> underlined(CreateFontIndirectW(&description));
-    const HGDIOBJ previous = SelectObject(dc, underlined.get());
+    const UniqueFont font = MakeTahoma(true);
+    const HGDIOBJ previous = SelectObject(dc, font.get());
     SIZE extent;
     GetTextExtentPoint32W(dc, text.c_str(), static_cast<int>(text.size()), &extent);
     SelectObject(dc, previous);
@@ -151,14 +119,14 @@ class Hyperlink : public testing::Test {
   }
   void MoveMouse(int x, int y) const { SendMessageW(control_, WM_MOUSEMOVE, 0, MAKELPARAM(x, y)); }
 
-  /// The cursor that a move to this point leaves, when the one before was none.
+  /// The cursor that a move to this point sets; null when it sets none.
   HCURSOR CursorAfterMove(int x, int y) const {
     SetCursor(nullptr);
     MoveMouse(x, y);
     return GetCursor();
   }
 
-  /// Pixels of one color in what the control draws.
+  /// The pixels of one color in these rows of the control.
   int Count(COLORREF color, int fromRow = 0, int toRow = Height) const {
     const HDC dc = GetDC(control_);
     int count = 0;
@@ -168,9 +136,15 @@ class Hyperlink : public testing::Test {
     ReleaseDC(control_, dc);
     return count;
   }
+  /// The most blue pixels in a row.
+  int CountBlueInLongestRow() const {
+    int longest = 0;
+    for (int y = 0; y < Height; ++y) longest = std::max(longest, Count(Blue, y, y + 1));
+    return longest;
+  }
 
-  /// The first and the last column in which the control draws; (Width, -1) without any.
-  std::pair<int, int> BlueColumns() const {
+  /// The first and the last column with a blue pixel; (Width, -1) if there is none.
+  std::pair<int, int> GetBlueColumns() const {
     const HDC dc = GetDC(control_);
     std::pair<int, int> columns(Width, -1);
     for (int x = 0; x < Width; ++x) {
@@ -184,13 +158,20 @@ class Hyperlink : public testing::Test {
     return columns;
   }
 
-  ShellRecorder shell_;
-  TimerRecorder timers_;
-  HCURSOR hand_ = LoadCursorW(nullptr, IDC_HAND);
-  HCURSOR arrow_ = LoadCursorW(nullptr, IDC_ARROW);
-  std::unique_ptr<HFONT, FontDeleter> font_;
+  /// The recorded messages of one kind that reached the control's own procedure.
+  std::vector<Message> GetDefaults(UINT message) const {
+    std::vector<Message> found = link_->defaults;
+    std::erase_if(found, [message](const Message& one) { return one.message != message; });
+    return found;
+  }
+
+  const ShellRecorder shell_;
+  const TimerRecorder timers_;
+  const HCURSOR hand_ = LoadCursorW(nullptr, IDC_HAND);
+  const HCURSOR arrow_ = LoadCursorW(nullptr, IDC_ARROW);
+  const UniqueFont font_ = MakeTahoma(false);
+  PlainWindow parent_{nullptr, {100, 100, 500, 300}};
   std::unique_ptr<TestLink> link_;
-  HWND parent_ = nullptr;
   HWND control_ = nullptr;
 };
 
@@ -198,72 +179,56 @@ TEST_F(Hyperlink, AsksForMouseMessages) {
   EXPECT_TRUE(GetWindowLongW(control_, GWL_STYLE) & SS_NOTIFY);
 }
 
-TEST_F(Hyperlink, DrawsItsTextInBlueOnTheParentsGround) {
-  Paint();
-  EXPECT_GT(Count(Blue), 100);
-  EXPECT_EQ(Count(RGB(0, 0, 0)), 0);
-  EXPECT_GT(Count(White), Width * Height / 2);
-}
+// What it draws.
 
-TEST_F(Hyperlink, DrawsAtTheTopAndNotInTheMiddle) {
-  Paint();
-  EXPECT_EQ(Count(White, Extent(L"Privacy Policy").cy), Width * (Height - Extent(L"x").cy));
-}
-
-TEST_F(Hyperlink, LetsEveryGroundShowBehindItsText) {
-  Paint(Red);
-  EXPECT_GT(Count(Blue), 100);
+TEST_F(Hyperlink, DrawsItsTextInBlueOnAnyBackground) {
+  for (const COLORREF background : {White, Red}) {
+    Paint(background);
+    EXPECT_GT(Count(Blue), 100);
+    EXPECT_EQ(Count(RGB(0, 0, 0)), 0);
+    EXPECT_GT(Count(background), Width * Height / 2);
+  }
   EXPECT_EQ(Count(White), 0);
-  EXPECT_GT(Count(Red), Width * Height / 2);
 }
 
-TEST_F(Hyperlink, DrawsFromTheLeftEdge) {
+TEST_F(Hyperlink, DrawsItsTextUnderlinedInTheTopLeftCorner) {
   Paint();
-  const auto [first, last] = BlueColumns();
+  const SIZE extent = Measure(L"Privacy Policy");
+  EXPECT_EQ(Count(White, extent.cy), Width * (Height - extent.cy));
+  const auto [first, last] = GetBlueColumns();
   EXPECT_LE(first, 1);
-  const int width = Extent(L"Privacy Policy").cx;
-  EXPECT_LT(last, width);
-  EXPECT_GE(last, width - 2);
+  EXPECT_LT(last, extent.cx);
+  EXPECT_GE(last, extent.cx - 2);
+  EXPECT_GE(CountBlueInLongestRow(), extent.cx - 2);
 }
 
-TEST_F(Hyperlink, BreaksItsLinesWhereTheTextDoes) {
-  Make(L"Privacy\nPolicy", true);
+TEST_F(Hyperlink, BreaksItsLinesWhereTheTextDoesOnly) {
+  Make(L"Privacy\nPolicy");
   Paint();
-  const SIZE first = Extent(L"Privacy");
+  const SIZE first = Measure(L"Privacy");
   EXPECT_GT(Count(Blue, 0, first.cy), 50);
   EXPECT_GT(Count(Blue, first.cy, 2 * first.cy), 20);
-  EXPECT_LT(BlueColumns().second, first.cx);
-}
+  EXPECT_LT(GetBlueColumns().second, first.cx);
 
-TEST_F(Hyperlink, DrawsALineThatIsTooLongInOne) {
-  Make(L"Privacy Policy, Privacy Policy, Privacy Policy, Privacy Policy", true);
+  const std::wstring tooLong = L"Privacy Policy, Privacy Policy, Privacy Policy, Privacy Policy";
+  ASSERT_GT(Measure(tooLong).cx, Width);
+  Make(tooLong);
   Paint();
-  const SIZE extent = Extent(L"Privacy Policy, Privacy Policy, Privacy Policy, Privacy Policy");
-  ASSERT_GT(extent.cx, Width);
-  EXPECT_EQ(Count(Blue, extent.cy), 0);
+  EXPECT_EQ(Count(Blue, first.cy), 0);
 }
 
-TEST_F(Hyperlink, TakesAnAmpersandForAPrefixWhenItDraws) {
-  const int plain = Extent(L"Privacy Policy").cx;
-  const int whole = Extent(L"Privacy &Policy").cx;
+TEST_F(Hyperlink, DrawsAnAmpersandAsAPrefixAndMeasuresItAsACharacter) {
+  const int plain = Measure(L"Privacy Policy").cx;
+  const int whole = Measure(L"Privacy &Policy").cx;
   ASSERT_GT(whole, plain + 5);
-  Make(L"Privacy &Policy", true);
+  Make(L"Privacy &Policy");
   Paint();
-  const int last = BlueColumns().second;
+  const int last = GetBlueColumns().second;
   EXPECT_LT(last, plain);
   EXPECT_GE(last, plain - 2);
-  // It is measured as any other character.
   MoveMouse(2, 2);
   EXPECT_EQ(CursorAfterMove(whole - 1, 2), hand_);
   EXPECT_EQ(CursorAfterMove(whole, 2), arrow_);
-}
-
-TEST_F(Hyperlink, UnderlinesItsText) {
-  Paint();
-  const SIZE extent = Extent(L"Privacy Policy");
-  int longest = 0;
-  for (int y = 0; y < extent.cy; ++y) longest = std::max(longest, Count(Blue, y, y + 1));
-  EXPECT_GE(longest, extent.cx - 2);
 }
 
 TEST_F(Hyperlink, StillDrawsTheTextThatItHadAtFirst) {
@@ -274,21 +239,18 @@ TEST_F(Hyperlink, StillDrawsTheTextThatItHadAtFirst) {
   EXPECT_EQ(Count(Blue), before);
 }
 
-TEST_F(Hyperlink, WithoutAParentsFontIsDrawnInTheSystemsFontAndNotUnderlined) {
-  Make(L"Privacy Policy", false);
+TEST_F(Hyperlink, WithoutAParentsFontIsPlainBlueTextAndOpensNothing) {
+  parent_.results[WM_GETFONT] = 0;
   Paint();
   EXPECT_GT(Count(Blue), 50);
-  int longest = 0;
-  for (int y = 0; y < Height; ++y) longest = std::max(longest, Count(Blue, y, y + 1));
-  EXPECT_LT(longest, 60);
-}
-
-TEST_F(Hyperlink, WithoutAParentsFontIsNoLinkAnywhere) {
-  Make(L"Privacy Policy", false);
-  Paint();
+  EXPECT_LT(CountBlueInLongestRow(), 60) << "not underlined";
   MoveMouse(2, 2);
   EXPECT_EQ(CursorAfterMove(2, 2), arrow_);
+  ClickAt(3, 3);
+  EXPECT_TRUE(shell_.calls.empty());
 }
+
+// The cursor.
 
 TEST_F(Hyperlink, LeavesTheCursorOnTheFirstMove) {
   Paint();
@@ -299,27 +261,21 @@ TEST_F(Hyperlink, LeavesTheCursorOnTheFirstMove) {
 TEST_F(Hyperlink, ShowsTheHandOnItsTextOnly) {
   Paint();
   MoveMouse(2, 2);
-  const SIZE extent = Extent(L"Privacy Policy");
+  const SIZE extent = Measure(L"Privacy Policy");
   ASSERT_LT(extent.cx, Width);
   ASSERT_LT(extent.cy, Height);
   EXPECT_EQ(CursorAfterMove(0, 0), hand_);
   EXPECT_EQ(CursorAfterMove(extent.cx - 1, extent.cy - 1), hand_);
-  EXPECT_EQ(CursorAfterMove(extent.cx, 0), arrow_);
-  EXPECT_EQ(CursorAfterMove(0, extent.cy), arrow_);
-  EXPECT_EQ(CursorAfterMove(-1, 0), arrow_);
-  EXPECT_EQ(CursorAfterMove(0, -1), arrow_);
-  EXPECT_EQ(CursorAfterMove(Width - 1, Height - 1), arrow_);
+  for (const auto& [x, y] : {std::pair<int, int>(extent.cx, 0),
+                             {0, extent.cy},
+                             {-1, 0},
+                             {0, -1},
+                             {Width - 1, Height - 1}}) {
+    EXPECT_EQ(CursorAfterMove(x, y), arrow_) << x << ", " << y;
+  }
 }
 
-TEST_F(Hyperlink, IsNoLinkBeforeItsFirstPaint) {
-  ValidateRect(control_, nullptr);
-  MoveMouse(2, 2);
-  EXPECT_EQ(CursorAfterMove(2, 2), arrow_);
-  Paint();
-  EXPECT_EQ(CursorAfterMove(2, 2), hand_);
-}
-
-TEST_F(Hyperlink, TurnsTheCursorBackWhenTheMouseLeaves) {
+TEST_F(Hyperlink, ShowsTheArrowWhenTheMouseLeaves) {
   Paint();
   MoveMouse(2, 2);
   MoveMouse(2, 2);
@@ -329,7 +285,7 @@ TEST_F(Hyperlink, TurnsTheCursorBackWhenTheMouseLeaves) {
   EXPECT_EQ(CursorAfterMove(2, 2), nullptr) << "the next move is a first one again";
 }
 
-TEST_F(Hyperlink, AsksToBeToldWhenTheMouseLeaves) {
+TEST_F(Hyperlink, AsksForANotificationWhenTheMouseLeaves) {
   TRACKMOUSEEVENT query = {};
   query.cbSize = sizeof query;
   SetCursorPos(100 + Left + 5, 100 + Top + 5);
@@ -340,185 +296,130 @@ TEST_F(Hyperlink, AsksToBeToldWhenTheMouseLeaves) {
   EXPECT_TRUE(query.dwFlags & TME_LEAVE);
 }
 
-TEST_F(Hyperlink, FreesItsFontWithItsWindow) {
-  const int before = FontCount();
+// Its end.
+
+TEST_F(Hyperlink, FreesItsFontWithItsWindowAfterTheControlsOwnProcedure) {
+  const size_t before = CountGdiObjects(OBJ_FONT);
   Paint();
-  ASSERT_EQ(FontCount(), before + 1) << "made on the first paint";
+  EXPECT_EQ(CountGdiObjects(OBJ_FONT), before + 1) << "made on the first paint";
   Paint();
-  EXPECT_EQ(FontCount(), before + 1) << "and once only";
+  EXPECT_EQ(CountGdiObjects(OBJ_FONT), before + 1) << "and only once";
+  size_t inDestroy = 0;
+  link_->onDefault = [&inDestroy](UINT message) {
+    if (message == WM_DESTROY) inDestroy = CountGdiObjects(OBJ_FONT);
+  };
   DestroyWindow(control_);
-  EXPECT_EQ(FontCount(), before);
+  EXPECT_EQ(GetDefaults(WM_DESTROY).size(), 1U);
+  EXPECT_EQ(inDestroy, before + 1);
+  EXPECT_EQ(CountGdiObjects(OBJ_FONT), before);
   EXPECT_EQ(link_->m_hWnd, nullptr);
 }
 
 TEST_F(Hyperlink, LeavesTheSystemsHandWhenItEnds) {
+  const CallRecorder<__imp_DeleteObject, decltype(DeleteObject)> deletions;
   DestroyWindow(control_);
   link_.reset();
-  EXPECT_NE(CopyImage(hand_, IMAGE_CURSOR, 0, 0, 0), nullptr) << "the hand is still there";
+  EXPECT_EQ(deletions.calls, (std::vector<std::tuple<HGDIOBJ>>{{hand_}}));
+  EXPECT_NE(CopyImage(hand_, IMAGE_CURSOR, 0, 0, 0), nullptr) << "it is still there";
 }
 
-TEST_F(Hyperlink, OpensItsAddressOnAClickOnTheText) {
-  link_->SetAddress(L"https://www.quintar.example/privacy?language=en#top");
+TEST_F(Hyperlink, DrawsAndMeasuresTheTextOfItsNextControl) {
   Paint();
   ClickAt(3, 3);
-  ASSERT_EQ(ShellRecorder::openings.size(), 1U);
-  EXPECT_EQ(ShellRecorder::openings[0].window, control_);
-  EXPECT_EQ(ShellRecorder::openings[0].verb, L"open");
-  EXPECT_EQ(ShellRecorder::openings[0].address,
-            L"https://www.quintar.example/privacy?language=en#top");
-  EXPECT_TRUE(ShellRecorder::openings[0].withoutMore);
-  EXPECT_EQ(ShellRecorder::openings[0].show, SW_SHOWNORMAL);
+  DestroyWindow(control_);
+  Attach(L"x");
+  ClickAt(3, 3);
+  EXPECT_EQ(shell_.calls.size(), 1U) << "it is not painted yet";
+  Paint();
+  ClickAt(Measure(L"x").cx, 3);
+  EXPECT_EQ(shell_.calls.size(), 1U) << "beside the text";
+  EXPECT_LT(GetBlueColumns().second, Measure(L"x").cx);
 }
+
+// Clicks.
 
 TEST_F(Hyperlink, OpensTheAddressThatWasSetLast) {
+  const auto opening = [this](const wchar_t* address) {
+    return ShellRecorder::Call{control_,     L"open",      address,
+                               std::nullopt, std::nullopt, SW_SHOWNORMAL};
+  };
+  Paint();
+  ClickAt(3, 3);
   link_->SetAddress(L"https://one.example/");
-  Paint();
-  link_->SetAddress(L"https://two.example/");
+  link_->SetAddress(L"https://www.quintar.example/privacy?language=en#top");
   ClickAt(3, 3);
   ClickAt(3, 3);
-  ASSERT_EQ(ShellRecorder::openings.size(), 2U);
-  EXPECT_EQ(ShellRecorder::openings[0].address, L"https://two.example/");
-  EXPECT_EQ(ShellRecorder::openings[1].address, L"https://two.example/");
-}
-
-TEST_F(Hyperlink, AsksForAnEmptyAddressToo) {
-  Paint();
-  ClickAt(3, 3);
-  ASSERT_EQ(ShellRecorder::openings.size(), 1U);
-  EXPECT_EQ(ShellRecorder::openings[0].address, L"");
+  EXPECT_EQ(
+      shell_.calls,
+      (std::vector{opening(L""), opening(L"https://www.quintar.example/privacy?language=en#top"),
+                   opening(L"https://www.quintar.example/privacy?language=en#top")}));
 }
 
 TEST_F(Hyperlink, OpensNothingOnAClickBesideTheText) {
   Paint();
-  const SIZE extent = Extent(L"Privacy Policy");
+  const SIZE extent = Measure(L"Privacy Policy");
   ClickAt(extent.cx, 3);
   ClickAt(3, extent.cy);
   ClickAt(-1, 3);
   ClickAt(3, -1);
   ClickAt(Width - 1, Height - 1);
-  EXPECT_TRUE(ShellRecorder::openings.empty());
+  EXPECT_TRUE(shell_.calls.empty());
   ClickAt(extent.cx - 1, extent.cy - 1);
   ClickAt(0, 0);
-  EXPECT_EQ(ShellRecorder::openings.size(), 2U);
+  EXPECT_EQ(shell_.calls.size(), 2U);
 }
 
 TEST_F(Hyperlink, OpensNothingBeforeItsFirstPaint) {
+  ValidateRect(control_, nullptr);
   ClickAt(3, 3);
-  EXPECT_TRUE(ShellRecorder::openings.empty());
-}
-
-TEST_F(Hyperlink, OpensNothingWithoutAParentsFont) {
-  Make(L"Privacy Policy", false);
+  EXPECT_TRUE(shell_.calls.empty());
+  MoveMouse(2, 2);
+  EXPECT_EQ(CursorAfterMove(2, 2), arrow_);
   Paint();
-  ClickAt(3, 3);
-  EXPECT_TRUE(ShellRecorder::openings.empty());
+  EXPECT_EQ(CursorAfterMove(2, 2), hand_);
 }
 
 TEST_F(Hyperlink, GoesByTheTextThatItHadAtFirst) {
-  Make(L"x", true);
+  Make(L"x");
   Paint();
   SetWindowTextW(control_, L"A long text");
-  ClickAt(Extent(L"x").cx, 3);
-  EXPECT_TRUE(ShellRecorder::openings.empty());
+  ClickAt(Measure(L"x").cx, 3);
+  EXPECT_TRUE(shell_.calls.empty());
   ClickAt(0, 3);
-  EXPECT_EQ(ShellRecorder::openings.size(), 1U);
+  EXPECT_EQ(shell_.calls.size(), 1U);
 }
 
-TEST_F(Hyperlink, DoesNotTellItsParentOfTheClick) {
-  // A static control with this style would send its parent a notification.
-  Paint();
-  notifications = 0;
-  ClickAt(3, 3);
-  ClickAt(Width - 1, 3);
-  EXPECT_EQ(notifications, 0);
-}
-
-TEST_F(Hyperlink, WithAnEmptyTextIsNoLink) {
-  Make(L"", true);
+TEST_F(Hyperlink, WithAnEmptyTextDrawsAndOpensNothing) {
+  Make(L"");
   Paint();
   ClickAt(0, 0);
-  EXPECT_TRUE(ShellRecorder::openings.empty());
+  EXPECT_TRUE(shell_.calls.empty());
   EXPECT_EQ(Count(Blue), 0);
 }
 
-// What it leaves to the control.
-
-TEST_F(Hyperlink, LeavesOtherTimersToTheControl) {
-  SendMessageW(control_, WM_TIMER, 5, 0);
-  EXPECT_EQ(received, (std::vector<Message>{{WM_TIMER, 5, 0}}));
-}
-
-TEST_F(Hyperlink, KeepsTheTimerOfItsTooltipFromTheControl) {
-  SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
-  EXPECT_EQ(received, std::vector<Message>{});
-}
-
-TEST_F(Hyperlink, LeavesEveryMouseMoveToTheControl) {
-  Paint();
-  received.clear();
-  SendMessageW(control_, WM_MOUSEMOVE, MK_SHIFT, MAKELPARAM(2, 3));
-  SendMessageW(control_, WM_MOUSEMOVE, MK_CONTROL, MAKELPARAM(Width - 1, 4));
-  EXPECT_EQ(Received(WM_MOUSEMOVE),
-            (std::vector<Message>{{WM_MOUSEMOVE, MK_SHIFT, MAKELPARAM(2, 3)},
-                                  {WM_MOUSEMOVE, MK_CONTROL, MAKELPARAM(Width - 1, 4)}}));
-}
-
-TEST_F(Hyperlink, KeepsEveryClickFromTheControl) {
+TEST_F(Hyperlink, PassesNoClickToTheControlOrItsParent) {
+  // With SS_NOTIFY, the control's own procedure would notify the parent.
   Paint();
   ClickAt(3, 3);
   ClickAt(Width - 1, 3);
-  EXPECT_EQ(ShellRecorder::openings.size(), 1U);
-  EXPECT_EQ(Received(WM_LBUTTONDOWN), std::vector<Message>{});
+  EXPECT_EQ(GetDefaults(WM_LBUTTONDOWN), std::vector<Message>{});
+  EXPECT_TRUE(parent_.GetReceived(WM_COMMAND).empty());
 }
 
-TEST_F(Hyperlink, TellsTheControlOfItsEndBeforeItFreesItsFont) {
-  const int before = FontCount();
+TEST_F(Hyperlink, PassesOtherTimersAndAllMouseMovesToTheControl) {
   Paint();
-  int whenTold = -1;
-  onReceived = [&whenTold](UINT message) {
-    if (message == WM_DESTROY) whenTold = FontCount();
-  };
-  DestroyWindow(control_);
-  EXPECT_EQ(Received(WM_DESTROY).size(), 1U);
-  EXPECT_EQ(whenTold, before + 1);
-  EXPECT_EQ(FontCount(), before);
+  link_->defaults.clear();
+  const Message timer = {WM_TIMER, 5, 0};
+  const std::vector<Message> moves = {{WM_MOUSEMOVE, MK_SHIFT, MAKELPARAM(2, 3)},
+                                      {WM_MOUSEMOVE, MK_CONTROL, MAKELPARAM(Width - 1, 4)}};
+  SendMessageW(control_, WM_TIMER, timer.first, 0);
+  for (const Message& move : moves) SendMessageW(control_, WM_MOUSEMOVE, move.first, move.second);
+  SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
+  EXPECT_EQ(GetDefaults(WM_TIMER), std::vector<Message>{timer});
+  EXPECT_EQ(GetDefaults(WM_MOUSEMOVE), moves);
 }
 
 // The tooltip.
-
-/// A message that the link sends its tooltip.
-struct TooltipCall {
-  UINT message;
-  /// Of a tool.
-  UINT_PTR tool;
-  std::wstring text;
-  /// Of a message that is passed on.
-  MSG relayed;
-};
-
-std::vector<TooltipCall> tooltipCalls;
-WNDPROC tooltipProcedure = nullptr;
-
-LRESULT CALLBACK RecordTooltip(HWND window, UINT message, WPARAM first, LPARAM second) {
-  if (message == TTM_ADDTOOLW || message == TTM_DELTOOLW) {
-    const auto& info = *reinterpret_cast<const TTTOOLINFOW*>(second);
-    tooltipCalls.push_back({message, info.uId, message == TTM_ADDTOOLW ? info.lpszText : L"", {}});
-  } else if (message == TTM_RELAYEVENT) {
-    tooltipCalls.push_back({message, 0, L"", *reinterpret_cast<const MSG*>(second)});
-  }
-  return CallWindowProcW(tooltipProcedure, window, message, first, second);
-}
-
-/// A tooltip window that does not show by itself.
-void MakeTooltip(TestLink& link, HWND parent) {
-  const HWND tooltip = CreateWindowExW(0, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP, 0, 0,
-                                       0, 0, parent, nullptr, nullptr, nullptr);
-  ASSERT_NE(tooltip, nullptr) << GetLastError();
-  tooltipCalls.clear();
-  tooltipProcedure = reinterpret_cast<WNDPROC>(
-      SetWindowLongPtrW(tooltip, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&RecordTooltip)));
-  ASSERT_TRUE(link.tooltip_.SubclassWindow(tooltip));
-}
 
 TEST_F(Hyperlink, HasItsTooltipSwitchedOff) {
   EXPECT_FALSE(link_->tooltipEnabled_);
@@ -527,144 +428,115 @@ TEST_F(Hyperlink, HasItsTooltipSwitchedOff) {
   Paint();
   MoveMouse(2, 2);
   MoveMouse(3, 3);
-  EXPECT_FALSE(KillTimer(control_, TooltipTimer)) << "no timer runs";
+  EXPECT_TRUE(timers_.calls.empty());
 }
 
-TEST_F(Hyperlink, StartsNoTooltipTimerWithoutATooltipWindow) {
-  link_->tooltipEnabled_ = true;
-  Paint();
-  MoveMouse(2, 2);
-  MoveMouse(3, 3);
-  EXPECT_FALSE(KillTimer(control_, TooltipTimer));
+/// What the link sent to the tooltip window, a text for each message.
+std::vector<std::wstring> tooltipCalls;
+WNDPROC tooltipProcedure = nullptr;
+
+LRESULT CALLBACK RecordTooltip(HWND window, UINT message, WPARAM first, LPARAM second) {
+  if (message == TTM_ADDTOOLW || message == TTM_DELTOOLW) {
+    const auto& info = *reinterpret_cast<const TTTOOLINFOW*>(second);
+    const int tool = GetDlgCtrlID(reinterpret_cast<HWND>(info.uId));
+    tooltipCalls.push_back((message == TTM_ADDTOOLW ? L"add " : L"delete ") +
+                           std::to_wstring(tool) + (message == TTM_ADDTOOLW ? info.lpszText : L""));
+  } else if (message == TTM_RELAYEVENT) {
+    const MSG& relayed = *reinterpret_cast<const MSG*>(second);
+    tooltipCalls.push_back(L"relay " + std::to_wstring(GetDlgCtrlID(relayed.hwnd)) + L' ' +
+                           std::to_wstring(relayed.message) + L' ' +
+                           std::to_wstring(CPoint(relayed.lParam).x) + L' ' +
+                           std::to_wstring(CPoint(relayed.lParam).y));
+  }
+  return CallWindowProcW(tooltipProcedure, window, message, first, second);
 }
 
-TEST_F(Hyperlink, WithATooltipStartsItsTimerWhenTheMouseMovesOnTheText) {
-  MakeTooltip(*link_, parent_);
-  link_->tooltipEnabled_ = true;
-  Paint();
+/// A link with a tooltip window that does not appear by itself.
+class HyperlinkTooltip : public Hyperlink {
+ protected:
+  HyperlinkTooltip() {
+    const HWND tooltip = CreateWindowExW(0, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP, 0,
+                                         0, 0, 0, parent_, nullptr, nullptr, nullptr);
+    EXPECT_NE(tooltip, nullptr) << GetLastError();
+    tooltipProcedure = reinterpret_cast<WNDPROC>(
+        SetWindowLongPtrW(tooltip, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&RecordTooltip)));
+    EXPECT_TRUE(link_->tooltip_.SubclassWindow(tooltip));
+    link_->tooltipEnabled_ = true;
+    link_->tooltipText_ = L" Opens the policy";
+    tooltipCalls.clear();
+    Paint();
+  }
+};
+
+TEST_F(HyperlinkTooltip, StartsItsTimerWhenTheMouseMovesOnTheText) {
+  const TimerRecorder::Call timer{control_, TooltipTimer, 100, nullptr};
+  using Calls = std::vector<TimerRecorder::Call>;
   MoveMouse(2, 2);
-  EXPECT_FALSE(KillTimer(control_, TooltipTimer)) << "nothing is measured on the first move";
+  EXPECT_EQ(timers_.calls, Calls{}) << "nothing is measured on the first move";
   MoveMouse(2, 2);
-  EXPECT_FALSE(KillTimer(control_, TooltipTimer)) << "the mouse stands still";
+  EXPECT_EQ(timers_.calls, Calls{}) << "the mouse has not moved";
   MoveMouse(Width - 1, 2);
-  EXPECT_FALSE(KillTimer(control_, TooltipTimer)) << "beside the text";
+  EXPECT_EQ(timers_.calls, Calls{}) << "beside the text";
   MoveMouse(3, 3);
-  EXPECT_TRUE(KillTimer(control_, TooltipTimer));
+  EXPECT_EQ(timers_.calls, Calls{timer});
   SendMessageW(control_, WM_MOUSELEAVE, 0, 0);
   MoveMouse(3, 3);
-  EXPECT_TRUE(KillTimer(control_, TooltipTimer)) << "it has come back to the same point";
+  EXPECT_EQ(timers_.calls, (Calls{timer, timer})) << "it came back to the same point";
 }
 
-int ToolCount(const TestLink& link) {
-  return static_cast<int>(SendMessageW(link.tooltip_.m_hWnd, TTM_GETTOOLCOUNT, 0, 0));
-}
-
-TEST_F(Hyperlink, WithATooltipNamesItsToolWhenTheTimerComes) {
-  MakeTooltip(*link_, parent_);
-  link_->tooltipEnabled_ = true;
-  SetTimer(control_, TooltipTimer, 100'000, nullptr);
-  SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
-  EXPECT_FALSE(KillTimer(control_, TooltipTimer)) << "it came once";
-  EXPECT_EQ(ToolCount(*link_), 0) << "there is no text to show";
-  link_->tooltipText_ = L"Opens the policy";
-  SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
-  SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
-  EXPECT_EQ(ToolCount(*link_), 1);
-  SendMessageW(control_, WM_MOUSELEAVE, 0, 0);
-  EXPECT_EQ(ToolCount(*link_), 0);
-}
-
-TEST_F(Hyperlink, WithATooltipWaits100MillisecondsForIt) {
-  MakeTooltip(*link_, parent_);
-  link_->tooltipEnabled_ = true;
-  Paint();
-  MoveMouse(2, 2);
-  MoveMouse(3, 3);
-  const std::vector<TimerRecorder::Timer> timers = TimerRecorder::Of(TooltipTimer);
-  ASSERT_EQ(timers.size(), 1U);
-  EXPECT_EQ(timers[0].window, control_);
-  EXPECT_EQ(timers[0].period, 100U);
-}
-
-TEST_F(Hyperlink, StartsNoTimerWhileItsTooltipIsVisible) {
-  MakeTooltip(*link_, parent_);
-  link_->tooltipEnabled_ = true;
-  Paint();
+TEST_F(HyperlinkTooltip, StartsNoTimerWhenItIsVisibleDisabledOrWithoutAWindow) {
   MoveMouse(2, 2);
   ShowWindow(link_->tooltip_.m_hWnd, SW_SHOWNA);
   MoveMouse(3, 3);
-  EXPECT_TRUE(TimerRecorder::Of(TooltipTimer).empty());
   ShowWindow(link_->tooltip_.m_hWnd, SW_HIDE);
+  link_->tooltipEnabled_ = false;
   MoveMouse(4, 4);
-  EXPECT_EQ(TimerRecorder::Of(TooltipTimer).size(), 1U);
-}
-
-TEST_F(Hyperlink, WithItsTooltipSwitchedOffStartsNoTimerOnItsText) {
-  MakeTooltip(*link_, parent_);
-  Paint();
-  MoveMouse(2, 2);
-  MoveMouse(3, 3);
-  EXPECT_TRUE(TimerRecorder::Of(TooltipTimer).empty());
-}
-
-TEST_F(Hyperlink, PutsTheToolAnewAndPassesTheMouseOnWhenTheTimerComes) {
-  MakeTooltip(*link_, parent_);
   link_->tooltipEnabled_ = true;
-  link_->tooltipText_ = L"Opens the policy";
-  const auto tool = reinterpret_cast<UINT_PTR>(control_);
+  const HWND tooltip = std::exchange(link_->tooltip_.m_hWnd, nullptr);
+  MoveMouse(5, 5);
+  link_->tooltip_.m_hWnd = tooltip;
+  EXPECT_TRUE(timers_.calls.empty());
+  MoveMouse(6, 6);
+  EXPECT_EQ(timers_.calls.size(), 1U);
+}
+
+TEST_F(HyperlinkTooltip, AddsItsToolAgainAndRelaysTheMouseWhenTheTimerComes) {
+  SetTimer(control_, TooltipTimer, 100'000, nullptr);
   // The second place is above and to the left of the control.
   for (const CPoint& place : {CPoint(7, 9), CPoint(-5, -6)}) {
     ASSERT_TRUE(SetCursorPos(100 + Left + place.x, 100 + Top + place.y));
-    tooltipCalls.clear();
     SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
-    ASSERT_EQ(tooltipCalls.size(), 3U);
-    EXPECT_EQ(tooltipCalls[0].message, UINT{TTM_DELTOOLW});
-    EXPECT_EQ(tooltipCalls[0].tool, tool);
-    EXPECT_EQ(tooltipCalls[1].message, UINT{TTM_ADDTOOLW});
-    EXPECT_EQ(tooltipCalls[1].tool, tool);
-    EXPECT_EQ(tooltipCalls[1].text, L"Opens the policy");
-    EXPECT_EQ(tooltipCalls[2].message, UINT{TTM_RELAYEVENT});
-    EXPECT_EQ(tooltipCalls[2].relayed.hwnd, control_);
-    EXPECT_EQ(tooltipCalls[2].relayed.message, UINT{WM_MOUSEMOVE});
-    EXPECT_EQ(tooltipCalls[2].relayed.lParam, MAKELPARAM(place.x, place.y));
+  }
+  EXPECT_FALSE(KillTimer(control_, TooltipTimer)) << "it comes only once";
+  EXPECT_EQ(tooltipCalls, (std::vector<std::wstring>{
+                              L"delete 7", L"add 7 Opens the policy", L"relay 7 512 7 9",
+                              L"delete 7", L"add 7 Opens the policy", L"relay 7 512 -5 -6"}));
+}
+
+TEST_F(HyperlinkTooltip, EndsItsTimerAndSendsNothingWithoutATextOrAWindow) {
+  using SendRecorder = CallRecorder<__imp_SendMessageW, decltype(SendMessageW)>;
+  for (const bool hasWindow : {true, false}) {
+    if (hasWindow) {
+      link_->tooltipText_.clear();
+    } else {
+      link_->tooltipText_ = L"Opens the policy";
+      link_->tooltip_.DestroyWindow();
+    }
+    SetTimer(control_, TooltipTimer, 100'000, nullptr);
+    const SendRecorder sent;
+    SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
+    EXPECT_FALSE(KillTimer(control_, TooltipTimer)) << hasWindow;
+    EXPECT_EQ(sent.calls.size(), 1U) << "only the test's own";
   }
 }
 
-TEST_F(Hyperlink, TellsItsTooltipNothingWithoutAText) {
-  MakeTooltip(*link_, parent_);
-  link_->tooltipEnabled_ = true;
-  SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
-  EXPECT_TRUE(tooltipCalls.empty());
-}
-
-TEST_F(Hyperlink, TellsItsTooltipThatTheMouseLeftOnlyWhenThatIsSwitchedOn) {
-  MakeTooltip(*link_, parent_);
+TEST_F(HyperlinkTooltip, LosesItsToolWhenTheMouseLeavesUnlessItIsDisabled) {
+  link_->tooltipEnabled_ = false;
   SendMessageW(control_, WM_MOUSELEAVE, 0, 0);
   EXPECT_TRUE(tooltipCalls.empty());
   link_->tooltipEnabled_ = true;
   SendMessageW(control_, WM_MOUSELEAVE, 0, 0);
-  ASSERT_EQ(tooltipCalls.size(), 1U);
-  EXPECT_EQ(tooltipCalls[0].message, UINT{TTM_DELTOOLW});
-}
-
-int messagesToNobody = 0;
-decltype(&SendMessageW) sendMessage = nullptr;
-
-LRESULT WINAPI CountMessageToNobody(HWND window, UINT message, WPARAM first, LPARAM second) {
-  messagesToNobody += window == nullptr;
-  return sendMessage(window, message, first, second);
-}
-
-TEST_F(Hyperlink, WithoutATooltipWindowEndsTheTimerAndTellsNobody) {
-  link_->tooltipEnabled_ = true;
-  link_->tooltipText_ = L"Opens the policy";
-  SetTimer(control_, TooltipTimer, 100'000, nullptr);
-  messagesToNobody = 0;
-  const ReplacedImport replaced(__imp_SendMessageW, reinterpret_cast<void*>(&CountMessageToNobody));
-  sendMessage = reinterpret_cast<decltype(sendMessage)>(replaced.GetOriginal());
-  SendMessageW(control_, WM_TIMER, TooltipTimer, 0);
-  EXPECT_EQ(messagesToNobody, 0);
-  EXPECT_FALSE(KillTimer(control_, TooltipTimer));
+  EXPECT_EQ(tooltipCalls, std::vector<std::wstring>{L"delete 7"});
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <string>
@@ -16,33 +17,39 @@
 #include "platform/Handles.h"
 #include "tests/support/DialogDriver.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/PlainWindow.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestProcess.h"
 #include "tests/unit/ui/Recorders.h"
 #include "ui/BackgroundPicture.h"
 #include "ui/resource.h"
 
-/// The program's own entries of the calls in its table of imports.
 extern "C" void* __imp_DrawIcon;
+extern "C" void* __imp_SetTimer;
 extern "C" void* __imp_WritePrivateProfileStringW;
 
 namespace {
 
 constexpr UINT_PTR FadeTimer = 1026;
-constexpr int Width = 753;
-constexpr int Height = 445;
 
-/// Opens what a test may look at and change, and notes the opacities that timers apply.
+using IconRecorder = CallRecorder<__imp_DrawIcon, decltype(DrawIcon)>;
+using TimerRecorder = CallRecorder<__imp_SetTimer, decltype(SetTimer)>;
+using SettingsRecorder =
+    CallRecorder<__imp_WritePrivateProfileStringW, decltype(WritePrivateProfileStringW)>;
+
+/// Gives access to the dialog and records the opacities that timers apply.
 class TestDialog : public PeltoDialog {
  public:
   using PeltoDialog::background_;
   using PeltoDialog::layered_;
   using PeltoDialog::LayeredCalls;
-  using PeltoDialog::OnCtlColor;
   using PeltoDialog::OnEraseBkgnd;
   using PeltoDialog::PeltoDialog;
 
-  int Opacity() const {
+  HWND GetControl(int id) const { return GetDlgItem(m_hWnd, id); }
+  bool HasControl(int id) const { return GetControl(id) != nullptr; }
+  bool IsButtonChecked(int id) const { return IsDlgButtonChecked(m_hWnd, id) == BST_CHECKED; }
+  int GetOpacity() const {
     BYTE opacity = 0;
     DWORD flags = 0;
     COLORREF key = 1;
@@ -52,43 +59,50 @@ class TestDialog : public PeltoDialog {
     return opacity;
   }
 
-  /// The messages that went on to the window's own procedure.
+  /// The messages that reached the window's own procedure.
   std::vector<std::pair<UINT, WPARAM>> defaults;
-  /// What it answers in that procedure's place, by message.
-  std::map<UINT, LRESULT> defaultAnswers;
+  /// Results instead of those of that procedure, by message.
+  std::map<UINT, LRESULT> defaultResults;
   std::vector<int> opacities;
-  /// By id, the timers that have come.
-  std::map<WPARAM, int> timers;
-  /// When the last of them came, in milliseconds.
-  ULONGLONG lastTimer = 0;
+  /// The number of fade steps and the time of the initialization and of the last step.
+  int fadeSteps = 0;
+  ULONGLONG initTime = 0;
+  ULONGLONG lastStepTime = 0;
   BOOL initResult = FALSE;
-  bool visibleAfterInit = false;
+  /// Called in OnInitDialog, before and after the dialog's own initialization.
+  std::function<void()> beforeInit;
+  std::function<void()> afterInit;
+  /// Called before each message is handled.
+  std::function<void(UINT message, WPARAM first, LPARAM second)> onMessage;
 
  protected:
   BOOL OnInitDialog() override {
+    if (beforeInit) beforeInit();
+    initTime = GetTickCount64();
     initResult = PeltoDialog::OnInitDialog();
-    visibleAfterInit = IsWindowVisible();
-    opacities.push_back(Opacity());
+    opacities.push_back(GetOpacity());
+    if (afterInit) afterInit();
     return initResult;
   }
   LRESULT WindowProc(UINT message, WPARAM first, LPARAM second) override {
+    if (onMessage) onMessage(message, first, second);
     const LRESULT result = PeltoDialog::WindowProc(message, first, second);
     if (message == WM_TIMER) {
-      ++timers[first];
-      opacities.push_back(Opacity());
-      lastTimer = GetTickCount64();
+      if (first == FadeTimer) ++fadeSteps;
+      opacities.push_back(GetOpacity());
+      lastStepTime = GetTickCount64();
     }
     return result;
   }
   LRESULT DefWindowProc(UINT message, WPARAM first, LPARAM second) override {
     defaults.emplace_back(message, first);
-    const auto answer = defaultAnswers.find(message);
-    if (answer != defaultAnswers.end()) return answer->second;
+    const auto result = defaultResults.find(message);
+    if (result != defaultResults.end()) return result->second;
     return PeltoDialog::DefWindowProc(message, first, second);
   }
 };
 
-/// Makes `module` the program for the framework, from which everything is loaded.
+/// Makes `module` the program, from which the framework loads resources.
 void StartProgram(HINSTANCE module) {
   class Program : public CWinApp {
     BOOL InitInstance() override { return FALSE; }
@@ -97,63 +111,17 @@ void StartProgram(HINSTANCE module) {
   AfxWinMain(module);
 }
 
-/// Notes what this program writes to settings files.
-class SettingsRecorder {
- public:
-  struct Write {
-    std::wstring section;
-    std::wstring key;
-    std::wstring value;
-    bool operator==(const Write&) const = default;
-  };
+using Settings = std::vector<std::pair<std::wstring, std::wstring>>;
 
-  SettingsRecorder() {
-    writes.clear();
-    onWrite = nullptr;
-    original = reinterpret_cast<decltype(original)>(write_.GetOriginal());
+/// The keys and values that were written to the section General.
+Settings GetWrittenSettings() {
+  Settings written;
+  for (const auto& [section, key, value, file] : SettingsRecorder::calls) {
+    EXPECT_EQ(section, L"General");
+    written.emplace_back(key.value_or(L"(none)"), value.value_or(L"(none)"));
   }
-
-  inline static std::vector<Write> writes;
-  /// Called at each write, before it is done.
-  inline static std::function<void()> onWrite;
-
- private:
-  static BOOL WINAPI Record(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file) {
-    writes.push_back({section, key, value});
-    if (onWrite) onWrite();
-    return original(section, key, value, file);
-  }
-
-  inline static decltype(&WritePrivateProfileStringW) original = nullptr;
-  ReplacedImport write_{__imp_WritePrivateProfileStringW, reinterpret_cast<void*>(&Record)};
-};
-
-/// Notes the icons that this program draws.
-class IconRecorder {
- public:
-  struct Drawing {
-    HDC dc;
-    int left;
-    int top;
-    HICON icon;
-  };
-
-  IconRecorder() {
-    drawings.clear();
-    original = reinterpret_cast<decltype(original)>(drawIcon_.GetOriginal());
-  }
-
-  inline static std::vector<Drawing> drawings;
-
- private:
-  static BOOL WINAPI Record(HDC dc, int left, int top, HICON icon) {
-    drawings.push_back({dc, left, top, icon});
-    return original(dc, left, top, icon);
-  }
-
-  inline static decltype(&DrawIcon) original = nullptr;
-  ReplacedImport drawIcon_{__imp_DrawIcon, reinterpret_cast<void*>(&Record)};
-};
+  return written;
+}
 
 class ConsentDialog : public testing::Test {
  protected:
@@ -166,25 +134,31 @@ class ConsentDialog : public testing::Test {
     TestDialog::layered_ = {};
   }
 
-  static CLibraryHandle LoadTestLibrary(const std::wstring& name) {
+  /// Shows a new dialog, calls `look` and ends the dialog without an answer.
+  void Show(const std::function<void(TestDialog&)>& look = [](TestDialog&) {}) {
+    TestDialog dialog(&store_, 0, 0);
+    ShowModal(dialog, [&](HWND) { look(dialog); });
+  }
+  /// Shows a new dialog, calls `act` and clicks OK.
+  void ShowAndClickOk(const std::function<void(HWND)>& act = [](HWND) {}) {
+    TestDialog dialog(&store_, 0, 0);
+    EXPECT_EQ(RunModal(dialog, act, [](HWND window) { Click(window, IDOK); }), IDOK);
+  }
+
+  static CLibraryHandle Load(const wchar_t* name) {
     CLibraryHandle library(LoadLibraryW((ProgramFolder() + L"\\" + name).c_str()));
     EXPECT_TRUE(library) << GetLastError();
     return library;
   }
-
-  /// The address that the shown dialog's link opens on a click.
-  static std::wstring AddressOfLink(HWND window) {
-    const HWND link = GetDlgItem(window, IDC_PRIVACY_POLICY);
-    // There is nothing to click before the first paint.
-    RedrawWindow(link, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW);
-    const ShellRecorder shell;
-    SendMessageW(link, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(3, 3));
-    EXPECT_EQ(ShellRecorder::openings.size(), 1U);
-    return ShellRecorder::openings.empty() ? L"(none)" : ShellRecorder::openings[0].address;
+  /// Makes a test library the current resource module.
+  static CLibraryHandle Localize(const wchar_t* name) {
+    CLibraryHandle library = Load(name);
+    AfxSetResourceHandle(library.Get());
+    return library;
   }
 
-  /// The address as it stands in the settings file.
-  std::wstring StoredEmail() const {
+  /// The e-mail address in the settings file. Reading it through the store has a limit of its own.
+  std::wstring GetStoredEmail() const {
     const std::string settings = ReadBytes(folder_ / L"PeltoReport.ini");
     const size_t start = settings.find("\nEmail=") + 7;
     return {settings.begin() + static_cast<std::ptrdiff_t>(start),
@@ -199,75 +173,126 @@ class ConsentDialog : public testing::Test {
   CReportStore store_{commands_, fileTypes_, clock_};
 };
 
-bool IsChecked(HWND window, int id) {
-  return SendMessageW(GetDlgItem(window, id), BM_GETCHECK, 0, 0) == BST_CHECKED;
-}
+// The shipped resources.
 
-HBITMAP BitmapOfSize(int width, int height) {
-  return CreateBitmap(width, height, 1 /* plane */, 1 /* bit a pixel */, nullptr /* no bits */);
-}
-
-/// What the dialog draws as its ground, on a canvas that was red before.
-class Canvas {
+/// Reads the bytes of a dialog template.
+class TemplateReader {
  public:
-  explicit Canvas(TestDialog& dialog) {
-    BITMAPINFO info = {};
-    info.bmiHeader.biSize = sizeof info.bmiHeader;
-    info.bmiHeader.biWidth = Side;
-    info.bmiHeader.biHeight = -Side;
-    info.bmiHeader.biPlanes = 1;
-    info.bmiHeader.biBitCount = 32;
-    bitmap_ = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(&bits_),
-                               nullptr, 0);
-    dc_.CreateCompatibleDC(nullptr);
-    previous_ = SelectObject(dc_, bitmap_);
-    for (int y = 0; y < Side; ++y) {
-      for (int x = 0; x < Side; ++x) SetPixel(dc_, x, y, RGB(255, 0, 0));
+  explicit TemplateReader(const void* bytes) : start_(static_cast<const BYTE*>(bytes)) {}
+
+  template <typename Number>
+  Number Read() {
+    Number number;
+    std::memcpy(&number, start_ + position_, sizeof number);
+    position_ += sizeof number;
+    return number;
+  }
+  /// A text, or "#" and a number.
+  std::wstring ReadName() {
+    std::wstring name;
+    for (WORD unit = Read<WORD>(); unit != 0; unit = Read<WORD>()) {
+      if (unit == 0xFFFF) return L"#" + std::to_wstring(Read<WORD>());
+      name += static_cast<wchar_t>(unit);
     }
-    result = dialog.OnEraseBkgnd(&dc_);
+    return name;
   }
-  ~Canvas() {
-    SelectObject(dc_, previous_);
-    DeleteObject(bitmap_);
+  /// Left, top, width and height in dialog units.
+  std::vector<int> ReadRectangle() {
+    std::vector<int> rectangle;
+    for (int side = 0; side < 4; ++side) rectangle.push_back(Read<SHORT>());
+    return rectangle;
   }
-  Canvas(const Canvas&) = delete;
-  Canvas& operator=(const Canvas&) = delete;
-
-  COLORREF At(int x, int y) const { return GetPixel(dc_, x, y); }
-  /// All of it, in the order of a bitmap's bits.
-  std::vector<std::uint32_t> Pixels() const {
-    GdiFlush();
-    std::vector<std::uint32_t> pixels(bits_, bits_ + Side * Side);
-    for (std::uint32_t& pixel : pixels) pixel &= 0xFFFFFF;
-    return pixels;
-  }
-
-  static constexpr int Side = 800;
-  BOOL result = TRUE;
+  /// Continues at a multiple of four bytes.
+  void Align() { position_ = (position_ + 3) / 4 * 4; }
 
  private:
-  CDC dc_;
-  HBITMAP bitmap_ = nullptr;
-  std::uint32_t* bits_ = nullptr;
-  HGDIOBJ previous_ = nullptr;
+  const BYTE* start_;
+  size_t position_ = 0;
 };
 
-/// A picture's pixels, in the order of a bitmap's bits.
-std::vector<std::uint32_t> PixelsOf(HBITMAP picture, int width, int height) {
-  BITMAPINFO info = {};
-  info.bmiHeader.biSize = sizeof info.bmiHeader;
-  info.bmiHeader.biWidth = width;
-  info.bmiHeader.biHeight = -height;
-  info.bmiHeader.biPlanes = 1;
-  info.bmiHeader.biBitCount = 32;
-  std::vector<std::uint32_t> pixels(static_cast<size_t>(width * height));
-  const HDC screen = GetDC(nullptr);
-  EXPECT_EQ(GetDIBits(screen, picture, 0, static_cast<UINT>(height), pixels.data(), &info,
-                      DIB_RGB_COLORS),
-            height);
-  ReleaseDC(nullptr, screen);
-  for (std::uint32_t& pixel : pixels) pixel &= 0xFFFFFF;
-  return pixels;
+/// The languages of the dialog template.
+std::vector<LANGID> GetTemplateLanguages() {
+  std::vector<LANGID> languages;
+  EnumResourceLanguagesW(
+      GetModuleHandleW(nullptr), RT_DIALOG, MAKEINTRESOURCEW(IDD_PELTO),
+      [](HMODULE, LPCWSTR, LPCWSTR, WORD language, LONG_PTR found) -> BOOL {
+        reinterpret_cast<std::vector<LANGID>*>(found)->push_back(language);
+        return TRUE;
+      },
+      reinterpret_cast<LONG_PTR>(&languages));
+  return languages;
+}
+
+// The only test that knows the shipped texts.
+TEST(ShippedTemplate, HasItsLanguageTextsRectanglesAndStylesToTheLetter) {
+  constexpr LANGID AmericanEnglish = 1033;
+  EXPECT_EQ(GetTemplateLanguages(), std::vector<LANGID>{AmericanEnglish});
+  const HRSRC resource =
+      FindResourceExW(nullptr, RT_DIALOG, MAKEINTRESOURCEW(IDD_PELTO), AmericanEnglish);
+  ASSERT_NE(resource, nullptr) << GetLastError();
+
+  TemplateReader reader(LockResource(LoadResource(nullptr, resource)));
+  EXPECT_EQ(reader.Read<WORD>(), 1) << "version";
+  EXPECT_EQ(reader.Read<WORD>(), 0xFFFF) << "signature of the extended form";
+  EXPECT_EQ(reader.Read<DWORD>(), 0U) << "help";
+  EXPECT_EQ(reader.Read<DWORD>(), DWORD{WS_EX_TOPMOST});
+  EXPECT_EQ(reader.Read<DWORD>(),
+            DWORD{WS_POPUP | WS_BORDER | WS_SYSMENU | DS_SETFONT | DS_FIXEDSYS});
+  const WORD count = reader.Read<WORD>();
+  EXPECT_EQ(reader.ReadRectangle(), (std::vector<int>{0, 0, 502, 274}));
+  EXPECT_EQ(reader.ReadName(), L"") << "menu";
+  EXPECT_EQ(reader.ReadName(), L"") << "class";
+  EXPECT_EQ(reader.ReadName(), L"") << "caption";
+  EXPECT_EQ(reader.Read<WORD>(), 8) << "points";
+  EXPECT_EQ(reader.Read<WORD>(), FW_NORMAL);
+  EXPECT_EQ(reader.Read<WORD>(), 0x100) << "not italic, default character set";
+  EXPECT_EQ(reader.ReadName(), L"MS Shell Dlg");
+
+  const wchar_t* const Introduction =
+      L"Join the Customer Feedback Program(PELTO) and reap the benefits. The system and usage data "
+      L"you share enables Quintar to identify product improvements and helps us personalize your "
+      L"experience with the software.";
+  const wchar_t* const Consent =
+      L"Yes, I would like to participate in PELTO. I have read the Quintar Privacy Policy  and "
+      L"agree "
+      L"to the use, processing and storage of my personal data in accordance with the policy.";
+  constexpr DWORD Radio = BS_AUTORADIOBUTTON;
+  constexpr DWORD Field = WS_BORDER | WS_TABSTOP | ES_AUTOHSCROLL;
+  constexpr DWORD CheckBox = BS_AUTOCHECKBOX | WS_TABSTOP;
+  constexpr DWORD Below = WS_EX_TRANSPARENT;
+  const wchar_t* const Button = L"#128";
+  const wchar_t* const NamedButton = L"BUTTON";
+  const wchar_t* const Edit = L"#129";
+  const wchar_t* const Text = L"#130";
+  const struct {
+    int id;
+    std::wstring kind, text;
+    std::vector<int> rectangle;
+    DWORD style, extendedStyle;
+  } Controls[] = {
+      {IDOK, Button, L"OK", {427, 253, 50, 14}, BS_DEFPUSHBUTTON | WS_TABSTOP, 0},
+      {1005, Text, L"Improve Your Product Experience", {294, 33, 184, 16}, WS_GROUP, 0},
+      {-1, Text, Introduction, {258, 52, 219, 35}, WS_GROUP, 0},
+      {1001, NamedButton, Consent, {264, 96, 187, 41}, Radio | BS_MULTILINE | BS_TOP, Below},
+      {1002, NamedButton, L"No, thanks.", {264, 202, 53, 10}, Radio, Below},
+      {1003, Text, L"Privacy Policy", {274, 139, 44, 8}, WS_GROUP, Below},
+      {-1, Text, L"Email Address (Optional)", {274, 155, 79, 8}, WS_GROUP, Below},
+      {1004, Edit, L"", {274, 166, 177, 14}, Field, 0},
+      {1008, Button, L"Remind me later", {347, 253, 69, 14}, WS_TABSTOP, 0},
+      {1009, Button, L"Don't show this message again", {264, 255, 114, 10}, CheckBox, 0},
+  };
+  ASSERT_EQ(count, std::size(Controls));
+  for (const auto& control : Controls) {
+    reader.Align();
+    EXPECT_EQ(reader.Read<DWORD>(), 0U) << "help";
+    EXPECT_EQ(reader.Read<DWORD>(), control.extendedStyle) << control.id;
+    EXPECT_EQ(reader.Read<DWORD>(), control.style | WS_CHILD | WS_VISIBLE) << control.id;
+    EXPECT_EQ(reader.ReadRectangle(), control.rectangle) << control.id;
+    EXPECT_EQ(reader.Read<int>(), control.id);
+    EXPECT_EQ(reader.ReadName(), control.kind) << control.id;
+    EXPECT_EQ(reader.ReadName(), control.text);
+    EXPECT_EQ(reader.Read<WORD>(), 0) << "further data";
+  }
 }
 
 SIZE SizeOf(HBITMAP picture) {
@@ -276,319 +301,295 @@ SIZE SizeOf(HBITMAP picture) {
   return {description.bmWidth, description.bmHeight};
 }
 
-HICON IconOf(HINSTANCE module) {
-  return LoadIconW(module, MAKEINTRESOURCEW(IDI_PELTO));
-}
-
-HICON IconOf(HWND window, WPARAM size) {
-  return reinterpret_cast<HICON>(SendMessageW(window, WM_GETICON, size, 0));
+TEST_F(ConsentDialog, IsAsLargeAsItsPicture) {
+  Show([](TestDialog& dialog) {
+    RECT area;
+    GetClientRect(dialog.m_hWnd, &area);
+    EXPECT_EQ(area.right, SizeOf(TestDialog::background_).cx);
+    EXPECT_EQ(area.bottom, SizeOf(TestDialog::background_).cy);
+  });
 }
 
 // Where its resources come from.
 
-TEST_F(ConsentDialog, TakesItsArtworkFromTheProgramWhereTheLocalizedModuleHasNone) {
-  const CLibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
-  AfxSetResourceHandle(texts.Get());
+/// String 102 of a module.
+std::wstring GetAddress(HINSTANCE module) {
+  wchar_t address[512] = L"";
+  EXPECT_GT(LoadStringW(module, IDS_PRIVACY_POLICY, address, 512), 0);
+  return address;
+}
+
+/// The address that the shown dialog's link opens on a click.
+std::wstring GetAddressOfLink(const TestDialog& dialog) {
+  const HWND link = dialog.GetControl(IDC_PRIVACY_POLICY);
+  // Before the first paint, a click opens nothing.
+  RedrawWindow(link, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW);
+  const ShellRecorder shell;
+  SendMessageW(link, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(3, 3));
+  EXPECT_EQ(shell.calls.size(), 1U);
+  return shell.calls.empty() ? L"(none)" : std::get<2>(shell.calls[0]).value_or(L"(null)");
+}
+
+HICON IconOf(HINSTANCE module) {
+  return LoadIconW(module, MAKEINTRESOURCEW(IDI_PELTO));
+}
+
+/// The dialog has this icon in both sizes.
+void ExpectIcon(const TestDialog& dialog, HICON icon) {
+  for (const WPARAM size : {WPARAM{ICON_BIG}, WPARAM{ICON_SMALL}}) {
+    EXPECT_EQ(reinterpret_cast<HICON>(SendMessageW(dialog.m_hWnd, WM_GETICON, size, 0)), icon);
+  }
+}
+
+TEST_F(ConsentDialog, TakesEverythingFromTheProgramWithoutALocalizedModule) {
   TestDialog::background_ = nullptr;
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [this](HWND window) {
-    EXPECT_EQ(GetDlgItem(window, IDC_TITLE), nullptr) << "the dialog is the module's";
+  Show([this](TestDialog& dialog) {
+    EXPECT_TRUE(dialog.HasControl(IDC_TITLE));
+    EXPECT_EQ(GetAddressOfLink(dialog), GetAddress(program_));
     EXPECT_NE(IconOf(program_), nullptr);
-    EXPECT_EQ(IconOf(window, ICON_BIG), IconOf(program_));
-    EXPECT_EQ(IconOf(window, ICON_SMALL), IconOf(program_));
-    EXPECT_EQ(SizeOf(TestDialog::background_).cx, Width);
-    EXPECT_EQ(SizeOf(TestDialog::background_).cy, Height);
-    Click(window, IDOK);
+    ExpectIcon(dialog, IconOf(program_));
+    EXPECT_NE(TestDialog::background_, nullptr);
   });
 }
 
-TEST_F(ConsentDialog, TakesItsAddressFromTheProgramWhereTheLocalizedModuleHasNone) {
-  const CLibraryHandle texts = LoadTestLibrary(L"linked_dialog.dll");
-  AfxSetResourceHandle(texts.Get());
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) {
-    EXPECT_EQ(GetDlgItem(window, IDC_TITLE), nullptr) << "the dialog is the module's";
-    EXPECT_EQ(AddressOfLink(window), L"https://www.quintar.example/privacy");
-    Click(window, IDOK);
+TEST_F(ConsentDialog, TakesItsArtworkFromTheProgramWhenTheLocalizedModuleHasNone) {
+  const CLibraryHandle texts = Localize(L"bare_dialog.dll");
+  TestDialog::background_ = nullptr;
+  Show([this](TestDialog& dialog) {
+    EXPECT_FALSE(dialog.HasControl(IDC_TITLE)) << "the dialog is the module's";
+    ExpectIcon(dialog, IconOf(program_));
+    EXPECT_NE(TestDialog::background_, nullptr);
+  });
+}
+
+TEST_F(ConsentDialog, TakesItsAddressFromTheProgramWhenTheLocalizedModuleHasNone) {
+  const CLibraryHandle texts = Localize(L"linked_dialog.dll");
+  Show([this](TestDialog& dialog) {
+    EXPECT_FALSE(dialog.HasControl(IDC_TITLE)) << "the dialog is the module's";
+    EXPECT_EQ(GetAddressOfLink(dialog), GetAddress(program_));
   });
 }
 
 TEST_F(ConsentDialog, TakesTheLocalizedModulesDialogAndAddress) {
-  const CLibraryHandle texts = LoadTestLibrary(L"localized_dialog.dll");
-  AfxSetResourceHandle(texts.Get());
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) {
-    wchar_t text[64] = L"";
-    GetDlgItemTextW(window, IDOK, text, 64);
-    EXPECT_STREQ(text, L"Fertig");
-    EXPECT_EQ(AddressOfLink(window), L"https://www.quintar.example/datenschutz");
-    Click(window, IDOK);
+  std::wstring title;
+  Show([&title](TestDialog& dialog) { title = GetText(dialog.m_hWnd, IDC_TITLE); });
+  const CLibraryHandle texts = Localize(L"localized_dialog.dll");
+  EXPECT_NE(GetAddress(texts.Get()), GetAddress(program_));
+  Show([&](TestDialog& dialog) {
+    EXPECT_TRUE(dialog.HasControl(IDC_TITLE));
+    EXPECT_NE(GetText(dialog.m_hWnd, IDC_TITLE), title);
+    EXPECT_EQ(GetAddressOfLink(dialog), GetAddress(texts.Get()));
   });
 }
 
 TEST_F(ConsentDialog, TakesTheLocalizedModulesArtworkAndTheProgramsDialogAndAddress) {
-  const CLibraryHandle artwork = LoadTestLibrary(L"own_artwork.dll");
-  AfxSetResourceHandle(artwork.Get());
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [this, &artwork](HWND window) {
-    EXPECT_NE(GetDlgItem(window, IDC_TITLE), nullptr);
-    EXPECT_EQ(AddressOfLink(window), L"https://www.quintar.example/privacy");
-    const HICON icon = IconOf(artwork.Get());
-    EXPECT_NE(icon, nullptr);
-    EXPECT_NE(icon, IconOf(program_));
-    EXPECT_EQ(IconOf(window, ICON_BIG), icon);
-    EXPECT_EQ(IconOf(window, ICON_SMALL), icon);
+  const CLibraryHandle artwork = Localize(L"own_artwork.dll");
+  Show([this, &artwork](TestDialog& dialog) {
+    EXPECT_TRUE(dialog.HasControl(IDC_TITLE));
+    EXPECT_EQ(GetAddressOfLink(dialog), GetAddress(program_));
+    EXPECT_NE(IconOf(artwork.Get()), IconOf(program_));
+    ExpectIcon(dialog, IconOf(artwork.Get()));
     EXPECT_EQ(SizeOf(TestDialog::background_).cx, 2);
     EXPECT_EQ(SizeOf(TestDialog::background_).cy, 2);
-    Click(window, IDOK);
   });
 }
 
-TEST_F(ConsentDialog, DecodesItsPictureOnWhite) {
-  const CLibraryHandle artwork = LoadTestLibrary(L"own_artwork.dll");
-  AfxSetResourceHandle(artwork.Get());
-  const HBITMAP picture = LoadBackgroundPicture();
-  ASSERT_NE(picture, nullptr);
-  EXPECT_EQ(PixelsOf(picture, 2, 2),
-            (std::vector<std::uint32_t>{0xFF0000, 0x00FF00, 0x0000FF, 0xFFFFFF}));
-  DeleteObject(picture);
+TEST_F(ConsentDialog, LoadsItsIconWhenItIsConstructed) {
+  const CLibraryHandle artwork = Localize(L"own_artwork.dll");
+  TestDialog dialog(&store_, 0, 0);
+  AfxSetResourceHandle(program_);
+  ShowModal(dialog, [&](HWND) { ExpectIcon(dialog, IconOf(artwork.Get())); });
 }
 
-TEST_F(ConsentDialog, KeepsTheLastPictureWhenItsOwnIsDamaged) {
-  const CLibraryHandle damaged = LoadTestLibrary(L"damaged_picture.dll");
-  AfxSetResourceHandle(damaged.Get());
-  const HBITMAP before = BitmapOfSize(3, 1);
+TEST_F(ConsentDialog, WorksWithoutArtworkAndAddress) {
+  const CLibraryHandle program = Load(L"linked_dialog.dll");
+  StartProgram(program.Get());
+  TestDialog::background_ = nullptr;
+  Show([](TestDialog& dialog) {
+    ExpectIcon(dialog, nullptr);
+    EXPECT_EQ(TestDialog::background_, nullptr);
+    EXPECT_EQ(GetAddressOfLink(dialog), L"");
+  });
+}
+
+TEST_F(ConsentDialog, KeepsTheLastPictureWhenItsOwnIsMissingOrDamaged) {
+  const HBITMAP before = CreateBitmap(3, 1, 1 /* plane */, 1 /* bit per pixel */, nullptr);
   TestDialog::background_ = before;
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) { Click(window, IDOK); });
+  {
+    const CLibraryHandle damaged = Localize(L"damaged_picture.dll");
+    Show();
+    EXPECT_EQ(TestDialog::background_, before);
+    const CLibraryHandle withoutPicture = Load(L"linked_dialog.dll");
+    StartProgram(withoutPicture.Get());
+    Show();
+  }
   EXPECT_EQ(TestDialog::background_, before);
   EXPECT_EQ(SizeOf(before).cx, 3);
   TestDialog::background_ = nullptr;
   DeleteObject(before);
 }
 
-TEST_F(ConsentDialog, KeepsTheLastPictureWhenThereIsNone) {
-  const CLibraryHandle program = LoadTestLibrary(L"linked_dialog.dll");
-  StartProgram(program.Get());
-  const HBITMAP before = BitmapOfSize(3, 1);
+TEST_F(ConsentDialog, PutsANewPictureInThePlaceOfTheLastAndKeepsThat) {
+  const HBITMAP before = CreateBitmap(1, 1, 1 /* plane */, 1 /* bit per pixel */, nullptr);
   TestDialog::background_ = before;
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) { Click(window, IDOK); });
-  EXPECT_EQ(TestDialog::background_, before);
-  EXPECT_EQ(SizeOf(before).cx, 3);
-  TestDialog::background_ = nullptr;
+  Show();
+  EXPECT_NE(TestDialog::background_, before);
+  EXPECT_EQ(GetObjectType(before), DWORD{OBJ_BITMAP});
   DeleteObject(before);
-}
-
-TEST_F(ConsentDialog, ComesUpWithoutArtworkAndAddress) {
-  const CLibraryHandle program = LoadTestLibrary(L"linked_dialog.dll");
-  StartProgram(program.Get());
-  TestDialog::background_ = nullptr;
-  TestDialog dialog(&store_, 0, 0);
-  EXPECT_EQ(RunModal(dialog,
-                     [](HWND window) {
-                       EXPECT_EQ(IconOf(window, ICON_BIG), nullptr);
-                       EXPECT_EQ(TestDialog::background_, nullptr);
-                       EXPECT_EQ(AddressOfLink(window), L"");
-                       Click(window, IDOK);
-                     }),
-            IDOK);
 }
 
 // Its start.
 
-/// Writes down what happens while it is initialised.
-class ObservedDialog : public TestDialog {
- public:
-  using TestDialog::TestDialog;
+std::vector<std::string> initEvents;
 
-  inline static std::vector<std::string> events;
-
-  /// Takes the place of the system's call.
-  static BOOL WINAPI NoteOpacity(HWND, COLORREF, BYTE opacity, DWORD) {
-    // The fade's steps come later.
-    if (initialises_) events.push_back("opacity " + std::to_string(opacity));
-    return TRUE;
-  }
-
- protected:
-  void DoDataExchange(CDataExchange* exchange) override {
-    TestDialog::DoDataExchange(exchange);
-    events.emplace_back("exchange");
-  }
-  BOOL OnInitDialog() override {
-    events.clear();
-    initialises_ = true;
-    const BOOL result = TestDialog::OnInitDialog();
-    initialises_ = false;
-    return result;
-  }
-  LRESULT WindowProc(UINT message, WPARAM first, LPARAM second) override {
-    if (initialises_) Note(message, first, second);
-    return TestDialog::WindowProc(message, first, second);
-  }
-
- private:
-  static void Note(UINT message, WPARAM first, LPARAM second) {
-    if (message == WM_STYLECHANGED && static_cast<int>(first) == GWL_EXSTYLE) {
-      const auto& style = *reinterpret_cast<const STYLESTRUCT*>(second);
-      if (style.styleNew & ~style.styleOld & WS_EX_LAYERED) events.emplace_back("layered");
-    }
-    if (message == WM_MOVE) events.emplace_back("moved");
-    if (message == WM_SETICON) events.push_back(first == ICON_BIG ? "big icon" : "small icon");
-    if (message == WM_SETTEXT) events.emplace_back("named");
-  }
-
-  inline static bool initialises_ = false;
-};
-
-TEST_F(ConsentDialog, IsInitialisedInItsOrder) {
-  TestDialog::layered_ = {true, &ObservedDialog::NoteOpacity, nullptr};
-  ObservedDialog dialog(&store_, 0, 1);
-  RunModal(dialog, [](HWND window) { Click(window, IDOK); });
-  EXPECT_EQ(ObservedDialog::events,
-            (std::vector<std::string>{"exchange", "layered", "opacity 245", "moved", "big icon",
-                                      "small icon", "named"}));
-}
-
-TEST_F(ConsentDialog, LeavesTheFocusToTheSystem) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) {
-    EXPECT_EQ(GetFocus(), GetDlgItem(window, IDOK));
-    Click(window, IDOK);
-  });
-  EXPECT_EQ(dialog.initResult, TRUE);
-}
-
-TEST_F(ConsentDialog, HidesItselfUntilItIsInitialised) {
-  class ShownEarly : public TestDialog {
+TEST_F(ConsentDialog, IsInitializedInItsOrder) {
+  class ExchangingDialog : public TestDialog {
    public:
     using TestDialog::TestDialog;
-    bool shown = false;
 
    protected:
     void DoDataExchange(CDataExchange* exchange) override {
       TestDialog::DoDataExchange(exchange);
-      ShowWindow(SW_SHOWNA);
-      shown = IsWindowVisible();
+      initEvents.emplace_back("exchange");
     }
   };
-  ShownEarly dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) { Click(window, IDOK); });
-  EXPECT_TRUE(dialog.shown);
-  EXPECT_FALSE(dialog.visibleAfterInit);
+  TestDialog::layered_ = {true,
+                          [](HWND, COLORREF, BYTE opacity, DWORD) -> BOOL {
+                            initEvents.push_back("opacity " + std::to_string(opacity));
+                            return TRUE;
+                          },
+                          nullptr};
+  ExchangingDialog dialog(&store_, 0, 1);
+  dialog.beforeInit = [] { initEvents.clear(); };
+  dialog.onMessage = [](UINT message, WPARAM first, LPARAM second) {
+    if (message == WM_STYLECHANGED && static_cast<int>(first) == GWL_EXSTYLE) {
+      const auto& style = *reinterpret_cast<const STYLESTRUCT*>(second);
+      if (style.styleNew & ~style.styleOld & WS_EX_LAYERED) initEvents.emplace_back("layered");
+    }
+    if (message == WM_MOVE) initEvents.emplace_back("moved");
+    if (message == WM_SETICON) initEvents.push_back(first == ICON_BIG ? "big icon" : "small icon");
+    if (message == WM_SETTEXT) initEvents.emplace_back("named");
+  };
+  dialog.afterInit = [] {
+    EXPECT_EQ(initEvents, (std::vector<std::string>{"exchange", "layered", "opacity 245", "moved",
+                                                    "big icon", "small icon", "named"}));
+  };
+  ShowModal(dialog);
+  EXPECT_FALSE(initEvents.empty());
 }
 
-/// The name of a window, as others see it.
-std::wstring NameOf(HWND window) {
-  wchar_t name[256] = L"";
-  GetWindowTextW(window, name, 256);
-  return name;
-}
-
-TEST_F(ConsentDialog, IsNamedAfterItsTitle) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) {
-    EXPECT_EQ(NameOf(window), L"Improve Your Product Experience");
-    Click(window, IDOK);
+TEST_F(ConsentDialog, LeavesTheFocusToTheSystem) {
+  Show([](TestDialog& dialog) {
+    EXPECT_EQ(GetFocus(), dialog.GetControl(IDOK));
+    EXPECT_EQ(dialog.initResult, TRUE);
   });
 }
 
-TEST_F(ConsentDialog, IsNamedAfterALocalizedTitle) {
-  const CLibraryHandle texts = LoadTestLibrary(L"localized_dialog.dll");
-  AfxSetResourceHandle(texts.Get());
+TEST_F(ConsentDialog, HidesItselfUntilItIsInitialized) {
   TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) {
-    EXPECT_EQ(NameOf(window), L"Helfen Sie mit, das Programm besser zu machen");
-    Click(window, IDOK);
+  dialog.beforeInit = [&dialog] {
+    dialog.ShowWindow(SW_SHOWNA);
+    EXPECT_TRUE(dialog.IsWindowVisible());
+  };
+  dialog.afterInit = [&dialog] { EXPECT_FALSE(dialog.IsWindowVisible()); };
+  ShowModal(dialog);
+}
+
+TEST_F(ConsentDialog, IsNamedAfterItsTitleForTheTaskbarAndScreenReaders) {
+  const auto expectTitle = [](TestDialog& dialog) {
+    EXPECT_NE(GetText(dialog.m_hWnd), L"");
+    EXPECT_EQ(GetText(dialog.m_hWnd), GetText(dialog.m_hWnd, IDC_TITLE));
+  };
+  Show(expectTitle);
+  {
+    const CLibraryHandle texts = Localize(L"localized_dialog.dll");
+    Show(expectTitle);
+  }
+  const CLibraryHandle withoutTitle = Localize(L"bare_dialog.dll");
+  Show([](TestDialog& dialog) { EXPECT_EQ(GetText(dialog.m_hWnd), L""); });
+}
+
+TEST_F(ConsentDialog, StartsTheGroupOfTheRadioButtonsWithYes) {
+  Show([](TestDialog& dialog) {
+    EXPECT_TRUE(GetWindowLongW(dialog.GetControl(IDC_PARTICIPATE), GWL_STYLE) & WS_GROUP);
+    EXPECT_FALSE(GetWindowLongW(dialog.GetControl(IDC_DECLINE), GWL_STYLE) & WS_GROUP);
   });
 }
 
-TEST_F(ConsentDialog, HasNoNameWithoutATitle) {
-  const CLibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
-  AfxSetResourceHandle(texts.Get());
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) {
-    EXPECT_EQ(NameOf(window), L"");
-    Click(window, IDOK);
+TEST_F(ConsentDialog, OpensWithTheStoredAnswer) {
+  const auto expectOpened = [this](bool participates, const std::wstring& email, bool silenced) {
+    Show([&](TestDialog& dialog) {
+      EXPECT_EQ(dialog.IsButtonChecked(IDC_PARTICIPATE), participates);
+      EXPECT_EQ(dialog.IsButtonChecked(IDC_DECLINE), !participates);
+      EXPECT_EQ(GetText(dialog.m_hWnd, IDC_EMAIL), email);
+      EXPECT_EQ(dialog.IsButtonChecked(IDC_SILENCE), silenced);
+    });
+  };
+  expectOpened(false, L"", false);
+  for (const int state : {0, 1, 2, 3, 7}) {
+    SCOPED_TRACE(state);
+    store_.SetConsentState(state);
+    expectOpened(state != 2, L"", false);
+  }
+  store_.SetEmail(L"user@example.com");
+  store_.SetShowMessage(false);
+  expectOpened(true, L"user@example.com", true);
+}
+
+TEST_F(ConsentDialog, HidesRemindLaterButLeavesItThere) {
+  Show([](TestDialog& dialog) {
+    const HWND button = dialog.GetControl(IDC_REMIND_LATER);
+    ASSERT_NE(button, nullptr);
+    EXPECT_FALSE(GetWindowLongW(button, GWL_STYLE) & WS_VISIBLE);
+    EXPECT_TRUE(IsWindowEnabled(button));
   });
 }
 
 // The fade.
 
 TEST_F(ConsentDialog, StaysAtItsOpacityWithoutTheFade) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(
-      dialog, [](HWND) { Sleep(100); }, [](HWND) {},
-      [&dialog](HWND window) {
-        EXPECT_EQ(dialog.Opacity(), 245);
-        Click(window, IDOK);
-      });
-  EXPECT_EQ(dialog.opacities, std::vector<int>{245});
-  EXPECT_EQ(dialog.timers.count(FadeTimer), 0U);
+  Show([](TestDialog& dialog) {
+    Sleep(100);
+    DispatchWaitingMessages();
+    EXPECT_EQ(dialog.GetOpacity(), 245);
+    EXPECT_EQ(dialog.opacities, std::vector<int>{245});
+    EXPECT_EQ(dialog.fadeSteps, 0);
+  });
 }
 
 TEST_F(ConsentDialog, FadesInFrom25To245AndStops) {
+  const TimerRecorder timers;
   TestDialog dialog(&store_, 1, 1);
-  const auto hasFaded = [&dialog] { return dialog.opacities.size() >= 46; };
-  std::vector<DialogStep> steps;
-  // Each is a tick of 10 ms.
-  for (int tick = 0; tick < 120; ++tick) steps.emplace_back([](HWND) {});
-  steps.emplace_back([&hasFaded](HWND window) {
-    EXPECT_TRUE(hasFaded());
-    Click(window, IDOK);
+  ShowModal(dialog, [&](HWND) {
+    EXPECT_TRUE(DispatchUntil([&dialog] { return dialog.fadeSteps == 45; }));
+    Sleep(100);
+    DispatchWaitingMessages();
   });
-  RunModalSteps(dialog, std::move(steps));
-  // At first it has its full opacity: the step down to 20 is never applied.
+  // It starts at its full opacity: the value 20 is never applied.
   std::vector<int> expected = {245};
   for (int opacity = 25; opacity <= 245; opacity += 5) expected.push_back(opacity);
   EXPECT_EQ(dialog.opacities, expected);
-  EXPECT_EQ(dialog.timers[FadeTimer], 45);
+  EXPECT_EQ(dialog.fadeSteps, 45);
+  EXPECT_EQ(std::count_if(timers.calls.begin(), timers.calls.end(),
+                          [](const TimerRecorder::Call& call) {
+                            return std::get<1>(call) == FadeTimer && std::get<2>(call) == 15;
+                          }),
+            1);
+  // Timers may come late, but not early. The clock advances by up to 16 ms at a time.
+  EXPECT_GE(dialog.lastStepTime - dialog.initTime, ULONGLONG{45 * 15 - 2 * 16});
 }
 
-TEST_F(ConsentDialog, TakesFifteenMillisecondsForEachStepOfTheFade) {
-  const TimerRecorder recorder;
-  TestDialog dialog(&store_, 1, 1);
-  RunModal(dialog, [&dialog](HWND window) {
-    const ULONGLONG limit = GetTickCount64() + 15'000;
-    while (dialog.timers[FadeTimer] < 45 && GetTickCount64() < limit) {
-      MSG message;
-      GetMessageW(&message, nullptr, 0, 0);
-      DispatchMessageW(&message);
-    }
-    Click(window, IDOK);
-  });
-  EXPECT_EQ(dialog.timers[FadeTimer], 45);
-  const std::vector<TimerRecorder::Timer> timers = TimerRecorder::Of(FadeTimer);
-  ASSERT_EQ(timers.size(), 1U);
-  EXPECT_EQ(timers[0].period, 15U);
-  // Timers may come late, but not early. The clock moves by up to 16 ms at a time.
-  EXPECT_GE(dialog.lastTimer - timers[0].time, ULONGLONG{45 * 15 - 2 * 16});
-}
-
-TEST_F(ConsentDialog, TakesStepsOfTheFadeTimerOnly) {
-  TestDialog dialog(&store_, 1, 0);
-  RunModal(dialog, [&dialog](HWND window) {
-    for (const UINT_PTR timer : {UINT_PTR{1}, UINT_PTR{100}, UINT_PTR{1025}, UINT_PTR{1027}}) {
-      SendMessageW(window, WM_TIMER, timer, 0);
-    }
-    SetLayeredWindowAttributes(window, 0, 7, LWA_ALPHA);
-    SendMessageW(window, WM_TIMER, 1, 0);
-    EXPECT_EQ(dialog.Opacity(), 7);
-    SendMessageW(window, WM_TIMER, FadeTimer, 0);
-    EXPECT_EQ(dialog.Opacity(), 245) << "a step from the top stays there";
-    Click(window, IDOK);
-  });
-}
-
-TEST_F(ConsentDialog, LeavesOtherTimersToTheSystem) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [&dialog](HWND window) {
+TEST_F(ConsentDialog, TakesAFadeStepForItsTimerOnly) {
+  Show([](TestDialog& dialog) {
+    SetLayeredWindowAttributes(dialog.m_hWnd, 0, 7, LWA_ALPHA);
     dialog.defaults.clear();
-    SendMessageW(window, WM_TIMER, 5, 0);
-    SendMessageW(window, WM_TIMER, FadeTimer, 0);
-    EXPECT_EQ(dialog.defaults, (std::vector<std::pair<UINT, WPARAM>>{{WM_TIMER, 5}}));
-    Click(window, IDOK);
+    const std::vector<std::pair<UINT, WPARAM>> others = {
+        {WM_TIMER, 1}, {WM_TIMER, 100}, {WM_TIMER, 1025}, {WM_TIMER, 1027}};
+    for (const auto& [message, timer] : others) SendMessageW(dialog.m_hWnd, message, timer, 0);
+    EXPECT_EQ(dialog.GetOpacity(), 7);
+    SendMessageW(dialog.m_hWnd, WM_TIMER, FadeTimer, 0);
+    EXPECT_EQ(dialog.GetOpacity(), 245) << "the last step stays";
+    EXPECT_EQ(dialog.defaults, others);
   });
 }
 
@@ -596,7 +597,7 @@ TEST_F(ConsentDialog, LooksUpTheSystemsCallsOnce) {
   TestDialog::layered_ = {};
   TestDialog dialog(&store_, 0, 0);
   EXPECT_FALSE(TestDialog::layered_.lookedUp);
-  RunModal(dialog, [](HWND window) { Click(window, IDOK); });
+  ShowModal(dialog);
   EXPECT_TRUE(TestDialog::layered_.lookedUp);
   const HMODULE user = GetModuleHandleW(L"user32.dll");
   EXPECT_EQ(reinterpret_cast<void*>(TestDialog::layered_.setAttributes),
@@ -605,496 +606,334 @@ TEST_F(ConsentDialog, LooksUpTheSystemsCallsOnce) {
             reinterpret_cast<void*>(GetProcAddress(user, "UpdateLayeredWindow")));
 }
 
-TEST_F(ConsentDialog, IsOpaqueWhereTheSystemHasNoLayers) {
+TEST_F(ConsentDialog, IsOpaqueWhereTheSystemHasNoLayeredWindows) {
   TestDialog::layered_.lookedUp = true;
   TestDialog dialog(&store_, 1, 1);
-  RunModal(
-      dialog, [](HWND) { Sleep(100); }, [](HWND) {},
-      [&dialog](HWND window) {
-        EXPECT_EQ(GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_LAYERED, 0);
-        EXPECT_EQ(dialog.Opacity(), -1);
-        Click(window, IDOK);
-      });
-  EXPECT_GT(dialog.timers[FadeTimer], 0) << "the fade only moves its own number";
+  ShowModal(dialog, [&dialog](HWND window) {
+    EXPECT_TRUE(DispatchUntil([&dialog] { return dialog.fadeSteps > 0; }));
+    EXPECT_EQ(GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_LAYERED, 0);
+    EXPECT_EQ(dialog.GetOpacity(), -1);
+  });
   EXPECT_EQ(TestDialog::layered_.setAttributes, nullptr);
 }
 
-TEST_F(ConsentDialog, IsAsLargeAsItsPicture) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) {
-    RECT units = {0, 0, 502, 274};
-    MapDialogRect(window, &units);
-    EXPECT_EQ(units.right, Width);
-    EXPECT_EQ(units.bottom, Height);
-    BITMAP picture = {};
-    ASSERT_NE(GetObjectW(TestDialog::background_, sizeof picture, &picture), 0);
-    EXPECT_EQ(picture.bmWidth, Width);
-    EXPECT_EQ(picture.bmHeight, Height);
-    Click(window, IDOK);
-  });
+// Its background.
+
+/// A bitmap's pixels as 0xRRGGBB, row by row from the top.
+std::vector<std::uint32_t> GetPixels(HBITMAP bitmap) {
+  const SIZE size = SizeOf(bitmap);
+  BITMAPINFO info = {};
+  info.bmiHeader.biSize = sizeof info.bmiHeader;
+  info.bmiHeader.biWidth = size.cx;
+  info.bmiHeader.biHeight = -size.cy;
+  info.bmiHeader.biPlanes = 1;
+  info.bmiHeader.biBitCount = 32;
+  std::vector<std::uint32_t> pixels(static_cast<size_t>(size.cx * size.cy));
+  const HDC screen = GetDC(nullptr);
+  EXPECT_EQ(GetDIBits(screen, bitmap, 0, static_cast<UINT>(size.cy), pixels.data(), &info,
+                      DIB_RGB_COLORS),
+            size.cy);
+  ReleaseDC(nullptr, screen);
+  for (std::uint32_t& pixel : pixels) pixel &= 0xFFFFFF;
+  return pixels;
 }
 
-TEST_F(ConsentDialog, PaintsItsPictureAsItIsAndLeavesTheRest) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [&dialog](HWND window) {
-    const Canvas canvas(dialog);
-    EXPECT_FALSE(canvas.result) << "the system is told that the ground is not erased";
-    EXPECT_EQ(canvas.At(Width - 1, 0), RGB(255, 255, 255));
-    EXPECT_EQ(canvas.At(Width - 1, Height - 1), RGB(255, 255, 255));
-    EXPECT_NE(canvas.At(0, 0), RGB(255, 0, 0));
-    EXPECT_NE(canvas.At(0, Height - 1), RGB(255, 0, 0));
-    EXPECT_EQ(canvas.At(Width, 0), RGB(255, 0, 0)) << "nothing is stretched";
-    EXPECT_EQ(canvas.At(0, Height), RGB(255, 0, 0)) << "nothing is stretched";
-    EXPECT_EQ(SendMessageW(window, WM_ERASEBKGND, 0, 0), 0);
-    Click(window, IDOK);
-  });
+/// Has the dialog erase the background of a red area of this size. Returns the area's pixels.
+std::vector<std::uint32_t> EraseBackground(TestDialog& dialog, LONG width, LONG height) {
+  CDC dc;
+  dc.CreateCompatibleDC(nullptr);
+  const HDC screen = GetDC(nullptr);
+  const HBITMAP bitmap = CreateCompatibleBitmap(screen, width, height);
+  ReleaseDC(nullptr, screen);
+  const HGDIOBJ previous = SelectObject(dc, bitmap);
+  const RECT area = {0, 0, width, height};
+  const HBRUSH brush = CreateSolidBrush(RGB(255, 0, 0));
+  FillRect(dc, &area, brush);
+  DeleteObject(brush);
+  EXPECT_FALSE(dialog.OnEraseBkgnd(&dc));
+  SelectObject(dc, previous);
+  std::vector<std::uint32_t> pixels = GetPixels(bitmap);
+  DeleteObject(bitmap);
+  return pixels;
 }
 
-TEST_F(ConsentDialog, PaintsEveryPixelOfItsPictureOverWhateverWasThere) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [&dialog](HWND window) {
-    const std::vector<std::uint32_t> picture = PixelsOf(TestDialog::background_, Width, Height);
-    std::vector<std::uint32_t> expected(Canvas::Side * Canvas::Side, 0xFF0000);
-    for (int y = 0; y < Height; ++y) {
-      std::copy_n(picture.begin() + y * Width, Width, expected.begin() + y * Canvas::Side);
+TEST_F(ConsentDialog, DecodesItsPictureOnWhite) {
+  const CLibraryHandle artwork = Localize(L"own_artwork.dll");
+  const HBITMAP picture = LoadBackgroundPicture();
+  ASSERT_NE(picture, nullptr);
+  EXPECT_EQ(GetPixels(picture),
+            (std::vector<std::uint32_t>{0xFF0000, 0x00FF00, 0x0000FF, 0xFFFFFF}));
+  DeleteObject(picture);
+}
+
+TEST_F(ConsentDialog, PaintsEveryPixelOfItsPictureUnstretched) {
+  Show([](TestDialog& dialog) {
+    const SIZE size = SizeOf(TestDialog::background_);
+    const LONG width = size.cx + 40;
+    const LONG height = size.cy + 30;
+    const std::vector<std::uint32_t> picture = GetPixels(TestDialog::background_);
+    std::vector<std::uint32_t> expected(static_cast<size_t>(width * height), 0xFF0000);
+    for (LONG y = 0; y < size.cy; ++y) {
+      std::copy_n(picture.begin() + y * size.cx, size.cx, expected.begin() + y * width);
     }
-    const Canvas canvas(dialog);
-    EXPECT_TRUE(canvas.Pixels() == expected);
-    Click(window, IDOK);
+    EXPECT_TRUE(EraseBackground(dialog, width, height) == expected);
+    EXPECT_EQ(SendMessageW(dialog.m_hWnd, WM_ERASEBKGND, 0, 0), 0);
   });
 }
 
 TEST_F(ConsentDialog, PaintsNothingWithoutAPicture) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [&dialog](HWND window) {
-    const HBITMAP picture = TestDialog::background_;
-    TestDialog::background_ = nullptr;
-    const Canvas canvas(dialog);
-    EXPECT_FALSE(canvas.result);
-    EXPECT_EQ(canvas.At(0, 0), RGB(255, 0, 0));
-    EXPECT_EQ(canvas.At(400, 200), RGB(255, 0, 0));
+  Show([](TestDialog& dialog) {
+    const HBITMAP picture = std::exchange(TestDialog::background_, nullptr);
+    EXPECT_EQ(EraseBackground(dialog, 20, 10), std::vector<std::uint32_t>(20 * 10, 0xFF0000));
     TestDialog::background_ = picture;
-    Click(window, IDOK);
   });
 }
 
-TEST_F(ConsentDialog, PutsANewPictureInThePlaceOfTheLastAndKeepsThat) {
-  const HBITMAP before = BitmapOfSize(1, 1);
-  TestDialog::background_ = before;
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) { Click(window, IDOK); });
-  EXPECT_NE(TestDialog::background_, before);
-  EXPECT_EQ(GetObjectType(before), DWORD{OBJ_BITMAP});
-  DeleteObject(before);
-}
-
-TEST_F(ConsentDialog, GivesControlsATransparentWhiteGround) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) {
+TEST_F(ConsentDialog, GivesControlsATransparentWhiteBackground) {
+  Show([](TestDialog& dialog) {
     for (const UINT message :
          {UINT{WM_CTLCOLORSTATIC}, UINT{WM_CTLCOLORBTN}, UINT{WM_CTLCOLOREDIT}}) {
       CDC dc;
       dc.CreateCompatibleDC(nullptr);
       SetBkMode(dc, OPAQUE);
-      const LRESULT brush = SendMessageW(window, message, reinterpret_cast<WPARAM>(HDC{dc}),
-                                         reinterpret_cast<LPARAM>(GetDlgItem(window, IDC_TITLE)));
+      const LRESULT brush = SendMessageW(dialog.m_hWnd, message, reinterpret_cast<WPARAM>(HDC{dc}),
+                                         reinterpret_cast<LPARAM>(dialog.GetControl(IDC_TITLE)));
       EXPECT_EQ(brush, reinterpret_cast<LRESULT>(GetStockObject(WHITE_BRUSH))) << message;
       EXPECT_EQ(GetBkMode(dc), TRANSPARENT) << message;
     }
-    Click(window, IDOK);
   });
 }
 
-TEST_F(ConsentDialog, HasTheProgramsIconInBothSizes) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) {
-    const HICON icon = LoadIconW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDI_PELTO));
-    EXPECT_NE(icon, nullptr);
-    EXPECT_EQ(SendMessageW(window, WM_GETICON, ICON_BIG, 0), reinterpret_cast<LRESULT>(icon));
-    EXPECT_EQ(SendMessageW(window, WM_GETICON, ICON_SMALL, 0), reinterpret_cast<LRESULT>(icon));
-    Click(window, IDOK);
-  });
-}
+// Other messages.
 
 TEST_F(ConsentDialog, LeavesTheDraggedIconToTheSystem) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [&dialog](HWND window) {
-    dialog.defaultAnswers[WM_QUERYDRAGICON] = 0x1234;
-    EXPECT_EQ(SendMessageW(window, WM_QUERYDRAGICON, 0, 0), 0x1234);
-    Click(window, IDOK);
+  Show([](TestDialog& dialog) {
+    dialog.defaultResults[WM_QUERYDRAGICON] = 0x1234;
+    EXPECT_EQ(SendMessageW(dialog.m_hWnd, WM_QUERYDRAGICON, 0, 0), 0x1234);
   });
 }
 
 TEST_F(ConsentDialog, IsDraggedByEveryPoint) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) {
-    EXPECT_EQ(SendMessageW(window, WM_NCHITTEST, 0, 0), HTCAPTION);
-    EXPECT_EQ(SendMessageW(window, WM_NCHITTEST, 0, -1), HTCAPTION);
-    Click(window, IDOK);
+  Show([](TestDialog& dialog) {
+    EXPECT_EQ(SendMessageW(dialog.m_hWnd, WM_NCHITTEST, 0, 0), HTCAPTION);
+    EXPECT_EQ(SendMessageW(dialog.m_hWnd, WM_NCHITTEST, 0, -1), HTCAPTION);
   });
 }
 
-TEST_F(ConsentDialog, AnswersOkWithItsNumber) {
-  TestDialog dialog(&store_, 0, 0);
-  EXPECT_EQ(RunModal(dialog, [](HWND window) { Click(window, IDOK); }), IDOK);
-}
+// The answer.
 
-TEST_F(ConsentDialog, AnswersEscapeWithCancel) {
-  TestDialog dialog(&store_, 0, 0);
-  EXPECT_EQ(RunModal(dialog, [](HWND window) { PressKey(window, VK_ESCAPE); }), IDCANCEL);
-}
-
-TEST_F(ConsentDialog, AnswersRemindLaterWithZero) {
-  TestDialog dialog(&store_, 0, 0);
-  EXPECT_EQ(RunModal(dialog,
-                     [](HWND window) {
-                       SendMessageW(window, WM_COMMAND, MAKEWPARAM(IDC_REMIND_LATER, BN_CLICKED),
-                                    0);
-                     }),
-            0);
-  EXPECT_EQ(store_.GetConsentState(), 3);
-}
-
-/// Whether the dialog's loop has been told to end: that wakes it with an empty message.
-bool IsEnding(const CWnd& dialog) {
-  MSG message = {};
-  return PeekMessageW(&message, dialog.m_hWnd, 0, 0, PM_NOREMOVE) && message.message == WM_NULL;
-}
-
-TEST_F(ConsentDialog, EndsBeforeItWritesThatItIsToRemindLater) {
-  TestDialog dialog(&store_, 0, 0);
-  const SettingsRecorder recorder;
-  std::vector<bool> ending;
-  SettingsRecorder::onWrite = [&] { ending.push_back(IsEnding(dialog)); };
-  RunModal(dialog, [](HWND window) {
-    SendMessageW(window, WM_COMMAND, MAKEWPARAM(IDC_REMIND_LATER, BN_CLICKED), 0);
-  });
-  EXPECT_EQ(SettingsRecorder::writes,
-            (std::vector<SettingsRecorder::Write>{{L"General", L"PeltoState", L"3"}}));
-  EXPECT_EQ(ending, std::vector<bool>{true});
-}
-
-TEST_F(ConsentDialog, WritesTheAnswerBeforeItEnds) {
-  TestDialog dialog(&store_, 0, 0);
-  const SettingsRecorder recorder;
-  std::vector<bool> ending;
-  SettingsRecorder::onWrite = [&] { ending.push_back(IsEnding(dialog)); };
-  RunModal(dialog, [](HWND window) {
-    Click(window, IDC_PARTICIPATE);
-    Click(window, IDOK);
-  });
-  EXPECT_EQ(SettingsRecorder::writes,
-            (std::vector<SettingsRecorder::Write>{{L"General", L"PeltoState", L"1"},
-                                                  {L"General", L"Email", L""},
-                                                  {L"General", L"ShowMessage", L"1"}}));
-  EXPECT_EQ(ending, std::vector<bool>(3, false));
-}
-
-// What the file gets of the blanks is up to the system, some versions of which drop leading ones.
-TEST_F(ConsentDialog, HandsTheAddressOnWithItsBlanks) {
-  for (const wchar_t* const typed :
-       {L"  user@example.com", L"user@example.com  ", L" \u00A0user@example.com\u00A0 "}) {
-    TestDialog dialog(&store_, 0, 0);
+TEST_F(ConsentDialog, WritesTheAnswerOnOk) {
+  const struct {
+    std::vector<int> clicked;
+    const wchar_t* email;
+    Settings written;
+  } Cases[] = {
+      {{IDC_PARTICIPATE}, L"", {{L"PeltoState", L"1"}, {L"Email", L""}, {L"ShowMessage", L"1"}}},
+      {{IDC_PARTICIPATE, IDC_DECLINE, IDC_SILENCE},
+       L"user@example.com",
+       {{L"PeltoState", L"2"}, {L"Email", L"user@example.com"}, {L"ShowMessage", L"0"}}},
+      // An address that is not kept replaces the stored one; the check box is clicked off.
+      {{IDC_SILENCE}, L"user", {{L"PeltoState", L"2"}, {L"Email", L""}, {L"ShowMessage", L"1"}}},
+      // Spaces are kept here; some versions of the system drop leading ones in the file.
+      {{},
+       L" \u00A0user@example.com\u00A0  ",
+       {{L"PeltoState", L"2"},
+        {L"Email", L" \u00A0user@example.com\u00A0  "},
+        {L"ShowMessage", L"1"}}},
+  };
+  for (const auto& example : Cases) {
     const SettingsRecorder recorder;
-    RunModal(dialog, [typed](HWND window) {
-      SetDlgItemTextW(window, IDC_EMAIL, typed);
-      Click(window, IDOK);
+    ShowAndClickOk([&example](HWND window) {
+      for (const int id : example.clicked) Click(window, id);
+      SetDlgItemTextW(window, IDC_EMAIL, example.email);
     });
-    ASSERT_EQ(SettingsRecorder::writes.size(), 3U);
-    EXPECT_EQ(SettingsRecorder::writes[1], (SettingsRecorder::Write{L"General", L"Email", typed}));
+    EXPECT_EQ(GetWrittenSettings(), example.written);
   }
 }
 
-TEST_F(ConsentDialog, HidesRemindLaterButLeavesItThere) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [](HWND window) {
-    const HWND button = GetDlgItem(window, IDC_REMIND_LATER);
-    ASSERT_NE(button, nullptr);
-    EXPECT_FALSE(GetWindowLongW(button, GWL_STYLE) & WS_VISIBLE);
-    EXPECT_TRUE(IsWindowEnabled(button));
-    Click(window, IDOK);
-  });
+/// Sends the notification of a click on the hidden button.
+void ClickRemindLater(HWND window) {
+  SendMessageW(window, WM_COMMAND, MAKEWPARAM(IDC_REMIND_LATER, BN_CLICKED), 0);
+}
+
+TEST_F(ConsentDialog, WritesTheAnswerBeforeItsEndAndTheReminderAfterIt) {
+  const std::pair<DialogStep, std::vector<bool>> Cases[] = {
+      {[](HWND window) { Click(window, IDOK); }, {false, false, false}},
+      {&ClickRemindLater, {true}}};
+  for (const auto& [step, ending] : Cases) {
+    TestDialog dialog(&store_, 0, 0);
+    const SettingsRecorder recorder;
+    std::vector<bool> found;
+    SettingsRecorder::onCall = [&] {
+      // The end wakes the dialog's loop with an empty message.
+      MSG message = {};
+      found.push_back(PeekMessageW(&message, dialog.m_hWnd, WM_NULL, WM_NULL, PM_NOREMOVE) &&
+                      message.message == WM_NULL);
+    };
+    RunModal(dialog, step);
+    EXPECT_EQ(found, ending);
+  }
+}
+
+TEST_F(ConsentDialog, WritesNothingButTheReminderInAnotherWay) {
+  const struct {
+    DialogStep step;
+    int result;
+    Settings written;
+  } Cases[] = {
+      {&ClickRemindLater, 0, {{L"PeltoState", L"3"}}},
+      {[](HWND window) { PressKey(window, VK_ESCAPE); }, IDCANCEL, {}},
+      {[](HWND window) { PostMessageW(window, WM_SYSCOMMAND, SC_CLOSE, 0); }, IDCANCEL, {}},
+  };
+  for (const auto& example : Cases) {
+    TestDialog dialog(&store_, 0, 0);
+    const SettingsRecorder recorder;
+    EXPECT_EQ(RunModal(
+                  dialog,
+                  [](HWND window) {
+                    Click(window, IDC_PARTICIPATE);
+                    Click(window, IDC_SILENCE);
+                    SetDlgItemTextW(window, IDC_EMAIL, L"user@example.com");
+                  },
+                  example.step),
+              example.result);
+    EXPECT_EQ(GetWrittenSettings(), example.written);
+  }
 }
 
 TEST_F(ConsentDialog, CutsTheAddressAfter1039CharactersBeforeItLooksAtIt) {
-  struct Case {
-    std::wstring typed;
-    std::wstring stored;
-  };
-  const Case cases[] = {
+  const std::pair<std::wstring, std::wstring> Cases[] = {
       // The dot is the last character that is kept, or the first that is not.
       {L"@" + std::wstring(1'037, L'a') + L".", L"@" + std::wstring(1'037, L'a') + L"."},
       {L"@" + std::wstring(1'038, L'a') + L".", L""},
       {L"a@b." + std::wstring(2'000, L'c'), L"a@b." + std::wstring(1'035, L'c')},
       {std::wstring(1'038, L'a') + L"@.b", L""},
   };
-  for (const Case& example : cases) {
-    TestDialog dialog(&store_, 0, 0);
-    RunModal(dialog, [&example](HWND window) {
-      SetDlgItemTextW(window, IDC_EMAIL, example.typed.c_str());
-      Click(window, IDOK);
-    });
-    // Reading it through the store has a limit of its own.
-    EXPECT_EQ(StoredEmail(), example.stored);
+  for (const auto& [typed, stored] : Cases) {
+    ShowAndClickOk([&](HWND window) { SetDlgItemTextW(window, IDC_EMAIL, typed.c_str()); });
+    EXPECT_EQ(GetStoredEmail(), stored);
   }
 }
 
-TEST_F(ConsentDialog, ChoosesNeitherWithoutParticipate) {
-  store_.SetConsentState(2);
-  class WithoutParticipate : public TestDialog {
-   public:
-    using TestDialog::TestDialog;
-
-   protected:
-    BOOL OnInitDialog() override {
-      ::DestroyWindow(GetDlgItem(m_hWnd, IDC_PARTICIPATE));
-      return TestDialog::OnInitDialog();
-    }
-  };
-  WithoutParticipate without(&store_, 0, 0);
-  RunModal(without, [](HWND window) {
-    EXPECT_NE(GetDlgItem(window, IDC_DECLINE), nullptr);
-    EXPECT_FALSE(IsChecked(window, IDC_DECLINE));
-    Click(window, IDOK);
-  });
-  EXPECT_EQ(store_.GetConsentState(), 2);
-}
-
-TEST_F(ConsentDialog, ChoosesNeitherWithoutDecline) {
-  store_.SetConsentState(1);
-  class WithoutDecline : public TestDialog {
-   public:
-    using TestDialog::TestDialog;
-
-   protected:
-    BOOL OnInitDialog() override {
-      ::DestroyWindow(GetDlgItem(m_hWnd, IDC_DECLINE));
-      return TestDialog::OnInitDialog();
-    }
-  };
-  WithoutDecline without(&store_, 0, 0);
-  RunModal(without, [](HWND window) {
-    EXPECT_FALSE(IsChecked(window, IDC_PARTICIPATE));
-    Click(window, IDOK);
-  });
-  EXPECT_EQ(store_.GetConsentState(), 2);
+TEST_F(ConsentDialog, ChecksNeitherRadioButtonWhenOneIsMissing) {
+  const std::pair<int, int> MissingAndOther[] = {{IDC_PARTICIPATE, IDC_DECLINE},
+                                                 {IDC_DECLINE, IDC_PARTICIPATE}};
+  for (const auto& [missing, other] : MissingAndOther) {
+    store_.SetConsentState(other == IDC_DECLINE ? 2 : 1);
+    TestDialog dialog(&store_, 0, 0);
+    dialog.beforeInit = [&] { ::DestroyWindow(dialog.GetControl(missing)); };
+    RunModal(dialog, [&](HWND window) {
+      EXPECT_TRUE(dialog.HasControl(other));
+      EXPECT_FALSE(dialog.IsButtonChecked(other));
+      Click(window, IDOK);
+    });
+    EXPECT_EQ(store_.GetConsentState(), 2);
+  }
 }
 
 TEST_F(ConsentDialog, WorksWithNothingButOk) {
   store_.SetConsentState(1);
   store_.SetEmail(L"user@example.com");
   store_.SetShowMessage(false);
-  const CLibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
-  AfxSetResourceHandle(texts.Get());
-  {
-    TestDialog dialog(&store_, 0, 0);
-    RunModal(dialog, [](HWND window) {
-      EXPECT_EQ(GetDlgItem(window, IDC_PARTICIPATE), nullptr);
-      Click(window, IDOK);
-    });
-  }
+  const CLibraryHandle texts = Localize(L"bare_dialog.dll");
+  ShowAndClickOk();
   EXPECT_EQ(store_.GetConsentState(), 2);
   EXPECT_EQ(store_.GetEmail(), L"");
   EXPECT_TRUE(store_.GetShowMessage());
 }
 
-TEST_F(ConsentDialog, DrawsItsIconWhenMinimised) {
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(
-      dialog, [](HWND window) { ShowWindow(window, SW_MINIMIZE); },
-      [](HWND window) {
-        EXPECT_TRUE(IsIconic(window));
-        InvalidateRect(window, nullptr, TRUE);
-        SendMessageW(window, WM_PAINT, 0, 0);
-        EXPECT_FALSE(GetUpdateRect(window, nullptr, FALSE)) << "the paint is done with";
-        ShowWindow(window, SW_RESTORE);
-        PostMessageW(window, WM_COMMAND, IDOK, 0);
-      });
+// Painting.
+
+/// Has the window painted at once.
+void Repaint(HWND window) {
+  InvalidateRect(window, nullptr, TRUE);
+  SendMessageW(window, WM_PAINT, 0, 0);
 }
 
-TEST_F(ConsentDialog, ErasesTheGroundOfItsIconFirstWhenMinimised) {
-  class MinimizedDialog : public TestDialog {
-   public:
-    using TestDialog::TestDialog;
-    std::vector<HDC> erased;
-
-   protected:
-    LRESULT WindowProc(UINT message, WPARAM first, LPARAM second) override {
-      if (message == WM_ICONERASEBKGND) {
-        const auto dc = reinterpret_cast<HDC>(first);
-        EXPECT_EQ(GetObjectType(dc), DWORD{OBJ_DC});
-        EXPECT_TRUE(IconRecorder::drawings.empty());
-        erased.push_back(dc);
-      }
-      return TestDialog::WindowProc(message, first, second);
-    }
-  };
+TEST_F(ConsentDialog, LeavesItsPaintingToTheSystemUnlessMinimized) {
   const IconRecorder icons;
-  MinimizedDialog dialog(&store_, 0, 0);
-  RunModal(
-      dialog, [](HWND window) { ShowWindow(window, SW_MINIMIZE); },
-      [this, &dialog](HWND window) {
-        dialog.erased.clear();
-        dialog.defaults.clear();
-        IconRecorder::drawings.clear();
-        InvalidateRect(window, nullptr, TRUE);
-        SendMessageW(window, WM_PAINT, 0, 0);
-        ASSERT_EQ(IconRecorder::drawings.size(), 1U);
-        EXPECT_EQ(IconRecorder::drawings[0].icon, IconOf(program_));
-        EXPECT_EQ(dialog.erased, std::vector<HDC>{IconRecorder::drawings[0].dc});
-        for (const auto& [message, first] : dialog.defaults) EXPECT_NE(message, UINT{WM_PAINT});
-        ShowWindow(window, SW_RESTORE);
-        PostMessageW(window, WM_COMMAND, IDOK, 0);
-      });
-}
-
-TEST_F(ConsentDialog, LeavesItsPaintToTheSystemUnlessMinimised) {
-  const IconRecorder icons;
-  TestDialog dialog(&store_, 0, 0);
-  RunModal(dialog, [&dialog](HWND window) {
+  Show([&icons](TestDialog& dialog) {
     dialog.defaults.clear();
-    InvalidateRect(window, nullptr, TRUE);
-    SendMessageW(window, WM_PAINT, 0, 0);
+    Repaint(dialog.m_hWnd);
     ASSERT_FALSE(dialog.defaults.empty());
     EXPECT_EQ(dialog.defaults[0].first, UINT{WM_PAINT});
-    EXPECT_TRUE(IconRecorder::drawings.empty());
-    Click(window, IDOK);
+    EXPECT_TRUE(icons.calls.empty());
   });
 }
 
-/// A context in memory with a bitmap of its own, one color all over.
-class Sheet {
- public:
-  Sheet(HDC like, int width, int height, COLORREF color)
-      : bitmap_(CreateCompatibleBitmap(like, width, height)) {
-    dc_.CreateCompatibleDC(nullptr);
-    previous_ = SelectObject(dc_, bitmap_);
-    const RECT area = {0, 0, width, height};
-    const HBRUSH brush = CreateSolidBrush(color);
-    FillRect(dc_, &area, brush);
-    DeleteObject(brush);
-  }
-  ~Sheet() {
-    SelectObject(dc_, previous_);
-    DeleteObject(bitmap_);
-  }
-  Sheet(const Sheet&) = delete;
-  Sheet& operator=(const Sheet&) = delete;
-
-  operator HDC() const { return dc_; }
-
- private:
-  CDC dc_;
-  HBITMAP bitmap_;
-  HGDIOBJ previous_ = nullptr;
-};
-
-/// The pixels in which two contexts differ.
-int Differences(HDC one, HDC other, int width, int height) {
-  int count = 0;
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) count += GetPixel(one, x, y) != GetPixel(other, x, y);
-  }
-  return count;
+TEST_F(ConsentDialog, ErasesTheBackgroundAndThenDrawsItsIconWhenMinimized) {
+  const IconRecorder icons;
+  TestDialog dialog(&store_, 0, 0);
+  std::vector<HDC> erased;
+  dialog.onMessage = [&](UINT message, WPARAM first, LPARAM) {
+    if (message != WM_ICONERASEBKGND) return;
+    EXPECT_EQ(GetObjectType(reinterpret_cast<HDC>(first)), DWORD{OBJ_DC});
+    EXPECT_TRUE(icons.calls.empty());
+    erased.push_back(reinterpret_cast<HDC>(first));
+  };
+  ShowModal(
+      dialog, [](HWND window) { ShowWindow(window, SW_MINIMIZE); },
+      [&](HWND window) {
+        EXPECT_TRUE(IsIconic(window));
+        erased.clear();
+        dialog.defaults.clear();
+        icons.calls.clear();
+        Repaint(window);
+        EXPECT_FALSE(GetUpdateRect(window, nullptr, FALSE)) << "the paint is complete";
+        ASSERT_EQ(icons.calls.size(), 1U);
+        EXPECT_EQ(std::get<HICON>(icons.calls[0]), IconOf(program_));
+        EXPECT_EQ(erased, std::vector<HDC>{std::get<HDC>(icons.calls[0])});
+        for (const auto& [message, first] : dialog.defaults) EXPECT_NE(message, UINT{WM_PAINT});
+        ShowWindow(window, SW_RESTORE);
+      });
 }
 
-/// Makes all of a window of this size its client area.
-void ResizeWithoutFrame(HWND window, int width, int height) {
-  SetWindowLongW(window, GWL_STYLE, GetWindowLongW(window, GWL_STYLE) & ~WS_BORDER);
-  SetWindowPos(window, nullptr, 0, 0, width, height,
-               SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE | SWP_FRAMECHANGED);
-  RECT area;
-  GetClientRect(window, &area);
-  EXPECT_EQ(area.right, width);
-  EXPECT_EQ(area.bottom, height);
-}
-
-TEST_F(ConsentDialog, DrawsItsIconInTheMiddleWhenMinimised) {
+TEST_F(ConsentDialog, DrawsItsIconInTheMiddleWhenMinimized) {
   ASSERT_EQ(GetSystemMetrics(SM_CXICON), 32);
   ASSERT_EQ(GetSystemMetrics(SM_CYICON), 32);
-  struct Case {
-    int width;
-    int height;
-    int left;
-    int top;
-  };
-  // Half a pixel goes to the right and down; an area that is too small is rounded towards zero.
-  const Case cases[] = {{161, 61, 65, 15}, {160, 60, 64, 14}, {97, 44, 33, 6}, {24, 21, -3, -5}};
-  // It has nothing in these areas.
-  const CLibraryHandle texts = LoadTestLibrary(L"bare_dialog.dll");
-  AfxSetResourceHandle(texts.Get());
-  for (const Case& example : cases) {
-    const int width = example.width;
-    const int height = example.height;
-    TestDialog dialog(&store_, 0, 0);
-    RunModal(dialog, [&](HWND window) {
-      // The context that paints a minimised window may count from the frame's corner.
-      ResizeWithoutFrame(window, width, height);
-      // In name only, so that there are an area and pixels to look at.
+  const struct {
+    int width, height, left, top;
+  } Cases[] = {{161, 61, 65, 15}, {160, 60, 64, 14}, {97, 44, 33, 6}, {24, 21, -3, -5}};
+  for (const auto& example : Cases) {
+    Show([&example](TestDialog& dialog) {
+      const HWND window = dialog.m_hWnd;
+      SetWindowLongW(window, GWL_STYLE, GetWindowLongW(window, GWL_STYLE) & ~WS_BORDER);
+      SetWindowPos(window, nullptr, 0, 0, example.width, example.height,
+                   SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE | SWP_FRAMECHANGED);
+      RECT area;
+      GetClientRect(window, &area);
+      ASSERT_EQ(area.right, example.width);
+      ASSERT_EQ(area.bottom, example.height);
+      // A window that is really minimized has no client area.
       SetWindowLongW(window, GWL_STYLE, GetWindowLongW(window, GWL_STYLE) | WS_MINIMIZE);
-      EXPECT_TRUE(IsIconic(window));
-      // Leaves the ground as the test paints it.
-      dialog.defaultAnswers[WM_ICONERASEBKGND] = TRUE;
-
-      const HDC dc = GetDC(window);
-      const Sheet ground(dc, width, height, RGB(255, 0, 0));
-      BitBlt(dc, 0, 0, width, height, ground, 0, 0, SRCCOPY);
-      InvalidateRect(window, nullptr, FALSE);
-      SendMessageW(window, WM_PAINT, 0, 0);
-      EXPECT_GT(Differences(dc, ground, width, height), 100);
-      const Sheet expected(dc, width, height, RGB(255, 0, 0));
-      DrawIcon(expected, example.left, example.top, IconOf(program_));
-      EXPECT_EQ(Differences(dc, expected, width, height), 0) << width << " x " << height;
-      ReleaseDC(window, dc);
-      PostMessageW(window, WM_COMMAND, IDOK, 0);
+      const IconRecorder icons;
+      Repaint(window);
+      ASSERT_EQ(icons.calls.size(), 1U);
+      EXPECT_EQ(std::get<1>(icons.calls[0]), example.left);
+      EXPECT_EQ(std::get<2>(icons.calls[0]), example.top);
+      SetWindowLongW(window, GWL_STYLE, GetWindowLongW(window, GWL_STYLE) & ~WS_MINIMIZE);
     });
   }
 }
 
-/// The numbers of the GDI objects that this process holds, by kind.
-std::map<DWORD, int> GdiObjects() {
-  std::map<DWORD, int> objects;
-  for (UINT_PTR index = 1; index < 0x10000; ++index) {
-    const DWORD kind = GetObjectType(reinterpret_cast<HGDIOBJ>(index));
-    if (kind != 0) ++objects[kind];
-  }
-  return objects;
-}
-
-BOOL CALLBACK CountWindow(HWND, LPARAM count) {
-  ++*reinterpret_cast<int*>(count);
-  return TRUE;
-}
-
-int ThreadWindows() {
-  int count = 0;
-  EnumThreadWindows(GetCurrentThreadId(), &CountWindow, reinterpret_cast<LPARAM>(&count));
-  return count;
-}
-
 TEST_F(ConsentDialog, Leaves200TimesNothingButItsPictures) {
-  const auto show = [this] {
-    TestDialog dialog(&store_, 0, 0);
-    RunModal(dialog, [](HWND window) { Click(window, IDOK); });
-  };
-  // The first ones make what a process has once.
-  show();
-  show();
-  std::map<DWORD, int> before = GdiObjects();
+  // The first ones create what a process has once.
+  Show();
+  Show();
+  const size_t bitmapsBefore = CountGdiObjects(OBJ_BITMAP);
   ASSERT_NE(LoadBackgroundPicture(), nullptr);
-  const int perPicture = GdiObjects()[OBJ_BITMAP] - before[OBJ_BITMAP];
+  const size_t perPicture = CountGdiObjects(OBJ_BITMAP) - bitmapsBefore;
   // The bitmap and, in some versions of the graphics library, one of the decoded image.
   ASSERT_TRUE(perPicture == 1 || perPicture == 2) << perPicture;
 
-  before = GdiObjects();
-  const int windowsBefore = ThreadWindows();
-  constexpr int Times = 200;
-  for (int time = 0; time < Times; ++time) show();
-  std::map<DWORD, int> expected = before;
-  // Each dialog deliberately leaves its picture.
-  expected[OBJ_BITMAP] += Times * perPicture;
-  EXPECT_EQ(GdiObjects(), expected);
-  EXPECT_EQ(ThreadWindows(), windowsBefore);
+  const size_t objects = CountGdiObjects();
+  const size_t bitmaps = CountGdiObjects(OBJ_BITMAP);
+  const size_t windows = CountThreadWindows();
+  constexpr size_t Times = 200;
+  for (size_t time = 0; time < Times; ++time) Show();
+  EXPECT_EQ(CountGdiObjects(OBJ_BITMAP), bitmaps + Times * perPicture);
+  EXPECT_EQ(CountGdiObjects(), objects + Times * perPicture);
+  EXPECT_EQ(CountThreadWindows(), windows);
 }
 
 }  // namespace

@@ -1,76 +1,63 @@
-// What the tested code asks of the system, written down.
+// Recorders of calls to the system.
 #pragma once
 
 #include <shellapi.h>
 
+#include <functional>
+#include <optional>
 #include <string>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
-#include "platform/WindowsHeader.h"
 #include "tests/support/ReplacedImport.h"
 
-/// The program's own entries of the calls in its table of imports.
-extern "C" void* __imp_ShellExecuteW;
-extern "C" void* __imp_SetTimer;
+template <void*& Entry, typename Function, bool PassesOn = true>
+class CallRecorder;
 
-/// Notes what this program asks the shell to open, and opens nothing.
-class ShellRecorder {
+/// Records the arguments of the test program's calls to an imported function, until the end of the
+/// scope. `Entry` is the program's pointer to the function, `__imp_NAME`. The calls are passed on
+/// to the function, or else return 0.
+template <void*& Entry, typename Result, typename... Arguments, bool PassesOn>
+class CallRecorder<Entry, Result(Arguments...), PassesOn> {
+  template <typename Argument>
+  using Recorded =
+      std::conditional_t<std::is_same_v<Argument, LPCWSTR>, std::optional<std::wstring>, Argument>;
+
  public:
-  struct Opening {
-    HWND window;
-    std::wstring verb;
-    std::wstring address;
-    bool withoutMore;
-    int show;
-  };
+  using Call = std::tuple<Recorded<Arguments>...>;
 
-  ShellRecorder() { openings.clear(); }
+  CallRecorder() {
+    calls.clear();
+    onCall = nullptr;
+    original = reinterpret_cast<decltype(original)>(replaced_.GetOriginal());
+  }
 
-  inline static std::vector<Opening> openings;
+  inline static std::vector<Call> calls;
+  /// Called at each call, before it is passed on.
+  inline static std::function<void()> onCall;
 
  private:
-  static HINSTANCE WINAPI Record(HWND window, LPCWSTR verb, LPCWSTR file, LPCWSTR parameters,
-                                 LPCWSTR folder, INT show) {
-    openings.push_back({window, verb, file, parameters == nullptr && folder == nullptr, show});
-    // As if nobody could open it.
-    return reinterpret_cast<HINSTANCE>(SE_ERR_NOASSOC);
-  }
-
-  ReplacedImport shellExecute_{__imp_ShellExecuteW, reinterpret_cast<void*>(&Record)};
-};
-
-/// Notes the timers that this program sets.
-class TimerRecorder {
- public:
-  struct Timer {
-    HWND window;
-    UINT_PTR id;
-    UINT period;
-    /// When the call was made, in milliseconds.
-    ULONGLONG time;
-  };
-
-  TimerRecorder() {
-    timers.clear();
-    original = reinterpret_cast<decltype(original)>(setTimer_.GetOriginal());
-  }
-
-  /// The timers of one number, in order.
-  static std::vector<Timer> Of(UINT_PTR id) {
-    std::vector<Timer> found;
-    for (const Timer& timer : timers) {
-      if (timer.id == id) found.push_back(timer);
+  template <typename Argument>
+  static Recorded<Argument> Copy(Argument argument) {
+    if constexpr (std::is_same_v<Argument, LPCWSTR>) {
+      return argument != nullptr ? std::optional<std::wstring>(argument) : std::nullopt;
+    } else {
+      return argument;
     }
-    return found;
   }
 
- private:
-  static UINT_PTR WINAPI Record(HWND window, UINT_PTR id, UINT period, TIMERPROC procedure) {
-    timers.push_back({window, id, period, GetTickCount64()});
-    return original(window, id, period, procedure);
+  static Result WINAPI Record(Arguments... arguments) {
+    calls.emplace_back(Copy(arguments)...);
+    if (onCall) onCall();
+    return PassesOn ? original(arguments...) : Result{};
   }
 
-  inline static std::vector<Timer> timers;
-  inline static decltype(&SetTimer) original = nullptr;
-  ReplacedImport setTimer_{__imp_SetTimer, reinterpret_cast<void*>(&Record)};
+  inline static Result(WINAPI* original)(Arguments...) = nullptr;
+  ReplacedImport replaced_{Entry, reinterpret_cast<void*>(&Record)};
 };
+
+extern "C" void* __imp_ShellExecuteW;
+
+/// What would be opened; nothing is.
+using ShellRecorder = CallRecorder<__imp_ShellExecuteW, decltype(ShellExecuteW), false>;
