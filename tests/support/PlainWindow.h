@@ -41,6 +41,28 @@ class PlainWindow {
   HWND window_ = nullptr;
 };
 
+/// An object of a window class whose handlers a test sets.
+template <class Base = CWnd>
+class ScriptedWindow : public Base {
+ public:
+  /// By message. A handler returns the message's result. The others go the way of `Base`.
+  std::map<UINT, std::function<LRESULT(WPARAM first, LPARAM second)>> handlers;
+  std::function<void()> onPreSubclass;
+
+  using Base::Default;
+
+ protected:
+  void PreSubclassWindow() override {
+    if (onPreSubclass) onPreSubclass();
+    Base::PreSubclassWindow();
+  }
+  LRESULT WindowProc(UINT message, WPARAM first, LPARAM second) override {
+    const auto handler = handlers.find(message);
+    if (handler != handlers.end()) return handler->second(first, second);
+    return Base::WindowProc(message, first, second);
+  }
+};
+
 /// An object of a window class, attached to a window of the test's own.
 template <class Window = CWnd>
 struct Attached {

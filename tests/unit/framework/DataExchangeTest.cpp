@@ -9,31 +9,17 @@ namespace {
 
 constexpr UINT SumMessage = WM_APP + 1;
 
-class SummingStatic : public CStatic {
- public:
-  int preSubclassed = 0;
-
- protected:
-  DECLARE_MESSAGE_MAP()
-
-  void PreSubclassWindow() override {
-    ++preSubclassed;
-    CStatic::PreSubclassWindow();
-  }
-
- private:
-  LRESULT OnSum(WPARAM first, LPARAM second) { return static_cast<LRESULT>(first) + second; }
-};
-
-BEGIN_MESSAGE_MAP(SummingStatic, CStatic)
-ON_MESSAGE(SumMessage, &SummingStatic::OnSum)
-END_MESSAGE_MAP()
-
 class BindingDialog : public CDialogEx {
  public:
-  BindingDialog() : CDialogEx(IDD_FULL) {}
+  BindingDialog() : CDialogEx(IDD_FULL) {
+    note.onPreSubclass = [this] { ++preSubclassed; };
+    note.handlers[SumMessage] = [](WPARAM first, LPARAM second) {
+      return static_cast<LRESULT>(first) + second;
+    };
+  }
 
-  SummingStatic note;
+  ScriptedWindow<CStatic> note;
+  int preSubclassed = 0;
   CWnd missing;
   HWND boundInInit = nullptr;
 
@@ -61,7 +47,7 @@ TEST(Binding, AttachesTheControlOncePerRunFromOnInitDialogToTheEnd) {
       dialog.UpdateData(FALSE);
       dialog.UpdateData(TRUE);
       EXPECT_EQ(dialog.note.m_hWnd, control);
-      EXPECT_EQ(dialog.note.preSubclassed, run);
+      EXPECT_EQ(dialog.preSubclassed, run);
     });
     EXPECT_EQ(dialog.note.m_hWnd, nullptr);
   }

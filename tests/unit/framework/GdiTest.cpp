@@ -182,29 +182,25 @@ TEST(ClientContext, IsReleased) {
   ExpectNoLeak([&attached] { const CClientDC dc(&attached.window); });
 }
 
-class Painted : public CWnd {
+/// Records its paints.
+class Painted : public ScriptedWindow<> {
  public:
+  Painted() {
+    handlers[WM_PAINT] = [this](WPARAM, LPARAM) -> LRESULT {
+      ++paints;
+      const CPaintDC dc(this);
+      context = dc;
+      painted = WindowFromDC(dc);
+      GetClipBox(dc, &clip);
+      return 0;
+    };
+  }
+
   int paints = 0;
   HWND painted = nullptr;
   HDC context = nullptr;
   RECT clip = {};
-
- protected:
-  DECLARE_MESSAGE_MAP()
-
- private:
-  void OnPaint() {
-    ++paints;
-    const CPaintDC dc(this);
-    context = dc;
-    painted = WindowFromDC(dc);
-    GetClipBox(dc, &clip);
-  }
 };
-
-BEGIN_MESSAGE_MAP(Painted, CWnd)
-ON_WM_PAINT()
-END_MESSAGE_MAP()
 
 class PaintContext : public testing::Test, protected Attached<Painted> {
  protected:

@@ -10,32 +10,6 @@
 
 namespace {
 
-/// A tooltip that can refuse a tool and records relayed messages.
-class WatchedToolTip : public CToolTipCtrl {
- public:
-  bool refuses = false;
-  UINT size = 0;
-  std::vector<MSG> relayed;
-
- protected:
-  DECLARE_MESSAGE_MAP()
-
- private:
-  LRESULT OnAdd(WPARAM, LPARAM tool) {
-    size = reinterpret_cast<TTTOOLINFOW*>(tool)->cbSize;
-    return refuses ? FALSE : Default();
-  }
-  LRESULT OnRelay(WPARAM, LPARAM message) {
-    relayed.push_back(*reinterpret_cast<MSG*>(message));
-    return Default();
-  }
-};
-
-BEGIN_MESSAGE_MAP(WatchedToolTip, CToolTipCtrl)
-ON_MESSAGE(TTM_ADDTOOLW, &WatchedToolTip::OnAdd)
-ON_MESSAGE(TTM_RELAYEVENT, &WatchedToolTip::OnRelay)
-END_MESSAGE_MAP()
-
 class ToolTip : public testing::Test {
  protected:
   ToolTip() {
@@ -84,20 +58,25 @@ class ToolTip : public testing::Test {
   }
 
   PlainWindow parent_{nullptr, RECT{200, 200, 300, 240}};
-  WatchedToolTip tip_;
+  ScriptedWindow<CToolTipCtrl> tip_;
   CWnd tool_;
   CWnd other_;
 };
 
 TEST_F(ToolTip, HoldsAToolWithACopyOfItsText) {
   EXPECT_EQ(CountTools(), 0);
+  UINT size = 0;
+  tip_.handlers[TTM_ADDTOOLW] = [&](WPARAM, LPARAM tool) {
+    size = reinterpret_cast<TTTOOLINFOW*>(tool)->cbSize;
+    return tip_.Default();
+  };
   {
     std::wstring text = L"Short-lived";
     EXPECT_TRUE(tip_.AddTool(&tool_, text));
     text.assign(text.size(), L'-');
   }
   ExpectOneTool(tool_, L"Short-lived");
-  EXPECT_EQ(tip_.size, UINT{TTTOOLINFOW_V1_SIZE}) << "the size that every version accepts";
+  EXPECT_EQ(size, UINT{TTTOOLINFOW_V1_SIZE}) << "the size that every version accepts";
 }
 
 TEST_F(ToolTip, LosesTheToolThatIsRemovedOnly) {
@@ -115,7 +94,7 @@ TEST_F(ToolTip, LosesTheToolThatIsRemovedOnly) {
 }
 
 TEST_F(ToolTip, TellsWhenItRefusesATool) {
-  tip_.refuses = true;
+  tip_.handlers[TTM_ADDTOOLW] = [](WPARAM, LPARAM) { return FALSE; };
   EXPECT_FALSE(tip_.AddTool(&tool_, L"One"));
   EXPECT_EQ(CountTools(), 0);
 }
@@ -131,11 +110,16 @@ TEST_F(ToolTip, WithoutAWindowRefusesATool) {
 
 TEST_F(ToolTip, GetsARelayedMessage) {
   tip_.AddTool(&tool_, L"One");
+  std::vector<MSG> relayed;
+  tip_.handlers[TTM_RELAYEVENT] = [&](WPARAM, LPARAM message) {
+    relayed.push_back(*reinterpret_cast<MSG*>(message));
+    return tip_.Default();
+  };
   RelayMove();
-  ASSERT_EQ(tip_.relayed.size(), 1U);
-  EXPECT_EQ(tip_.relayed[0].hwnd, tool_.m_hWnd);
-  EXPECT_EQ(tip_.relayed[0].message, UINT{WM_MOUSEMOVE});
-  EXPECT_EQ(tip_.relayed[0].lParam, MAKELPARAM(5, 6));
+  ASSERT_EQ(relayed.size(), 1U);
+  EXPECT_EQ(relayed[0].hwnd, tool_.m_hWnd);
+  EXPECT_EQ(relayed[0].message, UINT{WM_MOUSEMOVE});
+  EXPECT_EQ(relayed[0].lParam, MAKELPARAM(5, 6));
 }
 
 TEST_F(ToolTip, AppearsWhenTheMouseRestsOnATool) {

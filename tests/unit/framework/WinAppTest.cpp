@@ -89,24 +89,12 @@ TEST_F(WinApp, ExitsWithTheCodeOfAQuitMessageOnly) {
 constexpr UINT NumberMessage = WM_APP + 1;
 constexpr UINT QuitMessage = WM_APP + 2;
 
-/// Quits when it is asked to.
-class QuittingWindow : public CWnd {
- protected:
-  DECLARE_MESSAGE_MAP()
-
- private:
-  LRESULT OnQuit(WPARAM code, LPARAM) {
+TEST_F(WinApp, DispatchesTheMessagesInTheQueueAndLeavesItEmpty) {
+  Attached<ScriptedWindow<>> attached;
+  attached.window.handlers[QuitMessage] = [](WPARAM code, LPARAM) -> LRESULT {
     PostQuitMessage(static_cast<int>(code));
     return 0;
-  }
-};
-
-BEGIN_MESSAGE_MAP(QuittingWindow, CWnd)
-ON_MESSAGE(QuitMessage, &QuittingWindow::OnQuit)
-END_MESSAGE_MAP()
-
-TEST_F(WinApp, DispatchesTheMessagesInTheQueueAndLeavesItEmpty) {
-  const Attached<QuittingWindow> attached;
+  };
   PostMessageW(attached.plain, NumberMessage, 5, 0);
   PostMessageW(attached.plain, NumberMessage, 6, 0);
   EXPECT_EQ(RunWith(nullptr), 0);

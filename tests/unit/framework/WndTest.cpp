@@ -78,61 +78,40 @@ TEST(SubclassWindow, WorksAgainAfterTheWindowsDestruction) {
   EXPECT_EQ(CWnd::FromHandlePermanent(next), &first.window);
 }
 
-class PreSubclassed : public CWnd {
- public:
-  int calls = 0;
-  int handled = 0;
-  HWND handleSeen = nullptr;
-  CWnd* objectSeen = nullptr;
-  bool throws = false;
-
- protected:
-  DECLARE_MESSAGE_MAP()
-
-  void PreSubclassWindow() override {
-    ++calls;
-    handleSeen = m_hWnd;
-    objectSeen = FromHandlePermanent(m_hWnd);
-    SendMessage(FirstMessage);
-    if (throws) throw std::runtime_error("PreSubclassWindow");
-  }
-
- private:
-  LRESULT OnFirst(WPARAM, LPARAM) {
-    ++handled;
-    return 0;
-  }
-};
-
-BEGIN_MESSAGE_MAP(PreSubclassed, CWnd)
-ON_MESSAGE(FirstMessage, &PreSubclassed::OnFirst)
-END_MESSAGE_MAP()
-
 TEST(PreSubclassWindow, SeesTheAttachedWindowBeforeItPassesItsMessages) {
-  Attached<PreSubclassed> attached;
-  EXPECT_EQ(attached.window.calls, 1);
-  EXPECT_EQ(attached.window.handleSeen, HWND{attached.plain});
-  EXPECT_EQ(attached.window.objectSeen, &attached.window);
-  EXPECT_EQ(attached.window.handled, 0);
-  EXPECT_EQ(attached.plain.GetReceived(FirstMessage).size(), 1U);
-  attached.window.SendMessage(FirstMessage);
-  EXPECT_EQ(attached.window.handled, 1);
-  EXPECT_EQ(attached.plain.GetReceived(FirstMessage).size(), 1U);
+  const PlainWindow plain;
+  ScriptedWindow<> window;
+  int handled = 0;
+  window.handlers[FirstMessage] = [&](WPARAM, LPARAM) { return ++handled; };
+  int calls = 0;
+  window.onPreSubclass = [&] {
+    ++calls;
+    EXPECT_EQ(window.m_hWnd, HWND{plain});
+    EXPECT_EQ(CWnd::FromHandlePermanent(plain), &window);
+    window.SendMessage(FirstMessage);
+  };
+  ASSERT_TRUE(window.SubclassWindow(plain));
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(handled, 0);
+  EXPECT_EQ(plain.GetReceived(FirstMessage).size(), 1U);
+  window.SendMessage(FirstMessage);
+  EXPECT_EQ(handled, 1);
+  EXPECT_EQ(plain.GetReceived(FirstMessage).size(), 1U);
 }
 
 TEST(PreSubclassWindow, IsNotCalledWhenSubclassingFails) {
   const Attached<> first;
-  PreSubclassed window;
+  ScriptedWindow<> window;
+  window.onPreSubclass = [] { ADD_FAILURE() << "called"; };
   EXPECT_FALSE(window.SubclassWindow(nullptr));
   EXPECT_FALSE(window.SubclassWindow(first.plain));
-  EXPECT_EQ(window.calls, 0);
 }
 
 TEST(PreSubclassWindow, ThatThrowsLeavesTheWindowUnattached) {
   const PlainWindow plain;
   {
-    PreSubclassed window;
-    window.throws = true;
+    ScriptedWindow<> window;
+    window.onPreSubclass = [] { throw std::runtime_error("thrown by a test"); };
     EXPECT_THROW(window.SubclassWindow(plain), std::runtime_error);
     EXPECT_EQ(window.m_hWnd, nullptr);
   }
@@ -175,39 +154,21 @@ TEST(WindowDestructor, DestroysALivingWindow) {
   EXPECT_EQ(CWnd::FromHandlePermanent(plain), nullptr);
 }
 
-class Dying : public CWnd {
- public:
-  CWnd* objectInDestroy = nullptr;
-  HWND inLast = nullptr;
-  bool throws = false;
-
- protected:
-  DECLARE_MESSAGE_MAP()
-
- private:
-  void OnDestroy() {
-    objectInDestroy = FromHandlePermanent(m_hWnd);
-    CWnd::OnDestroy();
-  }
-  LRESULT OnLast(WPARAM, LPARAM) {
-    inLast = m_hWnd;
-    if (throws) throw 1;
-    return Default();
-  }
-};
-
-BEGIN_MESSAGE_MAP(Dying, CWnd)
-ON_WM_DESTROY()
-ON_MESSAGE(WM_NCDESTROY, &Dying::OnLast)
-END_MESSAGE_MAP()
-
 TEST(DyingWindow, IsAttachedUntilItsLastMessageAlsoWhenThatThrows) {
   for (const bool throws : {false, true}) {
-    Attached<Dying> attached;
-    attached.window.throws = throws;
+    Attached<ScriptedWindow<>> attached;
+    std::vector<CWnd*> found;
+    attached.window.handlers[WM_DESTROY] = [&](WPARAM, LPARAM) {
+      found.push_back(CWnd::FromHandlePermanent(attached.plain));
+      return attached.window.Default();
+    };
+    attached.window.handlers[WM_NCDESTROY] = [&](WPARAM, LPARAM) {
+      found.push_back(CWnd::FromHandlePermanent(attached.plain));
+      if (throws) throw 1;
+      return attached.window.Default();
+    };
     attached.window.DestroyWindow();
-    EXPECT_EQ(attached.window.objectInDestroy, &attached.window);
-    EXPECT_EQ(attached.window.inLast, HWND{attached.plain});
+    EXPECT_EQ(found, (std::vector<CWnd*>{&attached.window, &attached.window}));
     EXPECT_EQ(attached.window.m_hWnd, nullptr);
     EXPECT_EQ(CWnd::FromHandlePermanent(attached.plain), nullptr);
   }
@@ -492,39 +453,32 @@ TEST(InheritedHandler, PassesTheMessageToTheWindowsOwnProcedure) {
 
 // Default processing and exceptions.
 
-class Nesting : public CWnd {
+/// Handles three messages: two by `Default`, the third by an exception.
+class Nesting : public ScriptedWindow<> {
  public:
+  Nesting() {
+    handlers[FirstMessage] = [this](WPARAM, LPARAM) -> LRESULT {
+      ++calls;
+      if (const auto nested = std::exchange(beforeDefault, nullptr)) nested();
+      defaults.push_back(Default());
+      return 1;
+    };
+    handlers[SecondMessage] = [this](WPARAM, LPARAM) -> LRESULT {
+      ++calls;
+      defaults.push_back(Default());
+      return 2;
+    };
+    handlers[ThirdMessage] = [this](WPARAM isException, LPARAM) -> LRESULT {
+      ++calls;
+      if (isException) throw std::runtime_error("thrown by a test");
+      throw 3;
+    };
+  }
+
   std::function<void()> beforeDefault;
   std::vector<LRESULT> defaults;
   int calls = 0;
-
- protected:
-  DECLARE_MESSAGE_MAP()
-
- private:
-  LRESULT OnFirst(WPARAM, LPARAM) {
-    ++calls;
-    if (const auto nested = std::exchange(beforeDefault, nullptr)) nested();
-    defaults.push_back(Default());
-    return 1;
-  }
-  LRESULT OnSecond(WPARAM, LPARAM) {
-    ++calls;
-    defaults.push_back(Default());
-    return 2;
-  }
-  LRESULT OnThrow(WPARAM isException, LPARAM) {
-    ++calls;
-    if (isException) throw std::runtime_error("OnThrow");
-    throw 3;
-  }
 };
-
-BEGIN_MESSAGE_MAP(Nesting, CWnd)
-ON_MESSAGE(FirstMessage, &Nesting::OnFirst)
-ON_MESSAGE(SecondMessage, &Nesting::OnSecond)
-ON_MESSAGE(ThirdMessage, &Nesting::OnThrow)
-END_MESSAGE_MAP()
 
 class NestedMessage : public testing::Test, protected Attached<Nesting> {
  protected:
