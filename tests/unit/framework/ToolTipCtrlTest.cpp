@@ -76,7 +76,7 @@ TEST_F(ToolTip, HoldsAToolWithACopyOfItsText) {
     text.assign(text.size(), L'-');
   }
   ExpectOneTool(tool_, L"Short-lived");
-  EXPECT_EQ(size, UINT{TTTOOLINFOW_V1_SIZE}) << "the size that every version accepts";
+  EXPECT_EQ(size, static_cast<UINT>(TTTOOLINFOW_V1_SIZE)) << "the size that every version accepts";
 }
 
 TEST_F(ToolTip, LosesTheToolThatIsRemovedOnly) {

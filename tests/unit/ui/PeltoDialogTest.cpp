@@ -1,9 +1,6 @@
 #include "ui/PeltoDialog.h"
 
 #include <gtest/gtest.h>
-#include <objidl.h>
-
-#include <gdiplus.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -810,15 +807,15 @@ TEST_F(ConsentDialog, CutsTheAddressAfter1039CharactersBeforeItLooksAtIt) {
       {std::wstring(1'038, L'a') + L"@.b", L""},
   };
   for (const auto& [typed, stored] : Cases) {
-    ShowAndClickOk([&](HWND window) { SetDlgItemTextW(window, IDC_EMAIL, typed.c_str()); });
+    ShowAndClickOk(
+        [&text = typed](HWND window) { SetDlgItemTextW(window, IDC_EMAIL, text.c_str()); });
     EXPECT_EQ(GetStoredEmail(), stored);
   }
 }
 
 TEST_F(ConsentDialog, ChecksNeitherRadioButtonWhenOneIsMissing) {
-  const std::pair<int, int> MissingAndOther[] = {{IDC_PARTICIPATE, IDC_DECLINE},
-                                                 {IDC_DECLINE, IDC_PARTICIPATE}};
-  for (const auto& [missing, other] : MissingAndOther) {
+  for (const int missing : {IDC_PARTICIPATE, IDC_DECLINE}) {
+    const int other = missing == IDC_PARTICIPATE ? IDC_DECLINE : IDC_PARTICIPATE;
     store_.SetConsentState(other == IDC_DECLINE ? 2 : 1);
     TestDialog dialog(&store_, 0, 0);
     dialog.beforeInit = [&] { ::DestroyWindow(dialog.GetControl(missing)); };

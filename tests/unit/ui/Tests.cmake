@@ -6,7 +6,6 @@ if(WIN32)
   set_source_files_properties("${PROJECT_SOURCE_DIR}/ui/PeltoDialog.rc" PROPERTIES
     OBJECT_DEPENDS "${PELTO_ARTWORK}")
   target_include_directories(ui_tests PRIVATE "${PROJECT_SOURCE_DIR}/ui")
-  target_link_libraries(ui_tests PRIVATE gdiplus)
   add_dependencies(ui_tests
     bare_dialog damaged_picture linked_dialog localized_dialog own_artwork)
 endif()
