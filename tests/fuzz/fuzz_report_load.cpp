@@ -16,8 +16,7 @@ namespace {
 
 int Depth(const TiXmlNode& node) {
   int deepest = 0;
-  for (const TiXmlNode* child = node.FirstChild(); child != nullptr;
-       child = child->NextSibling()) {
+  for (const TiXmlNode* child = node.FirstChild(); child != nullptr; child = child->NextSibling()) {
     deepest = std::max(deepest, Depth(*child));
   }
   return deepest + (node.ToElement() != nullptr ? 1 : 0);
