@@ -32,7 +32,9 @@ from pathlib import Path
 REPOSITORY = Path(__file__).resolve().parent.parent
 TREE = REPOSITORY / "build" / "mutants" / "tree"
 
-# A suite is "native FOLDER" or "windows FOLDER" for a folder's unit tests, or "e2e MODULE".
+# A suite is "native FOLDER" or "windows FOLDER" for a folder's unit tests, "fuzz TARGET" (20 s of
+# fuzzing, as scripts/test.sh does) or "e2e MODULE".
+FUZZ_LOG = "fuzz log_reader"
 LOG_HANDLE = "e2e test_log_handle"
 UPLOAD = "e2e test_upload"
 SURVEY = "e2e test_survey"
@@ -85,7 +87,7 @@ MUTANTS = (
            "message == WM_NCDESTROY", "message == WM_DESTROY",
            ("windows framework", "windows ui")),
     Mutant("points-left-of-the-screen-are-unsigned", "framework/Wnd.cpp",
-           "static_cast<SHORT>(LOWORD(parameter))", "LOWORD(parameter)",
+           "static_cast<SHORT>(LOWORD(", "static_cast<int>(LOWORD(",
            ("windows framework",)),
     Mutant("window-is-centered-beyond-the-screen", "framework/Wnd.cpp",
            "left = std::max(area.left, std::min(left, area.right - width));", "",
@@ -133,9 +135,9 @@ MUTANTS = (
     Mutant("nesting-limit-is-one-less", "store/ReportShape.cpp",
            "++depth_ > DepthLimit", "++depth_ >= DepthLimit",
            ("native store",)),
-    Mutant("save-leaves-the-report-readable", "store/ReportStore.cpp",
-           'L"w"', 'L"w+"',
-           ("windows store", SURVEY, UPLOAD)),
+    Mutant("report-is-saved-as-binary", "store/ReportStore.cpp",
+           'L"w"', 'L"wb"',
+           ("windows store", LOG_HANDLE)),
     Mutant("one-attempt-more-for-a-held-report", "store/ReportStore.cpp",
            "attempt < LockAttempts", "attempt <= LockAttempts",
            ("windows store",)),
@@ -160,7 +162,7 @@ MUTANTS = (
            ("native usage", LOG_HANDLE)),
     Mutant("nul-moves-with-the-next-read", "usage/LogLineReader.cpp",
            "if (textEnd != std::string_view::npos) textEnd -= begin_;", "",
-           ("native usage", LOG_HANDLE)),
+           ("native usage", "windows usage", FUZZ_LOG, LOG_HANDLE)),
     Mutant("last-loaded-order-wins", "usage/CommandStats.cpp",
            "std::max(lastOrder_, loaded.order)", "loaded.order",
            ("native usage", LOG_HANDLE)),
@@ -233,8 +235,7 @@ MUTANTS = (
            "if (answer.state == 1) settings_->SetEmail(answer.email);",
            ("windows ui", DIALOG)),
     Mutant("silence-box-is-inverted", "ui/PeltoDialog.cpp",
-           "Check(IDC_SILENCE, !settings_->GetShowMessage())",
-           "Check(IDC_SILENCE, settings_->GetShowMessage())",
+           "!settings_->GetShowMessage()", "settings_->GetShowMessage()",
            ("windows ui", DIALOG)),
     Mutant("link-is-one-pixel-wider-than-its-text", "ui/HyperlinkStatic.cpp",
            "point.x < textExtent_.cx", "point.x <= textExtent_.cx",
@@ -384,13 +385,16 @@ class Judge:
 
     def _build(self, suite: str) -> Outcome:
         kind, name = suite.split()
-        preset = "native" if kind == "native" else "windows"
+        preset = "windows" if kind == "e2e" else kind
         if preset not in self._configured:
             configured = self._run(["cmake", "--preset", preset], BUILD_LIMIT)
             if configured.code != 0:
                 raise BrokenRun(f"cmake --preset {preset} failed:\n{configured.output}")
             self._configured.add(preset)
-        targets = ["PELTOSender", "tests/programs/all"] if kind == "e2e" else [f"{name}_tests"]
+        if kind == "e2e":
+            targets = ["PELTOSender", "tests/programs/all"]
+        else:
+            targets = [f"fuzz_{name}" if kind == "fuzz" else f"{name}_tests"]
         return self._run(["cmake", "--build", "--preset", preset, "--target", *targets],
                          BUILD_LIMIT)
 
@@ -399,6 +403,14 @@ class Judge:
         if kind == "e2e":
             command = [sys.executable, "-m", "unittest", "--failfast", name]
             outcome = self._run(command, limit, TREE / "tests" / "e2e", with_wine=True)
+        elif kind == "fuzz":
+            found = TREE / "build" / "fuzz" / "found" / name
+            shutil.rmtree(found, ignore_errors=True)
+            found.mkdir(parents=True)
+            command = [str(TREE / f"build/fuzz/tests/fuzz/fuzz_{name}"), "-seed=1",
+                       "-max_total_time=20", "-max_len=4096", "-timeout=20",
+                       f"-artifact_prefix={found}/", str(found), f"tests/fuzz/corpus/{name}"]
+            outcome = self._run(command, limit)
         else:
             # A folder's tests also run under other names, in several time zones for example.
             command = ["ctest", "--preset", kind, "--stop-on-failure", "-R", f"^{name}(_|$)",
