@@ -312,6 +312,19 @@ class Outcome:
     seconds: float
 
 
+def end_group(process: subprocess.Popen[bytes]) -> None:
+    """Ends a process with all that it started. It gets the time to clean up first: the end-to-end
+    tests may have started a Wine of their own."""
+    os.killpg(process.pid, signal.SIGINT)
+    try:
+        process.wait(30)
+    except subprocess.TimeoutExpired:
+        pass
+    with contextlib.suppress(ProcessLookupError):
+        os.killpg(process.pid, signal.SIGKILL)
+    process.wait()
+
+
 class Wine:
     """A screen and a running Wine for the tests, kept by a shell that ends both when its input
     does: also when this script is killed."""
@@ -360,15 +373,14 @@ class Judge:
                 CMAKE_C_COMPILER_LAUNCHER="ccache", CMAKE_CXX_COMPILER_LAUNCHER="ccache",
                 CCACHE_BASEDIR=str(TREE), CCACHE_NOHASHDIR="1")
 
-    def _run(self, command: list[str], limit: float, folder: Path = TREE,
-             with_wine: bool = False) -> Outcome:
+    def _run(self, command: list[str], limit: float, with_wine: bool = False) -> Outcome:
         environment = self._wine.environment() if with_wine else dict(os.environ)
         environment.update(self._additions)
         # Wine's services would keep a pipe open and its reader waiting, so the output is a file.
         with tempfile.TemporaryFile() as output:
             begin = time.monotonic()
             process = subprocess.Popen(
-                command, cwd=folder, env=environment, start_new_session=True,
+                command, cwd=TREE, env=environment, start_new_session=True,
                 stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT)
             code: int | None = None
             try:
@@ -377,8 +389,7 @@ class Judge:
                 pass
             finally:
                 if process.poll() is None:
-                    os.killpg(process.pid, signal.SIGKILL)
-                    process.wait()
+                    end_group(process)
             seconds = time.monotonic() - begin
             output.seek(0)
             return Outcome(code, output.read().decode("utf-8", "replace"), seconds)
@@ -401,8 +412,8 @@ class Judge:
     def _test(self, suite: str, limit: float) -> Outcome:
         kind, name = suite.split()
         if kind == "e2e":
-            command = [sys.executable, "-m", "unittest", "--failfast", name]
-            outcome = self._run(command, limit, TREE / "tests" / "e2e", with_wine=True)
+            command = ["tests/e2e/run.py", "build/e2e.counts", name]
+            outcome = self._run(command, limit, with_wine=True)
         elif kind == "fuzz":
             found = TREE / "build" / "fuzz" / "found" / name
             shutil.rmtree(found, ignore_errors=True)
