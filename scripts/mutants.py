@@ -8,8 +8,8 @@
 A fault that no test catches is a gap in the tests. The faults are made in a copy of the files under
 build/mutants, so the sources stay as they are. Before a suite of tests judges its first fault, it
 must pass on the sound program. A suite that takes much longer than it did there counts as having
-caught the fault: the program hangs. The last line is "N caught, N survived", and the exit code is 0
-only when all were caught.
+caught the fault: the program hangs. What a suite wrote when it last failed is in build/mutants. The
+last line is "N caught, N survived", and the exit code is 0 only when all were caught.
 """
 
 from __future__ import annotations
@@ -429,6 +429,8 @@ class Judge:
             outcome = self._run(command, limit, with_wine=kind == "windows")
         if outcome.code is None:
             self._wine.stop()
+        if outcome.code != 0:
+            (TREE.parent / f"{kind}-{name}.log").write_text(outcome.output, "utf-8")
         return outcome
 
     def check_sound(self, suite: str) -> None:
