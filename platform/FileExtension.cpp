@@ -4,15 +4,16 @@
 
 #include <shlwapi.h>
 
+#include <cstring>
 #include <string>
 
 std::string_view FindExtension(std::string_view path) {
-  // The answer depends on the text from the last dot on alone, so the system, which looks at each
-  // character in turn, need not see more. A dot is never half of a character in a code page of
-  // two-byte characters, so the text begins with a whole one there too.
   const std::size_t dot = path.rfind('.');
   if (dot == std::string_view::npos) return {};
-  const std::string ending(path.substr(dot));
-  const char* const extension = PathFindExtensionA(ending.c_str());
-  return *extension == '\0' ? std::string_view() : path.substr(dot);
+  // The search goes through every character, so it is given no more than it needs. Lead bytes are
+  // never below 0x80: a last dot that follows such a byte begins a character, and what is before it
+  // does not matter. Any other dot may be a second half, which only the whole path shows.
+  const bool isCharacter = dot == 0 || static_cast<unsigned char>(path[dot - 1]) < 0x80;
+  const std::string text(isCharacter ? path.substr(dot) : path);
+  return path.substr(path.size() - std::strlen(PathFindExtensionA(text.c_str())));
 }

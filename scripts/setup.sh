@@ -10,7 +10,7 @@ deps="$build/deps"
 packages=(
   g++-mingw-w64-x86-64-posix wine wine64 cmake ninja-build g++ dpkg-dev python3 mawk
   googletest libbenchmark-dev patch clang clang-tidy clang-format libclang-rt-14-dev shellcheck
-  codespell openssl git xvfb xdotool imagemagick fonts-wine librsvg2-bin
+  codespell openssl git xvfb xdotool imagemagick fonts-wine librsvg2-bin locales
 )
 
 # TinyXML as Debian 12 has it. With another version, change these lines together.

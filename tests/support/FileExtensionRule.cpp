@@ -1,4 +1,5 @@
-// The rule of PathFindExtensionA, for the tests of rules that run on another system.
+// The rule of PathFindExtensionA in code pages of one byte per character, for the tests of rules
+// that run on another system.
 #include "platform/FileExtension.h"
 
 std::string_view FindExtension(std::string_view path) {

@@ -2,19 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/CodePage.h"
+
 namespace {
 
-TEST(AnsiText, AllBytesMakeTheRoundTrip) {
+TEST(AnsiText, AllBytesOfASingleByteCodePageMakeTheRoundTrip) {
   std::string bytes;
   for (int byte = 0; byte <= 0xFF; ++byte) bytes += static_cast<char>(byte);
   const std::wstring text = ToWide(bytes);
   ASSERT_EQ(text.size(), bytes.size());
   EXPECT_EQ(ToAnsi(text), bytes);
-}
-
-TEST(AnsiText, IsReadInTheCodePage) {
-  EXPECT_EQ(ToWide("\x80 \xE4 \x9F"), L"\u20AC \u00E4 \u0178");
-  EXPECT_EQ(ToAnsi(L"\u20AC \u00E4 \u0178"), "\x80 \xE4 \x9F");
 }
 
 TEST(AnsiText, KeepsNulBytes) {
@@ -27,8 +24,14 @@ TEST(AnsiText, EmptyStaysEmpty) {
   EXPECT_EQ(ToAnsi(L""), "");
 }
 
-TEST(AnsiText, CharactersOutsideTheCodePageTakeTheDefaultCharacter) {
-  EXPECT_EQ(ToAnsi(L"a\u65E5b"), "a?b");
+TEST(AnsiTextCodePage, IsConvertedInTheCodePageInForce) {
+  const CodePageText& sample = GetCodePageText();
+  EXPECT_EQ(ToWide(sample.bytes), sample.text);
+  EXPECT_EQ(ToAnsi(sample.text), sample.bytes);
+}
+
+TEST(AnsiTextCodePage, CharactersOutsideTheCodePageTakeTheDefaultCharacter) {
+  EXPECT_EQ(ToAnsi(L"a\uD55Cb"), std::string("a") + GetCodePageText().missing + "b");
 }
 
 }  // namespace

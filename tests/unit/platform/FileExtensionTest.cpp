@@ -6,35 +6,31 @@
 
 namespace {
 
-TEST(FindExtension, IsWhatStandsFromTheLastDotOn) {
-  EXPECT_EQ(FindExtension("C:\\a\\b.dwg"), ".dwg");
-  EXPECT_EQ(FindExtension("c.tar.gz"), ".gz");
-  EXPECT_EQ(FindExtension(".profile"), ".profile");
-  EXPECT_EQ(FindExtension("a.DwG"), ".DwG");
-  EXPECT_EQ(FindExtension("a."), ".");
-  EXPECT_EQ(FindExtension("a..b"), ".b");
-}
-
-TEST(FindExtension, ABackslashOrABlankBehindTheDotLeavesNone) {
-  EXPECT_EQ(FindExtension("C:\\a.b\\c"), "");
-  EXPECT_EQ(FindExtension("a.b c"), "");
-  EXPECT_EQ(FindExtension("x.dwg "), "");
-  EXPECT_EQ(FindExtension("a.b\\"), "");
-}
-
-TEST(FindExtension, SlashAndColonDoNotSeparate) {
-  EXPECT_EQ(FindExtension("a.b/c"), ".b/c");
-  EXPECT_EQ(FindExtension("a.b:c"), ".b:c");
-}
-
-TEST(FindExtension, APathWithoutADotHasNone) {
-  EXPECT_EQ(FindExtension(""), "");
-  EXPECT_EQ(FindExtension("C:\\folder\\file"), "");
-}
-
-TEST(FindExtension, KnowsNoLimit) {
-  const std::string path(900, 'x');
-  EXPECT_EQ(FindExtension(path + "." + path), "." + path);
+TEST(FindExtension, IsTheTextFromTheLastDotOn) {
+  const std::string longText(900, 'x');
+  const struct {
+    std::string path;
+    std::string extension;
+  } rows[] = {
+      {"", ""},
+      {"C:\\folder\\file", ""},
+      {"C:\\a\\b.dwg", ".dwg"},
+      {"c.tar.gz", ".gz"},
+      {".profile", ".profile"},
+      {"a.DwG", ".DwG"},
+      {"a.", "."},
+      {"a..b", ".b"},
+      {longText + "." + longText, "." + longText},
+      // A backslash or a space after the dot leaves none.
+      {"C:\\a.b\\c", ""},
+      {"a.b c", ""},
+      {"x.dwg ", ""},
+      {"a.b\\", ""},
+      // A slash and a colon do not separate.
+      {"a.b/c", ".b/c"},
+      {"a.b:c", ".b:c"},
+  };
+  for (const auto& [path, extension] : rows) EXPECT_EQ(FindExtension(path), extension) << path;
 }
 
 }  // namespace

@@ -3,3 +3,4 @@ pelto_tests(platform
   EDGES AnsiTextTest.cpp DecimalTextCrtTest.cpp FileExtensionApiTest.cpp FolderPathTest.cpp
         GuidTextTest.cpp PathsTest.cpp SystemClockTest.cpp)
 pelto_tests_in_zones(platform SystemClockZone.*)
+pelto_tests_in_code_pages(platform *CodePage.*)

@@ -8,6 +8,7 @@
 
 #include "platform/Handles.h"
 #include "store/DateText.h"
+#include "tests/support/CodePage.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestProcess.h"
@@ -299,6 +300,47 @@ TEST(ReportStoreDocument, LoadsTheCommandChainAndTheProperties) {
   ASSERT_TRUE(f.store.Load());
   EXPECT_EQ(f.store.GetCommandChain(), L"A;B");
   EXPECT_EQ(f.store.GetSystemProperties().size(), 1U);
+}
+
+TEST(ReportStoreCodePage, LoadsAndSavesInTheCodePageInForce) {
+  const CodePageText& sample = GetCodePageText();
+  const std::string bytes = sample.bytes;
+  Fixture f;
+  WriteBytes(f.settings, Identifier + ("[General]\r\nEmail=" + bytes + "\r\n"));
+  const std::string report =
+      "<PeltoRpt>\r\n    <cmd_stat>\r\n        <cmds>\r\n"
+      "            <cmd id=\"1\" name=\"" +
+      bytes +
+      "\" count=\"3\" />\r\n"
+      "        </cmds>\r\n    </cmd_stat>\r\n    <ftype_stat>\r\n        <ftypes>\r\n"
+      "            <ftype name=\"." +
+      bytes +
+      "\" ocnt=\"1\" scnt=\"2\" />\r\n"
+      "        </ftypes>\r\n    </ftype_stat>\r\n    <sys_info>\r\n"
+      "        <prop name=\"" +
+      bytes + "\" cat=\"" + bytes + "\">" + bytes +
+      "</prop>\r\n"
+      "        <prop name=\"ID\">the-id</prop>\r\n    </sys_info>\r\n    <app_info>\r\n"
+      "        <prop name=\"app_name\">" +
+      bytes +
+      "</prop>\r\n"
+      "        <prop name=\"app_ver\">" +
+      bytes +
+      "</prop>\r\n    </app_info>\r\n"
+      "    <cust_info>\r\n        <prop name=\"Email\">" +
+      bytes +
+      "</prop>\r\n"
+      "    </cust_info>\r\n</PeltoRpt>\r\n";
+  WriteBytes(f.report, report);
+  ASSERT_TRUE(f.Open());
+  EXPECT_TRUE(f.store.Load());
+  EXPECT_TRUE(f.commands.GetEntries().contains(sample.text));
+  EXPECT_TRUE(f.fileTypes.GetEntries().contains(std::wstring(L".") + sample.text));
+  EXPECT_EQ(f.store.GetSystemProperties().at({sample.text, sample.text}), sample.text);
+  f.store.SetApplication(sample.text, sample.text);
+  ASSERT_TRUE(f.store.Save());
+  f.store.CloseReport();
+  EXPECT_EQ(ReadBytes(f.report), report);
 }
 
 TEST(ReportStoreDocument, IsDeletedWhenItIsClosed) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/CodePage.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestProcess.h"
 
@@ -26,8 +27,16 @@ TEST(SettingsFile, MissingFileGivesEveryDefault) {
 TEST(SettingsFile, TheFirstWriteMakesTheFile) {
   Fixture f;
   EXPECT_TRUE(f.settings.WriteText(L"PELTO", L"ID", L"x"));
-  EXPECT_TRUE(f.settings.WriteText(L"General", L"Email", L"\u00E4@b.c"));
-  EXPECT_EQ(ReadBytes(f.path), "[PELTO]\r\nID=x\r\n[General]\r\nEmail=\xE4@b.c\r\n");
+  EXPECT_TRUE(f.settings.WriteText(L"General", L"Email", L"a@b.c"));
+  EXPECT_EQ(ReadBytes(f.path), "[PELTO]\r\nID=x\r\n[General]\r\nEmail=a@b.c\r\n");
+}
+
+TEST(SettingsFileCodePage, IsInTheCodePageInForce) {
+  const CodePageText& sample = GetCodePageText();
+  Fixture f;
+  EXPECT_TRUE(f.settings.WriteText(L"General", L"Email", sample.text));
+  EXPECT_EQ(ReadBytes(f.path), std::string("[General]\r\nEmail=") + sample.bytes + "\r\n");
+  EXPECT_EQ(f.settings.ReadText(L"General", L"Email"), sample.text);
 }
 
 TEST(SettingsFile, WhatIsWrittenIsReadByAnother) {

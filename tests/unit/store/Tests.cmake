@@ -3,3 +3,4 @@ pelto_tests(store
         ReportShapeTest.cpp SettingsTextTest.cpp SystemPropertiesTest.cpp
   EDGES ReportStoreTest.cpp SettingsFileTest.cpp)
 pelto_tests_in_zones(store ReportStoreGates.*)
+pelto_tests_in_code_pages(store *CodePage.*)

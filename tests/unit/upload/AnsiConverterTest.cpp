@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "tests/support/CodePage.h"
 #include "tests/unit/upload/SystemCalls.h"
 
 namespace {
@@ -26,6 +27,13 @@ TEST(AnsiConverter, GivesTheBytesOfTheCodePageAndItsDefaultForOtherCharacters) {
   EXPECT_STREQ(converter.ToAnsi(L""), "");
   EXPECT_STREQ(converter.ToAnsi(L"a\u00C4\u00E9\u20AC\r\n\u0101"), "a\xC4\xE9\x80\r\na");
   EXPECT_STREQ(converter.ToAnsi(L"[\u4E2D]"), "[?]");
+}
+
+TEST(AnsiConverterCodePage, GivesTheBytesOfTheCodePageInForce) {
+  const CodePageText& sample = GetCodePageText();
+  CAnsiConverter converter;
+  EXPECT_STREQ(converter.ToAnsi(sample.text), sample.bytes);
+  EXPECT_STREQ(converter.ToAnsi(L"\uD55C"), sample.missing);
 }
 
 TEST(AnsiConverter, ResultsStayValidAsLongAsTheConverter) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/WindowsHeader.h"
+#include "tests/support/CodePage.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestProcess.h"
 #include "tests/support/TestText.h"
@@ -42,6 +43,22 @@ TEST(LogHarvester, CountsAndDeletesEveryLog) {
   EXPECT_EQ(h.fileTypes.GetEntries().at(L".dwg").ocnt, 1U);
   EXPECT_FALSE(Exists(first));
   EXPECT_FALSE(Exists(second));
+}
+
+TEST(LogHarvesterCodePage, ReadsLogsInTheCodePageInForce) {
+  const CodePageText& sample = GetCodePageText();
+  Harvest h;
+  h.Log(L"a.log", Harvest::Command(sample.bytes) + Prefix() + "OnOpenDocument\r\n" + Prefix() +
+                      "C:\\a." + sample.bytes + "x\r\n" + Prefix() + "OnSaveDocument\r\n" +
+                      Prefix() + "C:\\\x83.dwg\r\n");
+  EXPECT_EQ(h.Run(), 1);
+  EXPECT_EQ(h.Count(sample.text), 1U);
+  // The space in most samples leaves no extension.
+  const bool hasSpace = std::wstring_view(sample.text).find(L' ') != std::wstring_view::npos;
+  EXPECT_EQ(
+      h.fileTypes.GetEntries().at(hasSpace ? L"" : L"." + std::wstring(sample.text) + L"x").ocnt,
+      1U);
+  EXPECT_EQ(h.fileTypes.GetEntries().at(IsDoubleByteCodePage() ? L"" : L".dwg").scnt, 1U);
 }
 
 TEST(LogHarvester, DeletesALogWhateverItHeld) {

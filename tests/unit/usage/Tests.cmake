@@ -2,3 +2,4 @@ pelto_tests(usage
   RULES CommandStatsTest.cpp EventCounterTest.cpp FileTypeStatsTest.cpp
         LogLineTest.cpp LogLineReaderTest.cpp
   EDGES LogHarvesterTest.cpp LogLineReaderStreamTest.cpp)
+pelto_tests_in_code_pages(usage *CodePage.*)
