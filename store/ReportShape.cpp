@@ -1,9 +1,15 @@
 #include "store/ReportShape.h"
 
 #include <algorithm>
-#include <iterator>
+#include <optional>
+#include <string>
 
 namespace {
+
+constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
+
+// The parser's own rules for characters. Case and letters are those of the C locale, and every byte
+// from 0x7F on is a letter.
 
 constexpr bool IsQuote(char c) {
   return c == '"' || c == '\'';
@@ -17,228 +23,246 @@ constexpr char ToLower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
 }
 
-constexpr bool IsLetter(char c) {
-  return ToLower(c) >= 'a' && ToLower(c) <= 'z';
-}
-
 constexpr bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-constexpr bool IsHexadecimalDigit(char c) {
-  return IsDigit(c) || (ToLower(c) >= 'a' && ToLower(c) <= 'f');
-}
-
-/// What the parser takes for the first character of an element's name.
 constexpr bool BeginsName(char c) {
-  return IsLetter(c) || c == '_' || static_cast<unsigned char>(c) >= 0x7F;
+  return (ToLower(c) >= 'a' && ToLower(c) <= 'z') || c == '_' ||
+         static_cast<unsigned char>(c) >= 0x7F;
 }
 
-/// A declaration is far shorter.
-constexpr std::size_t DeclarationLimit = 256;
+constexpr bool BelongsToName(char c) {
+  return BeginsName(c) || IsDigit(c) || c == '-' || c == '.' || c == ':';
+}
 
-/// The encoding, in small letters, that a declaration names ("" when it names none); none when the
-/// declaration is not of the plain form: attributes of letters, each behind a blank, with a quoted
-/// value right behind its "=" that holds no blank, quote or reference; and a "?" at the end.
-std::optional<std::string> ReadDeclaredEncoding(std::string_view declaration) {
+/// `start` is in small letters.
+bool StartsWithIgnoringCase(std::string_view text, std::string_view start) {
+  return text.size() >= start.size() && std::equal(start.begin(), start.end(), text.begin(),
+                                                   [](char a, char b) { return a == ToLower(b); });
+}
+
+/// How many bytes the parser takes for a UTF-8 character that begins with `first`.
+constexpr std::size_t GetUtf8Length(unsigned char first) {
+  if (first < 0xC2 || first > 0xF4) return 1;
+  return first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+}
+
+/// The text as the parser sees it: a NUL byte ends it, and each line ends with a line feed.
+std::string NormalizeText(std::string_view report) {
+  report = report.substr(0, report.find('\0'));
+  std::string text;
+  text.reserve(report.size());
+  for (std::size_t i = 0; i < report.size(); ++i) {
+    if (report[i] == '\n' && i > 0 && report[i - 1] == '\r') continue;
+    text += report[i] == '\r' ? '\n' : report[i];
+  }
+  return text;
+}
+
+/// The parser's way through a text. Where the parser would fail, the rest is of no interest, so a
+/// walk may end there or go on.
+class CParserWalk {
+ public:
+  explicit CParserWalk(std::string_view text) : text_(text) {}
+
+  /// Whether nothing was met that must be refused.
+  bool Walk();
+
+ private:
+  bool IsAtEnd() const { return at_ == text_.size(); }
+  std::string_view GetRest() const { return text_.substr(at_); }
+  bool Take(std::string_view expected);
+  void GiveUp() { at_ = text_.size(); }
+  void Refuse();
+  void SkipPast(std::string_view mark);
+  template <typename Belongs>
+  void SkipWhile(Belongs belongs);
+  void SkipSpace();
+
+  void ReadMarkup();
+  void ReadDeclaration();
+  void ReadStartTag();
+  std::string ReadAttribute();
+  std::string ReadText(char end);
+  void ReadCharacter(std::string& value);
+  void ReadReference(std::string& value);
+
+  std::string_view text_;
+  std::size_t at_ = 0;
+  int depth_ = 0;
+  /// None until the text has said whether it is UTF-8.
+  std::optional<bool> isUtf8_;
+  bool isRefused_ = false;
+};
+
+bool CParserWalk::Take(std::string_view expected) {
+  if (!GetRest().starts_with(expected)) return false;
+  at_ += expected.size();
+  return true;
+}
+
+void CParserWalk::Refuse() {
+  isRefused_ = true;
+  GiveUp();
+}
+
+void CParserWalk::SkipPast(std::string_view mark) {
+  const std::size_t found = text_.find(mark, at_);
+  at_ = found == std::string_view::npos ? text_.size() : found + mark.size();
+}
+
+template <typename Belongs>
+void CParserWalk::SkipWhile(Belongs belongs) {
+  while (!IsAtEnd() && belongs(text_[at_])) ++at_;
+}
+
+/// In UTF-8, byte-order marks and the two characters U+FFFE and U+FFFF are whitespace too.
+void CParserWalk::SkipSpace() {
+  do {
+    SkipWhile(IsSpace);
+  } while (isUtf8_.value_or(false) &&
+           (Take(ByteOrderMark) || Take("\xEF\xBF\xBE") || Take("\xEF\xBF\xBF")));
+}
+
+bool CParserWalk::Walk() {
+  if (text_.starts_with(ByteOrderMark)) isUtf8_ = true;
+  SkipSpace();
+  while (!IsAtEnd()) {
+    if (text_[at_] == '<') {
+      ReadMarkup();
+    } else if (depth_ > 0) {
+      ReadText('<');
+    } else {
+      GiveUp();  // Outside of all elements, the parser stops at a text.
+    }
+    SkipSpace();
+  }
+  return !isRefused_;
+}
+
+void CParserWalk::ReadMarkup() {
+  const std::string_view rest = GetRest();
+  if (depth_ > 0 && rest.starts_with("</")) {
+    --depth_;
+    SkipPast(">");
+  } else if (StartsWithIgnoringCase(rest, "<?xml")) {
+    ReadDeclaration();
+  } else if (Take("<!--")) {
+    SkipPast("-->");
+  } else if (Take("<![CDATA[")) {
+    SkipPast("]]>");
+  } else if (rest.size() > 1 && BeginsName(rest[1])) {
+    ReadStartTag();
+  } else {
+    SkipPast(">");
+  }
+}
+
+void CParserWalk::ReadDeclaration() {
+  at_ += std::string_view("<?xml").size();
   std::string encoding;
-  if (declaration.size() >= DeclarationLimit) return {};
-  if (declaration.ends_with('?')) declaration.remove_suffix(1);
-  std::size_t at = 0;
-  const auto count = [&](auto belongs) {
-    const std::size_t start = at;
-    while (at < declaration.size() && belongs(declaration[at])) ++at;
-    return declaration.substr(start, at - start);
-  };
-  for (;;) {
-    const bool isSeparated = !count(IsSpace).empty();
-    if (at == declaration.size()) return encoding;
-    const std::string_view name = count(IsLetter);
-    if (!isSeparated || name.empty() || count([](char c) { return c == '='; }) != "=") return {};
-    if (at == declaration.size() || !IsQuote(declaration[at])) return {};
-    const char quote = declaration[at++];
-    const std::string_view value =
-        count([](char c) { return !IsQuote(c) && !IsSpace(c) && c != '&' && c != '<'; });
-    if (at == declaration.size() || declaration[at++] != quote) return {};
-    const auto isSame = [](char a, char b) { return ToLower(a) == b; };
-    if (std::ranges::equal(name.substr(0, 8), std::string_view("encoding"), isSame)) {
-      encoding.clear();
-      std::ranges::transform(value, std::back_inserter(encoding), ToLower);
+  while (!IsAtEnd() && !Take(">")) {
+    SkipSpace();
+    if (StartsWithIgnoringCase(GetRest(), "version") ||
+        StartsWithIgnoringCase(GetRest(), "standalone")) {
+      ReadAttribute();
+    } else if (StartsWithIgnoringCase(GetRest(), "encoding")) {
+      encoding = ReadAttribute();
+    } else {
+      SkipWhile([](char c) { return c != '>' && !IsSpace(c); });
     }
   }
+  if (depth_ > 0 || isUtf8_) return;
+  const std::string_view name = encoding.c_str();  // as a C text, like the parser
+  isUtf8_ =
+      name.empty() || StartsWithIgnoringCase(name, "utf-8") || StartsWithIgnoringCase(name, "utf8");
+}
+
+void CParserWalk::ReadStartTag() {
+  ++at_;
+  SkipWhile(BelongsToName);
+  int attributes = 0;
+  for (SkipSpace(); !IsAtEnd(); SkipSpace()) {
+    if (Take(">")) {
+      if (++depth_ > DepthLimit) Refuse();
+      return;
+    }
+    if (Take("/")) {
+      if (!Take(">")) GiveUp();
+      return;
+    }
+    if (++attributes > AttributeLimit) return Refuse();
+    ReadAttribute();
+  }
+}
+
+/// Returns the attribute's value.
+std::string CParserWalk::ReadAttribute() {
+  std::string value;
+  if (!BeginsName(text_[at_])) {
+    GiveUp();
+    return value;
+  }
+  SkipWhile(BelongsToName);
+  SkipSpace();
+  if (!Take("=")) GiveUp();
+  SkipSpace();
+  if (IsAtEnd()) return value;
+  if (IsQuote(text_[at_])) {
+    const char quote = text_[at_++];
+    value = ReadText(quote);
+    if (!IsAtEnd()) ++at_;
+  } else {
+    const std::size_t start = at_;
+    SkipWhile([](char c) { return !IsSpace(c) && !IsQuote(c) && c != '/' && c != '>'; });
+    value = text_.substr(start, at_ - start);
+    if (!IsAtEnd() && IsQuote(text_[at_])) GiveUp();
+  }
+  return value;
+}
+
+/// Reads up to `end` and returns the text with its character references replaced.
+std::string CParserWalk::ReadText(char end) {
+  std::string value;
+  while (!IsAtEnd() && text_[at_] != end) ReadCharacter(value);
+  return value;
+}
+
+void CParserWalk::ReadCharacter(std::string& value) {
+  const std::size_t length =
+      isUtf8_.value_or(false) ? GetUtf8Length(static_cast<unsigned char>(text_[at_])) : 1;
+  if (length > text_.size() - at_) return Refuse();
+  if (text_[at_] == '&') return ReadReference(value);
+  value.append(text_, at_, length);
+  at_ += length;
+}
+
+/// A numeric reference ends with the next semicolon, wherever that is, and its digits are those
+/// between the last "x" (or "#") before it and the semicolon. Any other ampersand is left out; the
+/// name after it makes no difference to a walk.
+void CParserWalk::ReadReference(std::string& value) {
+  const std::string_view rest = GetRest();
+  if (!rest.starts_with("&#") || rest.size() == 2) {
+    ++at_;
+    return;
+  }
+  const bool isHexadecimal = rest[2] == 'x';
+  const std::size_t end = rest.find(';', isHexadecimal ? 3 : 2);
+  if (end == std::string_view::npos) return GiveUp();
+  const std::size_t start = rest.rfind(isHexadecimal ? 'x' : '#', end) + 1;
+  unsigned character = 0;
+  for (const char c : rest.substr(start, end - start)) {
+    const int digit = IsDigit(c) ? c - '0' : ToLower(c) - 'a' + 10;
+    character = character * (isHexadecimal ? 16 : 10) + static_cast<unsigned>(digit);
+  }
+  value += static_cast<char>(character & 0xFF);
+  at_ += end + 1;
 }
 
 }  // namespace
 
-void CReportShape::Feed(char c) {
-  if (state_ == State::Ended) return;
-  FeedUtf8(static_cast<unsigned char>(c));
-  if (c == '\0') {
-    state_ = State::Ended;
-    return;
-  }
-  if (state_ == State::Text || state_ == State::TagValue) {
-    const std::optional<Reference> next = AdvanceReference(c);
-    if (!next) isSound_ = false;
-    reference_ = next.value_or(Reference::None);
-  }
-  switch (state_) {
-    case State::Text:
-      if (c == '<') state_ = State::MarkupStart;
-      break;
-    case State::MarkupStart:
-      FeedMarkupStart(c);
-      break;
-    case State::Exclamation:
-      if (matched_ == 0) isCharacterData_ = c == '[';
-      if (isCharacterData_) {
-        FeedOpening("[CDATA[", State::CharacterData, c);
-      } else {
-        FeedOpening("--", State::Comment, c);
-      }
-      break;
-    case State::Question:
-      FeedOpening("xml", State::Declaration, ToLower(c));
-      break;
-    case State::Comment:
-      FeedClosing('-', c);
-      break;
-    case State::CharacterData:
-      FeedClosing(']', c);
-      break;
-    case State::Declaration:
-      FeedDeclaration(c);
-      break;
-    case State::EndTag:
-      if (c == '>') {
-        if (depth_ > 0) --depth_;
-        state_ = State::Text;
-      }
-      break;
-    case State::Unknown:
-      if (c == '>') state_ = State::Text;
-      break;
-    case State::Tag:
-      FeedTag(c);
-      break;
-    case State::TagValue:
-      if (c == quote_) state_ = State::Tag;
-      break;
-    case State::Ended:
-      break;
-  }
-  previous_ = c;
-}
-
-/// Keeps track of whether the bytes so far are UTF-8 (RFC 3629, section 4).
-void CReportShape::FeedUtf8(unsigned char c) {
-  // A byte-order mark counts at the very start only; nothing else begins with its first byte.
-  if (isAtStart_ && c == 0xEF) mayBeUtf8_ = true;
-  isAtStart_ = false;
-  if (trailBytes_ > 0) {
-    if (c < lowestTrail_ || c > highestTrail_) isUtf8_ = false;
-    --trailBytes_;
-    lowestTrail_ = 0x80;
-    highestTrail_ = 0xBF;
-  } else if (c >= 0x80) {
-    if (c < 0xC2 || c > 0xF4) isUtf8_ = false;
-    trailBytes_ = c < 0xE0 ? 1 : c < 0xF0 ? 2 : 3;
-    if (c == 0xE0) lowestTrail_ = 0xA0;
-    if (c == 0xED) highestTrail_ = 0x9F;
-    if (c == 0xF0) lowestTrail_ = 0x90;
-    if (c == 0xF4) highestTrail_ = 0x8F;
-  }
-}
-
-/// How far a character reference has been met with `c` behind it; none when it is broken.
-std::optional<CReportShape::Reference> CReportShape::AdvanceReference(char c) const {
-  switch (reference_) {
-    case Reference::None:
-      return c == '&' ? Reference::Ampersand : Reference::None;
-    case Reference::Ampersand:
-      if (c == '#') return Reference::Number;
-      return c == '&' ? Reference::Ampersand : Reference::None;
-    case Reference::Number:
-      if (c == 'x') return Reference::Hexadecimal;
-      if (c == ';') return Reference::None;
-      if (IsDigit(c)) return Reference::DecimalDigits;
-      return {};
-    case Reference::Hexadecimal:
-      if (c == ';') return Reference::None;
-      if (IsHexadecimalDigit(c)) return Reference::HexadecimalDigits;
-      return {};
-    case Reference::DecimalDigits:
-      if (c == ';') return Reference::None;
-      if (IsDigit(c)) return Reference::DecimalDigits;
-      return {};
-    case Reference::HexadecimalDigits:
-      if (c == ';') return Reference::None;
-      if (IsHexadecimalDigit(c)) return Reference::HexadecimalDigits;
-      return {};
-  }
-  return {};
-}
-
-void CReportShape::FeedMarkupStart(char c) {
-  matched_ = 0;
-  attributes_ = 0;
-  if (c == '!') {
-    state_ = State::Exclamation;
-  } else if (c == '?') {
-    state_ = State::Question;
-  } else if (c == '/') {
-    state_ = State::EndTag;
-  } else if (BeginsName(c)) {
-    state_ = State::Tag;
-  } else {
-    state_ = c == '>' ? State::Text : State::Unknown;
-  }
-}
-
-void CReportShape::FeedOpening(std::string_view opening, State opened, char c) {
-  if (c != opening[matched_]) {
-    state_ = c == '>' ? State::Text : State::Unknown;
-  } else if (++matched_ == opening.size()) {
-    matched_ = 0;
-    state_ = opened;
-    declaration_.clear();
-  }
-}
-
-/// Waits for "-->" or "]]>".
-void CReportShape::FeedClosing(char repeated, char c) {
-  if (c == '>' && matched_ >= 2) {
-    state_ = State::Text;
-  } else {
-    matched_ = c == repeated ? matched_ + 1 : 0;
-  }
-}
-
-/// The parser has rules of its own for what a declaration holds. They are those of everybody while
-/// it is of the plain form; any other is refused.
-void CReportShape::FeedDeclaration(char c) {
-  if (c != '>') {
-    // Without a limit a file of one declaration would be read into memory twice.
-    if (declaration_.size() < DeclarationLimit) declaration_ += c;
-    return;
-  }
-  state_ = State::Text;
-  const std::optional<std::string> encoding = ReadDeclaredEncoding(declaration_);
-  if (!encoding) {
-    isSound_ = false;
-  } else if (encoding->empty() || encoding->starts_with("utf-8") || encoding->starts_with("utf8")) {
-    mayBeUtf8_ = true;
-  }
-}
-
-void CReportShape::FeedTag(char c) {
-  if (IsQuote(c)) {
-    quote_ = c;
-    state_ = State::TagValue;
-  } else if (c == '=') {
-    if (++attributes_ > AttributeLimit) isSound_ = false;
-  } else if (c == '>') {
-    if (previous_ != '/' && ++depth_ > DepthLimit) isSound_ = false;
-    state_ = State::Text;
-  }
+bool IsSafeToParse(std::string_view report) {
+  const std::string text = NormalizeText(report);
+  return CParserWalk(text).Walk();
 }

@@ -43,14 +43,14 @@ bool IsFree(const std::wstring& path) {
 }
 
 /// Whether the file that the stream holds can be given to the XML parser.
-bool IsSound(std::FILE* stream) {
+bool IsSafe(std::FILE* stream) {
   std::rewind(stream);
-  CReportShape shape;
+  std::string report;
   char buffer[4096];
   while (const size_t count = std::fread(buffer, 1, sizeof buffer, stream)) {
-    shape.Feed({buffer, count});
+    report.append(buffer, count);
   }
-  return std::ferror(stream) == 0 && shape.IsSound();
+  return std::ferror(stream) == 0 && IsSafeToParse(report);
 }
 
 }  // namespace
@@ -100,7 +100,7 @@ bool CReportStore::DeleteReport() const {
 }
 
 bool CReportStore::Load() {
-  if (!report_ || !IsSound(report_.Get())) return false;
+  if (!report_ || !IsSafe(report_.Get())) return false;
   std::rewind(report_.Get());
   TiXmlDocument document;
   return document.LoadFile(report_.Get(), TIXML_ENCODING_UNKNOWN) &&

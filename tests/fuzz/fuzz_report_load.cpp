@@ -1,11 +1,13 @@
-// The report load on any bytes: what is taken for sound nests no deeper than promised when the
-// parser has read it, and what was loaded is saved and loaded again with the same counts.
+// The report load on any bytes: a text that is safe to parse stays within the limits in the parser,
+// a text that is refused does not, and what was loaded is saved and loaded again with the same
+// counts.
 #include <tinyxml.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -14,12 +16,29 @@
 
 namespace {
 
-int Depth(const TiXmlNode& node) {
-  int deepest = 0;
+/// How deep elements nest, and how many attributes an element has at most.
+struct Extent {
+  int depth = 0;
+  int attributes = 0;
+};
+
+Extent Measure(const TiXmlNode& node) {
+  Extent extent;
   for (const TiXmlNode* child = node.FirstChild(); child != nullptr; child = child->NextSibling()) {
-    deepest = std::max(deepest, Depth(*child));
+    const Extent inner = Measure(*child);
+    extent.depth = std::max(extent.depth, inner.depth);
+    extent.attributes = std::max(extent.attributes, inner.attributes);
   }
-  return deepest + (node.ToElement() != nullptr ? 1 : 0);
+  if (const TiXmlElement* const element = node.ToElement()) {
+    ++extent.depth;
+    int count = 0;
+    for (const TiXmlAttribute* attribute = element->FirstAttribute(); attribute != nullptr;
+         attribute = attribute->Next()) {
+      ++count;
+    }
+    extent.attributes = std::max(extent.attributes, count);
+  }
+  return extent;
 }
 
 struct Report {
@@ -37,30 +56,50 @@ struct Report {
   }
 };
 
+/// Compares the verdict on `text` with what the parser makes of it. Returns whether it was parsed.
+bool CheckVerdict(std::string text, TiXmlDocument& document) {
+  const bool isSafe = IsSafeToParse(text);
+  text.resize(std::min(text.size(), text.find('\0')));
+  // What is refused can be parsed here: the text's size bounds it, and its end cuts no character
+  // when some spaces follow.
+  if (!isSafe) text += "   ";
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(
+      fmemopen(text.data(), text.size(), "r"), std::fclose);
+  const bool isParsed = stream != nullptr && document.LoadFile(stream.get());
+  const Extent extent = Measure(document);
+  // An element at the limit may hold empty ones.
+  if (isSafe && (extent.depth > DepthLimit + 1 || extent.attributes > AttributeLimit)) {
+    std::abort();
+  }
+  if (!isSafe && isParsed && extent.depth <= DepthLimit && extent.attributes <= AttributeLimit) {
+    std::abort();
+  }
+  return isSafe && isParsed;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string bytes(reinterpret_cast<const char*>(data), size);
-  CReportShape shape;
-  shape.Feed(bytes);
-  if (!shape.IsSound()) return 0;
+  // The same text as one level of a deep nesting; its first byte says how much of it begins it.
+  if (size > 0) {
+    const std::size_t start = std::min<std::size_t>(data[0], size - 1);
+    std::string nested = bytes.substr(1, start);
+    for (int level = 0; level <= DepthLimit; ++level) nested += bytes.substr(1 + start);
+    TiXmlDocument document;
+    CheckVerdict(nested, document);
+  }
 
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(
-      fmemopen(const_cast<char*>(bytes.data()), bytes.size(), "r"), std::fclose);
   TiXmlDocument document;
-  const bool isParsed = stream != nullptr && document.LoadFile(stream.get());
-  // The text of an element is one level more than its element.
-  if (Depth(document) > CReportShape::DepthLimit + 1) std::abort();
+  if (!CheckVerdict(bytes, document)) return 0;
   Report report;
-  if (!isParsed || !MergeReport(document, report.commands, report.fileTypes, report.properties,
-                                report.commandChain)) {
+  if (!MergeReport(document, report.commands, report.fileTypes, report.properties,
+                   report.commandChain)) {
     return 0;
   }
 
   const std::string saved = report.Text();
-  CReportShape savedShape;
-  savedShape.Feed(saved);
-  if (!savedShape.IsSound()) std::abort();
+  if (!IsSafeToParse(saved)) std::abort();
   TiXmlDocument again;
   again.Parse(saved.c_str());
   Report loaded;
@@ -68,12 +107,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                     loaded.commandChain)) {
     std::abort();
   }
-  const auto isSameCommand = [](const auto& a, const auto& b) {
-    return a.first == b.first && a.second.order == b.second.order &&
-           a.second.count == b.second.count;
+  // A number that was read as negative is written unsigned, beyond the limit of what is read.
+  const auto readBack = [](auto number, auto limit) {
+    return std::min(number, static_cast<decltype(number)>(limit));
   };
-  const auto isSameFileType = [](const auto& a, const auto& b) {
-    return a.first == b.first && a.second.ocnt == b.second.ocnt && a.second.scnt == b.second.scnt;
+  const auto readCount = [&](std::uint64_t count) {
+    return readBack(count, std::numeric_limits<std::int64_t>::max());
+  };
+  const auto isSameCommand = [&](const auto& a, const auto& b) {
+    return a.first == b.first && a.second.count == readCount(b.second.count) &&
+           a.second.order == readBack(b.second.order, std::numeric_limits<std::int32_t>::max());
+  };
+  const auto isSameFileType = [&](const auto& a, const auto& b) {
+    return a.first == b.first && a.second.ocnt == readCount(b.second.ocnt) &&
+           a.second.scnt == readCount(b.second.scnt);
   };
   if (!std::ranges::equal(loaded.commands.GetEntries(), report.commands.GetEntries(),
                           isSameCommand) ||
