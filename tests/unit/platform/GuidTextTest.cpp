@@ -2,9 +2,31 @@
 
 #include <gtest/gtest.h>
 
+#include <rpc.h>
+
 #include <set>
+#include <utility>
+
+#include "tests/support/ReplacedImport.h"
+
+extern "C" void* __imp_CoCreateGuid;
+extern "C" void* __imp_UuidToStringA;
 
 namespace {
+
+TEST(NewGuidText, IsEmptyWhenTheSystemMakesNone) {
+  constexpr auto makeNoGuid = +[](GUID*) -> HRESULT { return E_FAIL; };
+  constexpr auto makeNoText =
+      +[](const UUID*, RPC_CSTR*) -> RPC_STATUS { return RPC_S_OUT_OF_MEMORY; };
+  for (const auto& [entry, fail] :
+       {std::pair{&__imp_CoCreateGuid, reinterpret_cast<void*>(makeNoGuid)},
+        {&__imp_UuidToStringA, reinterpret_cast<void*>(makeNoText)}}) {
+    const ReplacedImport replaced(*entry, fail);
+    std::wstring text = L"what was there before";
+    EXPECT_FALSE(NewGuidText(text));
+    EXPECT_EQ(text, L"");
+  }
+}
 
 TEST(NewGuidText, Has36LowerCaseCharactersAndNoBraces) {
   std::wstring text = L"what was there before";

@@ -255,6 +255,20 @@ TEST(ReportDocument, LoadsFileTypesAndAddsThemUp) {
   EXPECT_EQ(report.fileTypes.GetEntries().at(L"").ocnt, 3U);
 }
 
+TEST(ReportDocument, AMissingCountOfAFileTypeIsZero) {
+  Report report;
+  ASSERT_TRUE(
+      report.Load("<PeltoRpt><ftype_stat><ftypes><ftype name='.o' ocnt='3' /><ftype name='.s' "
+                  "scnt='4' /><ftype name='.n' /></ftypes></ftype_stat></PeltoRpt>"));
+  const auto& types = report.fileTypes.GetEntries();
+  EXPECT_EQ(types.at(L".o").ocnt, 3U);
+  EXPECT_EQ(types.at(L".o").scnt, 0U);
+  EXPECT_EQ(types.at(L".s").ocnt, 0U);
+  EXPECT_EQ(types.at(L".s").scnt, 4U);
+  EXPECT_EQ(types.at(L".n").ocnt, 0U);
+  EXPECT_EQ(types.at(L".n").scnt, 0U);
+}
+
 TEST(ReportDocument, LoadingTwiceDoublesFileTypesAndLeavesCommands) {
   Report report;
   report.Use(L"Line");

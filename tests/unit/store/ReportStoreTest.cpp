@@ -2,16 +2,23 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "platform/Handles.h"
 #include "store/DateText.h"
 #include "tests/support/CodePage.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/ReplacedImport.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestProcess.h"
+
+extern "C" void* __imp_CoCreateGuid;
+extern "C" void* __imp__wfopen_s;
+extern "C" void* __imp__wfreopen;
 
 namespace {
 
@@ -75,6 +82,30 @@ TEST(ReportStoreOpen, FailsWhenTheIdentifierCannotBeStored) {
   const FileHolder holder(L"unshared", f.settings);
   EXPECT_FALSE(f.Open());
   EXPECT_FALSE(Exists(f.report)) << "the report is not touched";
+}
+
+TEST(ReportStoreOpen, NeedsToReadAnIdentifierButNotToWriteIt) {
+  for (const auto& [content, opens] : {std::pair{Identifier, true}, {"[PELTO]\r\n", false}}) {
+    Fixture f;
+    WriteBytes(f.settings, content);
+    const CFileHandle readOnly(CreateFileW(f.settings.c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                           nullptr, OPEN_EXISTING, 0, nullptr));
+    EXPECT_EQ(f.Open(), opens) << content;
+    EXPECT_EQ(Exists(f.report), opens) << content;
+    f.store.SetConsentState(1);
+    EXPECT_EQ(f.store.GetConsentState(), 2) << "the settings cannot be written";
+  }
+}
+
+TEST(ReportStoreOpen, FailsWhenThereIsNoNewIdentifier) {
+  constexpr auto fail = +[](GUID*) -> HRESULT { return E_FAIL; };
+  const ReplacedImport replaced(__imp_CoCreateGuid, reinterpret_cast<void*>(fail));
+  Fixture f;
+  EXPECT_FALSE(f.Open());
+  EXPECT_FALSE(Exists(f.settings));
+  EXPECT_FALSE(Exists(f.report));
+  WriteBytes(f.settings, Identifier);
+  EXPECT_TRUE(f.Open()) << "a stored one is enough";
 }
 
 TEST(ReportStoreOpen, FailsWithoutTheFolder) {
@@ -144,6 +175,22 @@ TEST(ReportStoreLock, AnyOtherHolderKeepsItOut) {
   }
 }
 
+TEST(ReportStoreLock, AFolderInTheReportsPlaceIsTriedTenTimes) {
+  Fixture f;
+  std::filesystem::create_directory(f.report);
+  EXPECT_FALSE(f.Open());
+  EXPECT_EQ(f.clock.waits, std::vector<std::uint32_t>(10, 20'000));
+}
+
+TEST(ReportStoreLock, AStreamThatFailsToOpenAfterTheLockTestEndsTheOpening) {
+  constexpr auto fail =
+      +[](std::FILE** stream, const wchar_t*, const wchar_t*) { return *stream = nullptr, EACCES; };
+  const ReplacedImport replaced(__imp__wfopen_s, reinterpret_cast<void*>(fail));
+  Fixture f;
+  EXPECT_FALSE(f.Open());
+  EXPECT_TRUE(f.clock.waits.empty());
+}
+
 TEST(ReportStoreLock, AReportThatBecomesFreeIsTaken) {
   for (const size_t waits : {1U, 9U}) {
     Fixture f;
@@ -194,8 +241,16 @@ TEST(ReportStoreDocument, IsWrittenWithCrLfAndReadBack) {
 
 TEST(ReportStoreDocument, AReportThatIsEmptyMalformedOrTruncatedIsReplaced) {
   const std::string good = ReportOf("            <cmd id=\"1\" name=\"Line\" count=\"1\" />\r\n");
-  std::vector<std::string> reports = {
-      "", "text", "<PeltoRpt>", "<Other />", std::string("\0", 1), std::string(100'000, '<')};
+  std::vector<std::string> reports = {"",
+                                      "text",
+                                      "<PeltoRpt>",
+                                      "<Other />",
+                                      std::string("\0", 1),
+                                      "<PeltoRpt a='&#x4g;' />",
+                                      "<PeltoRpt>&#65</PeltoRpt>",
+                                      "<?xml?><PeltoRpt a='\xE2' />",
+                                      "\xEF\xBB\xBF<PeltoRpt>\xF0</a>",
+                                      std::string(100'000, '<')};
   std::string nested;
   for (int i = 0; i < 200'000; ++i) nested += "<a>";
   reports.push_back(nested);
@@ -231,6 +286,44 @@ TEST(ReportStoreDocument, AfterASaveALoadFailsAndChangesNothing) {
   f.store.CloseReport();
   EXPECT_NE(ReadBytes(f.report).find("<ftype name=\".a\" ocnt=\"1\" scnt=\"1\" />"),
             std::string::npos);
+}
+
+/// What a save gets instead of its stream.
+std::FILE* (*originalReopen)(const wchar_t*, const wchar_t*, std::FILE*);
+std::FILE* ReopenNothing(const wchar_t*, const wchar_t*, std::FILE* stream) {
+  std::fclose(stream);
+  return nullptr;
+}
+std::FILE* ReopenForReading(const wchar_t* path, const wchar_t*, std::FILE* stream) {
+  return originalReopen(path, L"r", stream);
+}
+std::FILE* ReopenFullDisk(const wchar_t*, const wchar_t* mode, std::FILE* stream) {
+  return originalReopen(L"Z:\\dev\\full", mode, stream);
+}
+
+TEST(ReportStoreDocument, ASaveThatCannotReopenTheReportFailsAndLeavesItClosed) {
+  Fixture f;
+  ASSERT_TRUE(f.Open());
+  {
+    const ReplacedImport replaced(__imp__wfreopen, reinterpret_cast<void*>(&ReopenNothing));
+    EXPECT_FALSE(f.store.Save());
+  }
+  EXPECT_TRUE(f.IsReportFree());
+  EXPECT_FALSE(f.store.Load());
+  EXPECT_FALSE(f.store.Save());
+}
+
+TEST(ReportStoreDocument, ASaveThatCannotPrintFails) {
+  for (const auto reopen : {&ReopenForReading, &ReopenFullDisk}) {
+    Fixture f;
+    ASSERT_TRUE(f.Open());
+    {
+      const ReplacedImport replaced(__imp__wfreopen, reinterpret_cast<void*>(reopen));
+      originalReopen = reinterpret_cast<decltype(originalReopen)>(replaced.GetOriginal());
+      EXPECT_FALSE(f.store.Save());
+    }
+    EXPECT_TRUE(f.store.Save()) << "the next save may succeed";
+  }
 }
 
 TEST(ReportStoreDocument, ASaveShortensALongerReport) {
@@ -277,17 +370,21 @@ TEST(ReportStoreDocument, HoldsApplicationEmailAndIdentifierOfTheMomentOfSaving)
 
 TEST(ReportStoreDocument, LoadsWhatOthersMayHaveWritten) {
   const std::string commands =
-      "<PeltoRpt><cmd_stat><cmds><cmd id=\"1\" name=\"R\xE9sum\xE9&#x;\" count=\"3\"/></cmds>"
+      "<PeltoRpt><cmd_stat><cmds><cmd id=\"1\" name=\"R\xE9sum\xE9s, two&#x;\" count=\"3\"/></cmds>"
       "</cmd_stat></PeltoRpt>";
   for (const char* before :
        {"", "<?xml version=\"1.0\" encoding=\"windows-1252\"?>\r\n",
-        "<?xml version='1.0' encoding='ISO-8859-1' standalone='yes' ?>", "<!-- by hand -->\n"}) {
+        "<?xml version='1.0' encoding='ISO-8859-1' standalone='yes' ?>",
+        "<?xml version = \"1.0\"\tencoding\n=\n'windows-1252' ?>\n", "<?xml encoding=latin1?>",
+        "<?xml unknown a-b='c d' encoding='&#119;indows-1252' version='>'?>", "<!-- by hand -->\n",
+        // It says UTF-8, which it is not: broken characters are taken as they are.
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"}) {
     Fixture f;
     WriteBytes(f.report, before + commands);
     ASSERT_TRUE(f.Open());
     EXPECT_TRUE(f.store.Load()) << before;
-    ASSERT_TRUE(f.commands.GetEntries().contains(L"R\u00E9sum\u00E9")) << before;
-    EXPECT_EQ(f.commands.GetEntries().at(L"R\u00E9sum\u00E9").count, 3U) << before;
+    ASSERT_TRUE(f.commands.GetEntries().contains(L"R\u00E9sum\u00E9s, two")) << before;
+    EXPECT_EQ(f.commands.GetEntries().at(L"R\u00E9sum\u00E9s, two").count, 3U) << before;
   }
 }
 
@@ -383,6 +480,22 @@ TEST(ReportStoreSettings, AreWrittenInTheirForms) {
   EXPECT_FALSE(f.store.GetShowMessage());
   f.store.SetShowMessage(true);
   EXPECT_TRUE(f.store.GetShowMessage());
+}
+
+// The settings file's own rules for spaces and quotation marks apply.
+TEST(ReportStoreSettings, EmailWithSpacesAtBothEnds) {
+  Fixture f;
+  WriteBytes(f.settings, Identifier);
+  ASSERT_TRUE(f.Open());
+  f.store.SetEmail(L"  a@b.c  ");
+  EXPECT_EQ(ReadBytes(f.settings), std::string(Identifier) + "[General]\r\nEmail=a@b.c  \r\n");
+  EXPECT_EQ(f.store.GetEmail(), L"a@b.c");
+  for (const auto& [value, email] : {std::pair{"  a@b.c  ", L"a@b.c"},
+                                     {"\"  a@b.c  \"", L"  a@b.c  "},
+                                     {" '  a@b.c  ' ", L"  a@b.c  "}}) {
+    WriteBytes(f.settings, std::string("[General]\r\nEmail=") + value + "\r\n");
+    EXPECT_EQ(f.store.GetEmail(), email) << value;
+  }
 }
 
 /// The three gates alike: the key, the days, and the question.

@@ -29,6 +29,14 @@ TEST(EventCounter, AnEmptyCommandNameIsNotCounted) {
   EXPECT_EQ(f.commands.GetLastOrder(), 0U);
 }
 
+TEST(EventCounter, TheFilterHoldsTheEmptyTextOfDocumentEventsToo) {
+  Fixture f;
+  for (const auto kind : {UsageEventKind::OpenDocument, UsageEventKind::SaveDocument}) {
+    f.counter.Count({kind, "", ".dwg"});
+  }
+  EXPECT_TRUE(f.fileTypes.GetEntries().empty());
+}
+
 TEST(EventCounter, ABlankCommandNameIsCounted) {
   Fixture f;
   f.counter.Count({UsageEventKind::Command, " ", {}});

@@ -7,6 +7,7 @@
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestProcess.h"
 #include "tests/support/TestText.h"
+#include "tests/support/ThrowingRead.h"
 
 namespace {
 
@@ -159,6 +160,27 @@ TEST(LogHarvester, CountsALogAgainThatItCannotDelete) {
   EXPECT_EQ(h.Count(L"Line"), 2U);
   EXPECT_TRUE(Exists(path));
   SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
+TEST(LogHarvester, AnExceptionLeavesTheLogThatItCameFromAndThoseAfterIt) {
+  Harvest h;
+  std::string longLog;
+  while (longLog.size() < 300'000) longLog += Harvest::Command("Long");
+  const std::wstring read = h.Log(L"a.log");
+  const std::wstring broken = h.Log(L"b.log", longLog);
+  const std::wstring unread = h.Log(L"c.log");
+  {
+    const ThrowingRead reads(3);  // two for the first log, and one for the second
+    EXPECT_THROW(h.Run(), std::bad_alloc);
+  }
+  EXPECT_FALSE(Exists(read));
+  EXPECT_TRUE(Exists(broken));
+  EXPECT_TRUE(Exists(unread));
+  EXPECT_EQ(h.Count(L"Line"), 1U);
+  EXPECT_GT(h.Count(L"Long"), 0U) << "the exception came out of the middle";
+  EXPECT_EQ(h.Run(), 1) << "nothing holds the logs";
+  EXPECT_FALSE(Exists(broken));
+  EXPECT_FALSE(Exists(unread));
 }
 
 TEST(LogHarvester, AnEmptyOrMissingFolderIsNoError) {
