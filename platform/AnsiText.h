@@ -1,5 +1,5 @@
-// Conversion between the program's wide text (UTF-16) and the bytes of files and wire, which are
-// in the system's ANSI code page.
+// Conversion between the program's wide text (UTF-16) and the bytes of files and of the upload,
+// which are in the system's ANSI code page.
 #pragma once
 
 #include <string>

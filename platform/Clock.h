@@ -1,9 +1,9 @@
-// Time as the program sees it. A test replaces it, so that seconds and weeks pass at once.
+// The program's clock. Tests replace it, so that seconds and weeks pass at once.
 #pragma once
 
 #include <cstdint>
 
-/// A date and a time of day of the Gregorian calendar; of which zone, its holder says.
+/// A date and a time of day of the Gregorian calendar. The time zone depends on the use.
 struct CivilTime {
   int year = 0;
   int month = 0;

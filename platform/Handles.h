@@ -1,26 +1,26 @@
-// Owners of the system's handles. A kind of handle is a type of its own: their "none" values and
-// their closing calls differ, and must not be mixed.
+// Owners of the system's handles. Each kind of handle has a type of its own, because their "none"
+// values and their closing calls differ.
 #pragma once
 
 #include "platform/WindowsHeader.h"
 
 #include "platform/UniqueHandle.h"
 
-/// What `CreateFileW` gives.
+/// A handle of `CreateFileW`.
 struct FileHandleTraits {
   using Handle = HANDLE;
   static Handle GetInvalid() { return INVALID_HANDLE_VALUE; }
   static void Close(Handle handle) { CloseHandle(handle); }
 };
 
-/// What `FindFirstFileW` gives.
+/// A handle of `FindFirstFileW`.
 struct FindHandleTraits {
   using Handle = HANDLE;
   static Handle GetInvalid() { return INVALID_HANDLE_VALUE; }
   static void Close(Handle handle) { FindClose(handle); }
 };
 
-/// What `LoadLibraryW` gives.
+/// A handle of `LoadLibraryW`.
 struct LibraryTraits {
   using Handle = HMODULE;
   static Handle GetInvalid() { return nullptr; }

@@ -4,8 +4,8 @@
 
 namespace {
 
-// A number outside its field's range becomes one that no conversion accepts, so that it cannot
-// turn into a valid one by being cut.
+// A number that does not fit becomes one that every conversion refuses. Cut to 16 bits it could
+// become a valid one.
 WORD ToWord(int value) {
   constexpr WORD invalid = 0xFFFF;
   return value < 0 || value > invalid ? invalid : static_cast<WORD>(value);

@@ -12,6 +12,7 @@ class CSystemClock : public CClock {
 };
 
 /// `utc` in the machine's current time zone, as the number of 100-nanosecond intervals from
-/// 1601-01-01 to it; none when the numbers are no date and time. Where clocks are set forward or
-/// back between two times, their difference is an hour off the time that passed.
+/// 1601-01-01 to it; none when the numbers are not a date and time. When the clocks are set forward
+/// or back between two times, their difference is an hour off the time that passed
+/// (docs/compatibility.md, 10).
 std::optional<std::uint64_t> ToLocalTicks(const CivilTime& utc);

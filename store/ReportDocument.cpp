@@ -26,7 +26,8 @@ constexpr char CountAttribute[] = "count";
 constexpr char OpenedAttribute[] = "ocnt";
 constexpr char SavedAttribute[] = "scnt";
 
-// An older form of the report had these too. They are loaded, but never written.
+// Elements of an older form of the report. They are loaded, but never written
+// (docs/compatibility.md, 16).
 constexpr char CommandChainElement[] = "cmd_chain";
 constexpr char CounterSection[] = "counter";
 constexpr char RunToolList[] = "run_tools";
@@ -80,9 +81,9 @@ void AddSystemProperties(TiXmlElement& root, const SystemProperties& properties,
   for (const auto& [key, value] : properties) {
     SetAttribute(AddProperty(section, key.name, value), CategoryAttribute, key.category);
   }
-  // The identifier stands here and not among the customer's data, which only a report with an
-  // e-mail address has: the collecting server looks for it here. Being without a category, it is
-  // never loaded as a property of the machine.
+  // The collecting server looks for the identifier here, and not in "cust_info", which a report
+  // without an e-mail address lacks. Without a category it is never loaded as a property of the
+  // machine (docs/compatibility.md, 14).
   AddProperty(section, IdentifierProperty, installationIdentifier);
 }
 
@@ -173,7 +174,7 @@ bool MergeReport(const TiXmlDocument& document, CommandStats& commands, FileType
       chain != nullptr && chain->GetText() != nullptr) {
     commandChain = ToWide(chain->GetText());
   }
-  // A run tool is a command that has no place in the order of first use yet.
+  // A run tool is a command without a place in the order of first use.
   ForEachElement(FindList(*root, CounterSection, RunToolList), RunToolElement,
                  [&](const TiXmlElement& runTool) {
                    MergeCommand(commands, runTool.Attribute(NameAttribute), "0",

@@ -1,5 +1,5 @@
-// The report as an XML document: what the save writes and what the load takes over. Its text is
-// bytes in the ANSI code page, without a declaration.
+// The report as an XML document. Its text is bytes in the ANSI code page, and it has no XML
+// declaration (docs/compatibility.md, 15).
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 
 class TiXmlDocument;
 
-/// What a report says beside the statistics and the machine's properties.
+/// The parts of a report besides the statistics and the machine's properties.
 struct ReportFacts {
   std::wstring applicationName;
   std::wstring applicationVersion;
@@ -23,9 +23,9 @@ void BuildReport(TiXmlDocument& document, const CommandStats& commands,
                  const FileTypeStats& fileTypes, const SystemProperties& systemProperties,
                  const ReportFacts& facts);
 
-/// Adds what a loaded report holds to the statistics and the properties; nothing is cleared first.
-/// `commandChain` is replaced when the report holds one. An entry that lacks a required attribute
-/// is skipped; a number is read by the rules of `atoi` and `_atoi64`. Answers false, and changes
-/// nothing, when the document is no report.
+/// Adds the content of a loaded report to the statistics and the properties; nothing is cleared
+/// first. `commandChain` is replaced when the report contains one. An entry that lacks a required
+/// attribute is skipped; numbers are read by the rules of `atoi` and `_atoi64`. Returns false, and
+/// changes nothing, when the document is not a report.
 bool MergeReport(const TiXmlDocument& document, CommandStats& commands, FileTypeStats& fileTypes,
                  SystemProperties& systemProperties, std::wstring& commandChain);

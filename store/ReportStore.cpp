@@ -26,15 +26,15 @@ constexpr std::uint32_t LockWait = 20'000;
 constexpr int DefaultConsentState = 2;
 constexpr int DefaultShowMessage = 1;
 
-/// The full path of `path`. The private-profile functions need it: they look for any other path in
-/// the Windows folder.
+/// The full path of `path`. The private-profile functions look for any other path in the Windows
+/// folder.
 std::wstring GetFullPath(const std::wstring& path) {
   wchar_t buffer[1040];
   const DWORD length = GetFullPathNameW(path.c_str(), ARRAYSIZE(buffer), buffer, nullptr);
   return length < ARRAYSIZE(buffer) ? std::wstring(buffer, length) : std::wstring();
 }
 
-/// Whether no other process holds the file; makes it if it is missing.
+/// Whether nobody has the file open; creates it if it is missing.
 bool IsFree(const std::wstring& path) {
   const CFileHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0 /* no sharing */,
                                      nullptr /* security */, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL,
@@ -71,7 +71,7 @@ bool CReportStore::Open(const std::wstring& dataFolder) {
   return TakeReport();
 }
 
-/// An identifier is never used unless it is stored, so what counts is what the file gives back.
+/// An identifier is never used unless it is stored, so the file is read again after the write.
 bool CReportStore::EnsureIdentifier() {
   installationIdentifier_ = GetInstallationIdentifier();
   if (installationIdentifier_.empty()) {
@@ -86,6 +86,8 @@ bool CReportStore::EnsureIdentifier() {
 bool CReportStore::TakeReport() {
   for (int attempt = 0; attempt < LockAttempts; ++attempt) {
     if (IsFree(reportPath_)) {
+      // Another process may take the file between the test and this call, which then fails and ends
+      // the opening (docs/compatibility.md, 12 and 13).
       std::FILE* stream = nullptr;
       if (_wfopen_s(&stream, reportPath_.c_str(), L"ab+") == 0) report_.Reset(stream);
       return static_cast<bool>(report_);
@@ -112,7 +114,8 @@ bool CReportStore::Save() {
   BuildReport(document, commands_, fileTypes_, systemProperties_,
               {applicationName_, applicationVersion_, GetInstallationIdentifier(), GetEmail()});
   if (!report_) return false;
-  // A stream that cannot be opened anew is closed by the attempt, so it has no owner meanwhile.
+  // The stream is opened for writing only, so a later load fails (docs/compatibility.md, 5). When
+  // opening fails, the call has closed the old stream, so nothing owns it meanwhile.
   report_.Reset(_wfreopen(reportPath_.c_str(), L"w", report_.Release()));
   return report_ && document.SaveFile(report_.Get()) && std::fflush(report_.Get()) == 0;
 }
@@ -185,7 +188,7 @@ bool CReportStore::IsDue(const wchar_t* key, double limit) const {
   return now && IsGateOpen(*now, ReadTicks(key), limit);
 }
 
-/// The date under `key`; none when there is none, or when its text is no date.
+/// The date under `key`; none when it is missing or its text is not a date.
 std::optional<std::uint64_t> CReportStore::ReadTicks(const wchar_t* key) const {
   const std::optional<CivilTime> date =
       ParseDateText(settings_.ReadText(settings::GeneralSection, key));

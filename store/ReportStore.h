@@ -10,45 +10,46 @@
 #include "usage/CommandStats.h"
 #include "usage/FileTypeStats.h"
 
-/// The one way to the two files in the data folder: the settings and the report.
+/// The access to the two files in the data folder: the settings and the report.
 ///
-/// An open store holds the report file for itself, so that copies of the program that work on one
-/// data folder run one after the other. It does not cache settings: each read and write goes to
-/// the file.
+/// While a store is open, no other process can open the report file, so that copies of the program
+/// that work on one data folder run one after the other. Settings are not cached: each read and
+/// write goes to the file.
 class CReportStore {
  public:
   /// All three must outlive the store.
   CReportStore(CommandStats& commands, FileTypeStats& fileTypes, CClock& clock)
       : commands_(commands), fileTypes_(fileTypes), clock_(clock) {}
 
-  /// What the next save writes of the host application.
+  /// The host application's name and version for the next saves.
   void SetApplication(std::wstring name, std::wstring version);
 
-  /// Finds the two files in `dataFolder`, makes sure that the settings hold an installation
-  /// identifier, and takes the report file for this process. While another process holds that
-  /// file, tries ten times and waits 20 s after each. Answers false when no identifier can be made
-  /// and stored, or the file cannot be had.
+  /// Uses the two files in `dataFolder`: makes sure that the settings contain an installation
+  /// identifier, and takes the report file for this process. If the file is in use, tries ten times
+  /// and waits 20 s after each. Returns false when no identifier can be made and stored, or when
+  /// the report cannot be opened.
   bool Open(const std::wstring& dataFolder);
 
-  /// Lets go of the report file. Neither load nor save is possible afterwards.
+  /// Releases the report file. Neither load nor save is possible afterwards.
   void CloseReport() { report_.Reset(); }
   bool DeleteReport() const;
   const std::wstring& GetReportPath() const { return reportPath_; }
 
-  /// Adds what the report file holds to the statistics, the system properties and the command
-  /// chain. Answers false, with nothing changed, when the file is closed, empty, no sound report
-  /// or, after a save, not readable any more.
+  /// Adds the report file's content to the statistics, the system properties and the command chain.
+  /// Returns false, with nothing changed, when the file is closed or empty, when it is not a report
+  /// that can be parsed, or after a save.
   bool Load();
-  /// Replaces the report file's content. The file stays open, but can only be written from here
-  /// on. If the system fails in the middle, what the file held is lost: that is accepted.
+  /// Replaces the report file's content, whatever it was. The file stays open, but can only be
+  /// written from then on. Returns false when it cannot be written; its former content is lost then
+  /// (docs/compatibility.md, 18).
   bool Save();
 
-  /// 1: takes part, 2: does not (also when nothing is stored), 3: asked to be reminded later.
+  /// 1: takes part, 2: does not (also when nothing is stored), 3: is to be reminded later.
   int GetConsentState() const;
   void SetConsentState(int state) const;
   std::wstring GetEmail() const;
   void SetEmail(const std::wstring& email) const;
-  /// Whether the consent dialog may come up by itself.
+  /// Whether a `duty` run may show the consent dialog.
   bool GetShowMessage() const;
   void SetShowMessage(bool shows) const;
   std::wstring GetInstallationIdentifier() const;
@@ -57,15 +58,16 @@ class CReportStore {
   bool IsTransmissionDue() const;
   /// Whether 30 days have passed since system information was sent, or it never was.
   bool IsSystemInformationDue() const;
-  /// Whether the dialog may come up by itself and 7 days have passed since it was last shown. If
-  /// it never was, that is put down as today: a new user is asked in a week, not at once.
+  /// Whether a `duty` run may show the dialog and 7 days have passed since it was last shown. If it
+  /// never was, today's date is written and the result is false, so that a new user is asked in a
+  /// week (docs/compatibility.md, 4).
   bool IsDialogDue();
 
   void StampTransmission();
   void StampSystemInformation();
   void StampDialog();
 
-  /// Sets a property of the machine's description; replaces one of that name and category.
+  /// Sets a property of the machine; replaces one of the same name and category.
   void SetSystemProperty(const std::wstring& name, const std::wstring& category,
                          const std::wstring& value);
   const SystemProperties& GetSystemProperties() const { return systemProperties_; }

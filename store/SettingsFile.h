@@ -16,19 +16,21 @@ inline constexpr wchar_t LastTransmissionDate[] = L"LastTransmissionDate";
 inline constexpr wchar_t LastSysInfoCollectingDate[] = L"LastSysInfoCollectingDate";
 }  // namespace settings
 
-/// A private-profile (INI) file. Nothing is cached: every call goes to the file. A missing file
-/// gives every default, and the first write makes it.
+/// A private-profile (INI) file in the ANSI code page. Nothing is cached: every call goes to the
+/// file. If the file is missing, every value has its default, and the first write creates it.
 class CSettingsFile {
  public:
-  /// `path` is a full path: Windows looks for any other in its own folder.
+  /// `path` must be a full path: Windows looks for any other in its own folder.
   void SetPath(std::wstring path) { path_ = std::move(path); }
 
-  /// The value, or an empty text. At most 1,023 characters are read; then every backslash that the
-  /// letter n follows becomes a line feed with it.
+  /// The value, or an empty text. At most 1,023 characters are read; then every backslash followed
+  /// by the letter n becomes a line feed (docs/compatibility.md, 11).
   std::wstring ReadText(const wchar_t* section, const wchar_t* key) const;
-  /// Writes the value as it is: a line feed is not turned back.
+  /// Writes the value as it is: a line feed is not turned back. Returns false when the file cannot
+  /// be written.
   bool WriteText(const wchar_t* section, const wchar_t* key, const std::wstring& value) const;
-  /// The decimal number at the value's start, 0 for a value without one, `missing` for no value.
+  /// The decimal number at the value's start, 0 for a value without one, `missing` if the key has
+  /// no value.
   int ReadInteger(const wchar_t* section, const wchar_t* key, int missing) const;
 
  private:

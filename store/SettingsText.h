@@ -2,6 +2,6 @@
 
 #include <string>
 
-/// `text` with a line feed in the place of every backslash that the letter n follows: the form in
-/// which the settings file keeps a text of several lines.
+/// `text` with a line feed in place of every backslash followed by the letter n
+/// (docs/compatibility.md, 11).
 std::wstring UnescapeLineBreaks(std::wstring text);

@@ -3,14 +3,14 @@
 #include <map>
 #include <string>
 
-/// A property of the machine's description is known by its name and its category together.
+/// The name and the category of a property of the machine together identify it.
 struct SystemPropertyKey {
   std::wstring name;
   std::wstring category;
 };
 
-/// Keys are ordered by the text of the name followed directly by the category; two keys with the
-/// same such text are two keys all the same.
+/// Keys are ordered by the text of the name followed directly by the category. Different keys with
+/// the same such text stay different.
 struct SystemPropertyOrder {
   bool operator()(const SystemPropertyKey& a, const SystemPropertyKey& b) const;
 };

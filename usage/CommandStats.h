@@ -9,9 +9,9 @@
 /// The use of one command.
 struct CommandStat {
   std::uint64_t count = 0;
-  /// The event that made this entry; its text is the command's name.
+  /// The event that created this entry; its text is the command's name.
   UsageEvent event;
-  /// The command's place in the order of first use, from 1. 0: it has no place yet.
+  /// The command's place in the order of first use, from 1. 0 means that it has no place yet.
   std::uint32_t order = 0;
 };
 
@@ -22,24 +22,24 @@ class CommandStats {
   using Entries = std::map<std::wstring, CommandStat>;
 
   /// Counts one use. Events of other kinds are ignored.
-  /// Returns the entry that counted it, or null. Entries stay where they are for the life of the
-  /// statistics, so a caller that meets the same command again may use `CountAgain` on it.
+  /// Returns the entry that counted it, or null. The pointer stays valid as long as the statistics,
+  /// so a caller can count the same command again with `CountAgain`.
   CommandStat* Count(const UsageEvent& event);
 
   /// Counts one more use of an entry that `Count` has returned.
   void CountAgain(CommandStat& entry) {
     ++entry.count;
-    // An entry may be without a place: an older report lists commands without one.
+    // The run tools of older reports are loaded without a place (docs/compatibility.md, 16).
     if (entry.order == 0) entry.order = ++lastOrder_;
   }
 
-  /// Takes over an entry of a loaded report. An entry whose name is known already is dropped, its
-  /// count not added: unlike `FileTypeStats`, and on purpose. A report that is loaded twice in one
-  /// run leaves the commands as they were.
+  /// Takes over an entry of a loaded report. An entry whose name is known already is dropped and
+  /// its count is not added, unlike a file type's: a report that is loaded twice in one run leaves
+  /// the commands as they were (docs/compatibility.md, 17).
   void Merge(const CommandStat& loaded);
 
   const Entries& GetEntries() const { return entries_; }
-  /// The highest order number handed out or loaded so far.
+  /// The highest order number given or loaded so far.
   std::uint32_t GetLastOrder() const { return lastOrder_; }
 
  private:

@@ -8,17 +8,17 @@
 #include "usage/FileTypeStats.h"
 #include "usage/LogLineReader.h"
 
-/// Counts the events of logs into the statistics, as they come.
+/// Counts the events of logs into the statistics.
 ///
-/// A log names few commands many times. So that each is converted to wide text and looked up among
-/// the ordered statistics only once, the entries met so far are remembered by their bytes.
+/// A log names few commands many times. The counter remembers the entries by their bytes, so that
+/// each name is converted to wide text and looked up in the ordered statistics only once.
 class CEventCounter {
  public:
   /// The statistics must outlive the counter.
   CEventCounter(CommandStats& commands, FileTypeStats& fileTypes)
       : commands_(commands), fileTypes_(fileTypes) {}
 
-  /// Counts `event`, unless the `EventTextFilter` holds its text.
+  /// Counts `event`, unless the `EventTextFilter` contains its text.
   void Count(const LogEvent& event);
 
  private:

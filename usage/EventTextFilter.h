@@ -3,9 +3,9 @@
 #include <set>
 #include <string>
 
-/// The texts of events that are not counted. There is one such set in the process, made on first
-/// use and never released, and it holds one text, the empty one: a log line that names no command
-/// counts nothing.
+/// The texts of events that are not counted. The set contains the empty text only, so that a log
+/// line that names no command counts nothing. It is created on first use and never released
+/// (docs/compatibility.md, 26).
 class EventTextFilter {
  public:
   static const EventTextFilter& GetInstance();

@@ -6,7 +6,7 @@
 
 #include "usage/UsageEvent.h"
 
-/// The documents of one file type.
+/// How often documents of one file type were opened and saved.
 struct FileTypeStat {
   /// Times opened.
   std::uint64_t ocnt = 0;
@@ -24,14 +24,15 @@ class FileTypeStats {
 
   /// Counts one opened or saved document. Events of other kinds, and events without a file type,
   /// are ignored; an empty file type is a type.
-  /// Returns the entry that counted it, or null. Entries stay where they are for the life of the
-  /// statistics, so a caller that meets the same type again may use `CountAgain` on it.
+  /// Returns the entry that counted it, or null. The pointer stays valid as long as the statistics,
+  /// so a caller can count the same type again with `CountAgain`.
   FileTypeStat* Count(const UsageEvent& event);
 
   /// Counts one more document of an entry that `Count` has returned.
   static void CountAgain(FileTypeStat& entry, UsageEventKind kind);
 
-  /// Takes over an entry of a loaded report: added to the entry of that name, if there is one.
+  /// Takes over an entry of a loaded report. Its counts are added to those of an entry of the same
+  /// name (docs/compatibility.md, 17).
   void Merge(const FileTypeStat& loaded);
 
   const Entries& GetEntries() const { return entries_; }

@@ -6,9 +6,8 @@
 #include "platform/Handles.h"
 #include "usage/ByteSource.h"
 
-/// The bytes of one log file. The file is opened on the first read and restricts nobody: the host
-/// application may open it for writing meanwhile. A file that cannot be opened or read further has
-/// no more bytes.
+/// The bytes of one log file. The file is opened on the first read, and others may read and write
+/// it meanwhile. A file that cannot be opened, or cannot be read any further, has no more bytes.
 class CLogFile : public CByteSource {
  public:
   explicit CLogFile(std::wstring path) : path_(std::move(path)) {}

@@ -8,8 +8,8 @@
 
 namespace {
 
-/// Whether the file can be opened without letting others write. The host application keeps the log
-/// of its current session open for writing, and such a log is not complete yet.
+/// Whether nobody has the file open for writing. The host application keeps the log of its current
+/// session open, and such a log is not complete yet.
 bool IsFree(const std::wstring& path) {
   const CFileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ,
                                      nullptr /* security */, OPEN_EXISTING, 0 /* no flags */,
@@ -34,8 +34,8 @@ int LogHarvester::Harvest(const std::wstring& folder, bool deletesLogs) {
     const std::wstring path = CombinePath(folder, entry.cFileName);
     if (!IsFree(path)) continue;
     ReadLog(path, counter);
-    // A log that cannot be deleted is counted again by the next run. That is accepted: leaving it
-    // uncounted would lose it.
+    // Whatever the log held and even if reading it failed half-way. One that cannot be deleted is
+    // counted again by the next run (docs/compatibility.md, 24).
     if (deletesLogs) DeleteFileW(path.c_str());
   } while (FindNextFileW(search.Get(), &entry));
   return 1;

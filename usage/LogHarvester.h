@@ -13,9 +13,10 @@ class LogHarvester {
       : commands_(commands), fileTypes_(fileTypes) {}
 
   /// Reads every file of `folder` that "*.log" finds, in the order in which the file system
-  /// returns them, and deletes each one that it has read when `deletesLogs` is set, whatever it
-  /// held. A file that somebody holds open for writing is left for a later run. Always answers 1:
-  /// an empty or missing folder is no error.
+  /// returns them, and deletes each one after reading when `deletesLogs` is set. A file that
+  /// another program has open for writing is left for a later run. Always returns 1: an empty or
+  /// missing folder is not an error. An exception leaves the log that is being read, and those
+  /// after it, in place.
   int Harvest(const std::wstring& folder, bool deletesLogs);
 
  private:

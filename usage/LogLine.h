@@ -1,4 +1,4 @@
-// The grammar of one line of a usage log. A log is bytes in the ANSI code page; all comparisons
+// The grammar of one line of a usage log. The line is bytes in the ANSI code page; all comparisons
 // are byte by byte.
 #pragma once
 
@@ -8,14 +8,14 @@
 
 #include "usage/UsageEvent.h"
 
-/// Every line begins with this many characters (a time stamp, say) that are never looked at; the
-/// keyword of an event stands right behind them.
+/// Every line begins with this many bytes, such as a time stamp, that are never looked at. The
+/// keyword of an event follows at once.
 inline constexpr std::size_t LogPrefixLength = 23;
 
 inline constexpr std::string_view CommandKeyword = "Command = ";
 inline constexpr std::string_view OpenDocumentKeyword = "OnOpenDocument";
 inline constexpr std::string_view SaveDocumentKeyword = "OnSaveDocument";
 
-/// The kind of event that `line` begins, or none. A keyword only has to stand behind the prefix:
-/// what follows it does not matter here.
+/// The kind of event that `line` begins, or none. The line needs only to begin with a keyword after
+/// its prefix; what follows the keyword is ignored (docs/compatibility.md, 23).
 std::optional<UsageEventKind> ClassifyLine(std::string_view line);

@@ -25,10 +25,11 @@ constexpr bool IsMark(char c) {
   return c == LineFeed || c == Nul || c == Substitute;
 }
 
-/// The first byte in [from, to) that means something to the reader, or `to`.
+/// The first byte in [from, to) that ends a line or a text, or `to`.
 const char* FindMark(const char* from, const char* to) {
 #ifdef PELTO_HAS_SSE2
-  // Nearly all of the run's time passes here, and the C run-time's search is a loop over bytes.
+  // Nearly all of the harvest's time is spent here, and the C run-time's search is a loop over
+  // bytes.
   const __m128i lineFeed = _mm_set1_epi8(LineFeed);
   const __m128i nul = _mm_setzero_si128();
   const __m128i substitute = _mm_set1_epi8(Substitute);
@@ -50,8 +51,8 @@ const char* FindMark(const char* from, const char* to) {
 std::optional<LogEvent> LogLineReader::ReadNext() {
   for (;;) {
     const std::string_view line = ReadLine();
-    // A blank line ends a log as the end of the file does, deliberately: it is the mark behind
-    // which nothing is for counting. Skipping it would count more than was meant.
+    // An empty line is the log's end mark: what follows it must not be counted
+    // (docs/compatibility.md, 19).
     if (line.empty()) {
       isEnded_ = true;
       return {};
@@ -62,8 +63,8 @@ std::optional<LogEvent> LogLineReader::ReadNext() {
     if (*kind == UsageEventKind::Command) {
       return LogEvent{*kind, text.substr(CommandKeyword.size()), {}};
     }
-    // The document's path stands on the next line, which is consumed whatever it holds: an event
-    // line is not counted there, and a blank line does not end the log.
+    // The document's path is on the next line, which is consumed whatever it holds: an event line
+    // is not counted there, and an empty line does not end the log (docs/compatibility.md, 20).
     documentLine_ = text;
     const std::string_view pathLine = ReadLine();
     if (pathLine.size() < LogPrefixLength) continue;
@@ -71,7 +72,7 @@ std::optional<LogEvent> LogLineReader::ReadNext() {
   }
 }
 
-/// The next line as a C text without its end; empty also when there is none.
+/// The next line without its end, up to a NUL byte. Empty also when there is none.
 std::string_view LogLineReader::ReadLine() {
   if (isEnded_) return {};
   std::size_t at = begin_;
@@ -80,7 +81,7 @@ std::string_view LogLineReader::ReadLine() {
     at = static_cast<std::size_t>(FindMark(buffer_.get() + at, buffer_.get() + end_) -
                                   buffer_.get());
     if (at == end_) {
-      // Room for a carriage return and a line feed: with more than that, the line is cut anyway.
+      // A longer line than this, with its carriage return and line feed, is cut anyway.
       if (isExhausted_ || end_ - begin_ > LineLimit + 1) break;
       const std::size_t scanned = at - begin_;
       if (textEnd != std::string_view::npos) textEnd -= begin_;
@@ -109,7 +110,7 @@ std::string_view LogLineReader::ReadLine() {
   return line.substr(0, textEnd);
 }
 
-/// Moves the unread bytes to the buffer's start and reads more behind them.
+/// Moves the unread bytes to the buffer's start and reads more after them.
 void LogLineReader::Refill() {
   if (!buffer_) buffer_ = std::make_unique_for_overwrite<char[]>(BufferSize);
   std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
