@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/StatsText.h"
+
 namespace {
+
+constexpr UsageEventKind Open = UsageEventKind::OpenDocument;
+constexpr UsageEventKind Save = UsageEventKind::SaveDocument;
 
 UsageEvent Document(UsageEventKind kind, const std::wstring& fileType) {
   return {kind, L"OnOpenDocument", {{FileTypeAttribute, fileType}}};
@@ -10,60 +15,35 @@ UsageEvent Document(UsageEventKind kind, const std::wstring& fileType) {
 
 TEST(FileTypeStats, CountsOpenedAndSavedApart) {
   FileTypeStats stats;
-  stats.Count(Document(UsageEventKind::OpenDocument, L".dwg"));
-  stats.Count(Document(UsageEventKind::SaveDocument, L".dwg"));
-  stats.Count(Document(UsageEventKind::OpenDocument, L".dwg"));
-  stats.Count(Document(UsageEventKind::SaveDocument, L".pdf"));
-  ASSERT_EQ(stats.GetEntries().size(), 2U);
-  EXPECT_EQ(stats.GetEntries().at(L".dwg").ocnt, 2U);
-  EXPECT_EQ(stats.GetEntries().at(L".dwg").scnt, 1U);
-  EXPECT_EQ(stats.GetEntries().at(L".dwg").name, L".dwg");
-  EXPECT_EQ(stats.GetEntries().at(L".pdf").ocnt, 0U);
-  EXPECT_EQ(stats.GetEntries().at(L".pdf").scnt, 1U);
+  for (const auto& event :
+       {Document(Open, L".dwg"), Document(Save, L".dwg"), Document(Open, L".dwg"),
+        Document(Save, L".pdf"), Document(Open, L""), Document(Open, L".DWG")}) {
+    EXPECT_NE(stats.Count(event), nullptr);
+  }
+  EXPECT_EQ(FormatFileTypes(stats), L" 1 0;.DWG 1 0;.dwg 2 1;.pdf 0 1;");
 }
 
-TEST(FileTypeStats, AnEmptyFileTypeIsAType) {
+TEST(FileTypeStats, OtherEventsAreIgnored) {
   FileTypeStats stats;
-  stats.Count(Document(UsageEventKind::OpenDocument, L""));
-  EXPECT_EQ(stats.GetEntries().at(L"").ocnt, 1U);
-}
-
-TEST(FileTypeStats, TypesThatDifferInCaseAreDifferentTypes) {
-  FileTypeStats stats;
-  stats.Count(Document(UsageEventKind::OpenDocument, L".dwg"));
-  stats.Count(Document(UsageEventKind::OpenDocument, L".DWG"));
-  EXPECT_EQ(stats.GetEntries().size(), 2U);
-}
-
-TEST(FileTypeStats, EventsWithoutAFileTypeAreIgnored) {
-  FileTypeStats stats;
-  EXPECT_EQ(stats.Count({UsageEventKind::OpenDocument, L"OnOpenDocument", {}}), nullptr);
-  EXPECT_TRUE(stats.GetEntries().empty());
-}
-
-TEST(FileTypeStats, CommandsAreIgnored) {
-  FileTypeStats stats;
+  EXPECT_EQ(stats.Count({Open, L"OnOpenDocument", {}}), nullptr) << "without a file type";
   EXPECT_EQ(stats.Count(Document(UsageEventKind::Command, L".dwg")), nullptr);
-  EXPECT_TRUE(stats.GetEntries().empty());
+  EXPECT_EQ(FormatFileTypes(stats), L"");
 }
 
 TEST(FileTypeStats, LoadedEntriesOfOneNameAreAddedUp) {
   FileTypeStats stats;
   stats.Merge({1, 2, L".dwg"});
   stats.Merge({10, 20, L".dwg"});
-  EXPECT_EQ(stats.GetEntries().at(L".dwg").ocnt, 11U);
-  EXPECT_EQ(stats.GetEntries().at(L".dwg").scnt, 22U);
-  EXPECT_EQ(stats.GetEntries().at(L".dwg").name, L".dwg");
+  EXPECT_EQ(FormatFileTypes(stats), L".dwg 11 22;");
 }
 
 TEST(FileTypeStats, ALoadedEntryIsCountedOn) {
   FileTypeStats stats;
   stats.Merge({5, 0, L".dwg"});
-  FileTypeStat* const entry = stats.Count(Document(UsageEventKind::OpenDocument, L".dwg"));
+  FileTypeStat* const entry = stats.Count(Document(Open, L".dwg"));
   ASSERT_NE(entry, nullptr);
-  FileTypeStats::CountAgain(*entry, UsageEventKind::SaveDocument);
-  EXPECT_EQ(stats.GetEntries().at(L".dwg").ocnt, 6U);
-  EXPECT_EQ(stats.GetEntries().at(L".dwg").scnt, 1U);
+  FileTypeStats::CountAgain(*entry, Save);
+  EXPECT_EQ(FormatFileTypes(stats), L".dwg 6 1;");
 }
 
 }  // namespace

@@ -67,10 +67,11 @@ TEST(LogHarvester, DeletesALogWhateverItHeld) {
   const std::wstring empty = h.Log(L"empty.log", "");
   const std::wstring strange = h.Log(L"strange.log", std::string("\0\x1A\xFF", 3));
   const std::wstring shortPrefix = h.Log(L"short.log", Prefix(22) + "Command = Line\r\n");
-  const std::wstring blank = h.Log(L"blank.log", "\r\n" + Harvest::Command("Line"));
+  const std::wstring emptyLine = h.Log(L"line.log", "\r\n" + Harvest::Command("Line"));
   EXPECT_EQ(h.Run(), 1);
   EXPECT_TRUE(h.commands.GetEntries().empty());
-  for (const std::wstring& path : {empty, strange, shortPrefix, blank}) EXPECT_FALSE(Exists(path));
+  for (const std::wstring& path : {empty, strange, shortPrefix, emptyLine})
+    EXPECT_FALSE(Exists(path));
 }
 
 TEST(LogHarvester, KeepsTheLogsWhenItIsNotToDeleteThem) {

@@ -1,4 +1,4 @@
-// The reader against the C++ library's own text stream and line read, whose behaviour it promises.
+// The reader against the C++ library's own text stream and line read, whose behavior it promises.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -72,7 +72,7 @@ std::string RandomLog(std::mt19937& random) {
   for (unsigned lines = random() % 30; lines > 0; --lines) {
     switch (random() % 40) {
       case 0:
-        break;  // blank
+        break;  // an empty line
       case 1:
         log += std::string(1, '\0');
         break;
