@@ -1,5 +1,5 @@
-// The log reader on any bytes: it must give what a reader gives that takes the same rules the slow
-// way, one byte after the other, and must not care in which pieces the bytes come.
+// The log reader on any bytes: it agrees with a plain reader, which takes one byte after the other,
+// and does not depend on the pieces in which the bytes come.
 #include <cstdint>
 #include <cstdlib>
 #include <string>

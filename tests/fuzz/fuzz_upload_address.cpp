@@ -1,5 +1,5 @@
-// The address split on any text: it agrees with the rules taken the slow way, one character after
-// the other, and never gives a part that a buffer of its limit could not hold with its end.
+// The address split on any text: it agrees with a plain reading, one character after the other, and
+// every part fits into a buffer of its limit with its end.
 #include <cstdint>
 #include <cstdlib>
 #include <string>

@@ -1,5 +1,5 @@
-// The verdict on any answer: the first two bytes say whether there was a status and which, the rest
-// is the body, as a C text.
+// The verdict on any response: the first two bytes are the status code or none, and the rest is the
+// body, as a C text.
 #include <cstdint>
 #include <cstdlib>
 #include <string>

@@ -1,12 +1,12 @@
-// The conversions as Windows makes them under code page 1252, for the tests of rules that run on
-// another system.
+// The conversions of Windows in code page 1252, for the tests of rules that run on another system.
 #include <array>
 
 #include "platform/AnsiText.h"
 
 namespace {
 
-/// The characters of the bytes 80 to 9F. Five bytes stand for no character and become controls.
+/// The characters of the bytes 80 to 9F. Five of them are not assigned and become control
+/// characters.
 constexpr std::array<wchar_t, 32> Upper = {
     0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
     0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,

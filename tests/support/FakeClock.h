@@ -5,7 +5,7 @@
 
 #include "platform/Clock.h"
 
-/// A clock that stands where the test sets it and only writes down how long it was to wait.
+/// A clock that shows the time that the test sets, and records waits without waiting.
 class FakeClock : public CClock {
  public:
   CivilTime GetUtcTime() override {
@@ -19,8 +19,8 @@ class FakeClock : public CClock {
 
   CivilTime now = {2024, 3, 5, 14, 7, 9, 0};
   std::vector<std::uint32_t> waits;
-  /// Called whenever somebody asks for the time.
+  /// Called before each reading of the time.
   std::function<void()> onNow;
-  /// Called after each wait is written down.
+  /// Called after each wait is recorded.
   std::function<void()> onWait;
 };

@@ -7,7 +7,7 @@
 
 #include "usage/ByteSource.h"
 
-/// A log's bytes in memory, handed out at most `piece` at a time.
+/// A log's bytes in memory, read at most `piece` at a time.
 class MemorySource : public CByteSource {
  public:
   explicit MemorySource(std::string bytes, std::size_t piece = std::string::npos)
@@ -21,5 +21,5 @@ class MemorySource : public CByteSource {
   std::size_t position_ = 0;
 };
 
-/// `count` characters that stand for a log line's prefix.
+/// The first `count` characters of a log line, whose prefix has 23.
 std::string Prefix(std::size_t count = 23);

@@ -34,9 +34,9 @@ TEST(SystemClock, NowIsTheTimeInUtc) {
   fields.tm_hour = now.hour;
   fields.tm_min = now.minute;
   fields.tm_sec = now.second;
-  const std::time_t told = _mkgmtime(&fields);
-  EXPECT_GE(told, before);
-  EXPECT_LE(told, after);
+  const std::time_t reported = _mkgmtime(&fields);
+  EXPECT_GE(reported, before);
+  EXPECT_LE(reported, after);
 }
 
 TEST(SystemClock, WaitsAsLongAsItIsTold) {

@@ -29,9 +29,9 @@ TEST(ReportShape, RefusesElementsNestedDeeperThanTheLimit) {
        {"<a>", "<_>", "<\xE4>", "<a x='/'>", "<a x='/>'>", "<a x=\">\">", "<a x=y>", "<a x = '1'>b",
         "<a><b/>", "<a><b x=y />",
         // Markup and references that hide an end tag from the parser.
-        "<a><!-- </a> -->", "<a><!--></a>-->", "<a><![CDATA[</a>]]>", "<a><!x></a><a>",
-        "<a><?x></a><a>", "<a><?xml version='</a>'?>", "<a><?xml x='></a><a>", "<a x='</a>'>",
-        "<a>&#x</a>x41;", "<a x='&#x\'></a>x41;'>"}) {
+        "<a><!-- </a> -->", "<a><!--></a>-->", "<a><![CDATA[</a>]]>", "<a><![CDATA[></a>]]>",
+        "<a><!x></a><a>", "<a><?x></a><a>", "<a><?xml version='</a>'?>", "<a><?xml x='></a><a>",
+        "<a x='</a>'>", "<a>&#x</a>x41;", "<a>&#x</a> and so on x41;", "<a x='&#x\'></a>x41;'>"}) {
     EXPECT_TRUE(IsSafeToParse(Repeat(level, DepthLimit))) << level;
     EXPECT_FALSE(IsSafeToParse(Repeat(level, DepthLimit + 1))) << level;
   }
@@ -80,6 +80,8 @@ const struct {
     {"<?xml encoding='&#0;x'?>", true},
     {"<?xml encoding='&#85;t&#x046;&#x2D;&#56;'?>", true},
     {"<?xml encoding='&#x7x55;TF-8'?>", true},
+    {"<?xml encoding='&#x9x0;x'?>", true},
+    {"<?xml encoding='&#1#0;x'?>", true},
     {"<?xml encoding='&UTF-8'?>", true},
     {"<?xml encoding='x' encoding='UTF-8'?>", true},
     {"<?xml version='>' junk a-b='x' encoding='UTF-8'?>", true},

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <regex>
 #include <utility>
 #include <vector>
 
@@ -31,6 +32,17 @@ struct Fixture {
   FakeClock clock;
   CReportStore store{commands, fileTypes, clock};
 
+  Fixture() = default;
+  explicit Fixture(std::string_view settingsBytes) { WriteBytes(settings, settingsBytes); }
+  Fixture(std::string_view settingsBytes, std::string_view reportBytes) : Fixture(settingsBytes) {
+    WriteBytes(report, reportBytes);
+  }
+
+  /// Closes the report and returns what the file contains.
+  std::string TakeReport() {
+    store.CloseReport();
+    return ReadBytes(report);
+  }
   bool Open() { return store.Open(folder.Path().wstring()); }
   void Use(const wchar_t* command) { commands.Count({UsageEventKind::Command, command, {}}); }
   bool IsReportFree() const {
@@ -57,28 +69,24 @@ TEST(ReportStoreOpen, MakesAnIdentifierAndAnEmptyReport) {
   EXPECT_EQ(identifier.size(), 36U);
   EXPECT_EQ(ReadBytes(f.settings),
             "[PELTO]\r\nID=" + std::string(identifier.begin(), identifier.end()) + "\r\n");
-  f.store.CloseReport();
-  EXPECT_EQ(ReadBytes(f.report), "");
+  EXPECT_EQ(f.TakeReport(), "");
 }
 
 TEST(ReportStoreOpen, KeepsTheIdentifierThatIsThere) {
-  Fixture f;
-  WriteBytes(f.settings, Identifier);
+  Fixture f(Identifier);
   ASSERT_TRUE(f.Open());
   EXPECT_EQ(f.store.GetInstallationIdentifier(), L"the-id");
   EXPECT_EQ(ReadBytes(f.settings), Identifier);
 }
 
 TEST(ReportStoreOpen, ReplacesAnEmptyIdentifier) {
-  Fixture f;
-  WriteBytes(f.settings, "[PELTO]\r\nID=\r\n");
+  Fixture f("[PELTO]\r\nID=\r\n");
   ASSERT_TRUE(f.Open());
   EXPECT_EQ(f.store.GetInstallationIdentifier().size(), 36U);
 }
 
 TEST(ReportStoreOpen, FailsWhenTheIdentifierCannotBeStored) {
-  Fixture f;
-  WriteBytes(f.settings, "[General]\r\nPeltoState=1\r\n");
+  Fixture f("[General]\r\nPeltoState=1\r\n");
   const FileHolder holder(L"unshared", f.settings);
   EXPECT_FALSE(f.Open());
   EXPECT_FALSE(Exists(f.report)) << "the report is not touched";
@@ -86,8 +94,7 @@ TEST(ReportStoreOpen, FailsWhenTheIdentifierCannotBeStored) {
 
 TEST(ReportStoreOpen, NeedsToReadAnIdentifierButNotToWriteIt) {
   for (const auto& [content, opens] : {std::pair{Identifier, true}, {"[PELTO]\r\n", false}}) {
-    Fixture f;
-    WriteBytes(f.settings, content);
+    Fixture f(content);
     const CFileHandle readOnly(CreateFileW(f.settings.c_str(), GENERIC_READ, FILE_SHARE_READ,
                                            nullptr, OPEN_EXISTING, 0, nullptr));
     EXPECT_EQ(f.Open(), opens) << content;
@@ -133,8 +140,7 @@ TEST(ReportStoreOpen, LeavesWhatTheReportHolds) {
   Fixture f;
   WriteBytes(f.report, "what is there");
   ASSERT_TRUE(f.Open());
-  f.store.CloseReport();
-  EXPECT_EQ(ReadBytes(f.report), "what is there");
+  EXPECT_EQ(f.TakeReport(), "what is there");
 }
 
 TEST(ReportStoreLock, HoldsTheReportUntilItIsClosed) {
@@ -221,18 +227,13 @@ TEST(ReportStoreLock, OpeningAgainLetsGoFirst) {
 }
 
 TEST(ReportStoreDocument, IsWrittenWithCrLfAndReadBack) {
-  Fixture f;
-  WriteBytes(f.settings, Identifier);
+  Fixture f(Identifier);
   ASSERT_TRUE(f.Open());
   f.Use(L"Line");
   ASSERT_TRUE(f.store.Save());
-  f.store.CloseReport();
-  EXPECT_EQ(ReadBytes(f.report),
-            ReportOf("            <cmd id=\"1\" name=\"Line\" count=\"1\" />\r\n"));
+  EXPECT_EQ(f.TakeReport(), ReportOf("            <cmd id=\"1\" name=\"Line\" count=\"1\" />\r\n"));
 
-  Fixture next;
-  WriteBytes(next.settings, Identifier);
-  WriteBytes(next.report, ReadBytes(f.report));
+  Fixture next(Identifier, ReadBytes(f.report));
   ASSERT_TRUE(next.Open());
   EXPECT_TRUE(next.store.Load());
   EXPECT_EQ(next.commands.GetEntries().at(L"Line").count, 1U);
@@ -252,40 +253,36 @@ TEST(ReportStoreDocument, AReportThatIsEmptyMalformedOrTruncatedIsReplaced) {
                                       "\xEF\xBB\xBF<PeltoRpt>\xF0</a>",
                                       std::string(100'000, '<')};
   std::string nested;
-  for (int i = 0; i < 200'000; ++i) nested += "<a>";
-  reports.push_back(nested);
   std::string attributes = "<PeltoRpt";
-  for (int i = 0; i < 200'000; ++i) attributes += " a" + std::to_string(i) + "='1'";
+  for (int i = 0; i < 200'000; ++i) {
+    nested += "<a>";
+    attributes += " a" + std::to_string(i) + "='1'";
+  }
+  reports.push_back(nested);
   reports.push_back(attributes + "/>");
   // Whole but for its last line end, a report is still whole.
   for (size_t length = 0; length < good.size() - 2; length += 7) {
     reports.push_back(good.substr(0, length));
   }
   for (const std::string& report : reports) {
-    Fixture f;
-    WriteBytes(f.settings, Identifier);
-    WriteBytes(f.report, report);
+    Fixture f(Identifier, report);
     ASSERT_TRUE(f.Open());
     EXPECT_FALSE(f.store.Load()) << report.substr(0, 100);
     EXPECT_TRUE(f.commands.GetEntries().empty()) << report.substr(0, 100);
     EXPECT_TRUE(f.store.Save());
-    f.store.CloseReport();
-    EXPECT_EQ(ReadBytes(f.report), ReportOf(""));
+    EXPECT_EQ(f.TakeReport(), ReportOf(""));
   }
 }
 
 TEST(ReportStoreDocument, AfterASaveALoadFailsAndChangesNothing) {
-  Fixture f;
-  WriteBytes(f.settings, Identifier);
+  Fixture f(Identifier);
   ASSERT_TRUE(f.Open());
   f.fileTypes.Merge({1, 1, L".a"});
   ASSERT_TRUE(f.store.Save());
   EXPECT_FALSE(f.store.Load());
   EXPECT_EQ(f.fileTypes.GetEntries().at(L".a").ocnt, 1U);
   ASSERT_TRUE(f.store.Save()) << "but it can be saved again";
-  f.store.CloseReport();
-  EXPECT_NE(ReadBytes(f.report).find("<ftype name=\".a\" ocnt=\"1\" scnt=\"1\" />"),
-            std::string::npos);
+  EXPECT_NE(f.TakeReport().find("<ftype name=\".a\" ocnt=\"1\" scnt=\"1\" />"), std::string::npos);
 }
 
 /// What a save gets instead of its stream.
@@ -327,14 +324,11 @@ TEST(ReportStoreDocument, ASaveThatCannotPrintFails) {
 }
 
 TEST(ReportStoreDocument, ASaveShortensALongerReport) {
-  Fixture f;
-  WriteBytes(f.settings, Identifier);
-  WriteBytes(f.report, "<PeltoRpt>" + std::string(10'000, ' ') + "</PeltoRpt>");
+  Fixture f(Identifier, "<PeltoRpt>" + std::string(10'000, ' ') + "</PeltoRpt>");
   ASSERT_TRUE(f.Open());
   EXPECT_TRUE(f.store.Load());
   ASSERT_TRUE(f.store.Save());
-  f.store.CloseReport();
-  EXPECT_EQ(ReadBytes(f.report), ReportOf(""));
+  EXPECT_EQ(f.TakeReport(), ReportOf(""));
 }
 
 TEST(ReportStoreDocument, AClosedReportIsNeitherLoadedNorSaved) {
@@ -348,16 +342,14 @@ TEST(ReportStoreDocument, AClosedReportIsNeitherLoadedNorSaved) {
 }
 
 TEST(ReportStoreDocument, HoldsApplicationEmailAndIdentifierOfTheMomentOfSaving) {
-  Fixture f;
-  WriteBytes(f.settings, Identifier);
+  Fixture f(Identifier);
   ASSERT_TRUE(f.Open());
   f.store.SetApplication(L"Designer", L"1.2.3.4");
   f.store.SetSystemProperty(L"Name", L"OS", L"old");
   f.store.SetSystemProperty(L"Name", L"OS", L"Windows");
   WriteBytes(f.settings, "[PELTO]\r\nID=another\r\n[General]\r\nEmail=a\\nb@c.d\r\n");
   ASSERT_TRUE(f.store.Save());
-  f.store.CloseReport();
-  const std::string bytes = ReadBytes(f.report);
+  const std::string bytes = f.TakeReport();
   EXPECT_NE(bytes.find("    <sys_info>\r\n        <prop name=\"Name\" cat=\"OS\">Windows</prop>\r\n"
                        "        <prop name=\"ID\">another</prop>\r\n    </sys_info>\r\n"
                        "    <app_info>\r\n        <prop name=\"app_name\">Designer</prop>\r\n"
@@ -401,34 +393,20 @@ TEST(ReportStoreDocument, LoadsTheCommandChainAndTheProperties) {
 
 TEST(ReportStoreCodePage, LoadsAndSavesInTheCodePageInForce) {
   const CodePageText& sample = GetCodePageText();
-  const std::string bytes = sample.bytes;
-  Fixture f;
-  WriteBytes(f.settings, Identifier + ("[General]\r\nEmail=" + bytes + "\r\n"));
-  const std::string report =
-      "<PeltoRpt>\r\n    <cmd_stat>\r\n        <cmds>\r\n"
-      "            <cmd id=\"1\" name=\"" +
-      bytes +
-      "\" count=\"3\" />\r\n"
-      "        </cmds>\r\n    </cmd_stat>\r\n    <ftype_stat>\r\n        <ftypes>\r\n"
-      "            <ftype name=\"." +
-      bytes +
-      "\" ocnt=\"1\" scnt=\"2\" />\r\n"
-      "        </ftypes>\r\n    </ftype_stat>\r\n    <sys_info>\r\n"
-      "        <prop name=\"" +
-      bytes + "\" cat=\"" + bytes + "\">" + bytes +
-      "</prop>\r\n"
-      "        <prop name=\"ID\">the-id</prop>\r\n    </sys_info>\r\n    <app_info>\r\n"
-      "        <prop name=\"app_name\">" +
-      bytes +
-      "</prop>\r\n"
-      "        <prop name=\"app_ver\">" +
-      bytes +
-      "</prop>\r\n    </app_info>\r\n"
-      "    <cust_info>\r\n        <prop name=\"Email\">" +
-      bytes +
-      "</prop>\r\n"
-      "    </cust_info>\r\n</PeltoRpt>\r\n";
-  WriteBytes(f.report, report);
+  const std::string report = std::regex_replace(
+      std::string("<PeltoRpt>\r\n    <cmd_stat>\r\n        <cmds>\r\n"
+                  "            <cmd id=\"1\" name=\"@\" count=\"3\" />\r\n"
+                  "        </cmds>\r\n    </cmd_stat>\r\n    <ftype_stat>\r\n        <ftypes>\r\n"
+                  "            <ftype name=\".@\" ocnt=\"1\" scnt=\"2\" />\r\n"
+                  "        </ftypes>\r\n    </ftype_stat>\r\n    <sys_info>\r\n"
+                  "        <prop name=\"@\" cat=\"@\">@</prop>\r\n"
+                  "        <prop name=\"ID\">the-id</prop>\r\n    </sys_info>\r\n"
+                  "    <app_info>\r\n        <prop name=\"app_name\">@</prop>\r\n"
+                  "        <prop name=\"app_ver\">@</prop>\r\n    </app_info>\r\n"
+                  "    <cust_info>\r\n        <prop name=\"Email\">@</prop>\r\n"
+                  "    </cust_info>\r\n</PeltoRpt>\r\n"),
+      std::regex("@"), sample.bytes);
+  Fixture f(Identifier + ("[General]\r\nEmail=" + std::string(sample.bytes) + "\r\n"), report);
   ASSERT_TRUE(f.Open());
   EXPECT_TRUE(f.store.Load());
   EXPECT_TRUE(f.commands.GetEntries().contains(sample.text));
@@ -436,8 +414,7 @@ TEST(ReportStoreCodePage, LoadsAndSavesInTheCodePageInForce) {
   EXPECT_EQ(f.store.GetSystemProperties().at({sample.text, sample.text}), sample.text);
   f.store.SetApplication(sample.text, sample.text);
   ASSERT_TRUE(f.store.Save());
-  f.store.CloseReport();
-  EXPECT_EQ(ReadBytes(f.report), report);
+  EXPECT_EQ(f.TakeReport(), report);
 }
 
 TEST(ReportStoreDocument, IsDeletedWhenItIsClosed) {
@@ -459,8 +436,7 @@ TEST(ReportStoreSettings, HaveTheirDefaults) {
 }
 
 TEST(ReportStoreSettings, AreWrittenInTheirForms) {
-  Fixture f;
-  WriteBytes(f.settings, Identifier);
+  Fixture f(Identifier);
   ASSERT_TRUE(f.Open());
   f.store.SetConsentState(3);
   f.store.SetEmail(L"a@b.c");
@@ -484,8 +460,7 @@ TEST(ReportStoreSettings, AreWrittenInTheirForms) {
 
 // The settings file's own rules for spaces and quotation marks apply.
 TEST(ReportStoreSettings, EmailWithSpacesAtBothEnds) {
-  Fixture f;
-  WriteBytes(f.settings, Identifier);
+  Fixture f(Identifier);
   ASSERT_TRUE(f.Open());
   f.store.SetEmail(L"  a@b.c  ");
   EXPECT_EQ(ReadBytes(f.settings), std::string(Identifier) + "[General]\r\nEmail=a@b.c  \r\n");
@@ -498,7 +473,7 @@ TEST(ReportStoreSettings, EmailWithSpacesAtBothEnds) {
   }
 }
 
-/// The three gates alike: the key, the days, and the question.
+/// One of the three gates.
 struct Gate {
   const char* key;
   int days;
@@ -531,7 +506,7 @@ TEST(ReportStoreGates, OpenAtTheLimitAndNotASecondBefore) {
   }
 }
 
-/// A day not long behind a change of the clocks, and the hour in UTC at which a gate opens then
+/// A day soon after a change of the clocks, and the hour in UTC at which a gate opens then
 /// that was last passed at noon.
 struct ClockChange {
   const char* zone;
@@ -597,10 +572,9 @@ TEST(ReportStoreGates, ATextThatIsNoDateCountsAsNone) {
   }
 }
 
-TEST(ReportStoreGates, TheDialogsDateIsPutDownWhenThereIsNone) {
+TEST(ReportStoreGates, TheDialogsDateIsWrittenWhenThereIsNone) {
   for (const char* before : {"", "[General]\r\nLastDlgOpenDate=rubbish\r\n"}) {
-    Fixture f;
-    WriteBytes(f.settings, std::string(Identifier) + before);
+    Fixture f(std::string(Identifier) + before);
     ASSERT_TRUE(f.Open());
     f.clock.now = {2024, 3, 5, 14, 7, 9, 0};
     EXPECT_FALSE(f.store.IsDialogDue());
@@ -612,8 +586,7 @@ TEST(ReportStoreGates, TheDialogsDateIsPutDownWhenThereIsNone) {
 }
 
 TEST(ReportStoreGates, TheOthersWriteNothing) {
-  Fixture f;
-  WriteBytes(f.settings, Identifier);
+  Fixture f(Identifier);
   ASSERT_TRUE(f.Open());
   EXPECT_TRUE(f.store.IsTransmissionDue());
   EXPECT_TRUE(f.store.IsSystemInformationDue());
