@@ -1,4 +1,4 @@
-# Shared by the scripts beside it: where things are, progress lines, the Wine environment.
+# Shared by the scripts beside it: where things are, progress lines, packages, the Wine environment.
 # Source it; it changes nothing but variables of the shell that does.
 # shellcheck shell=bash
 
@@ -8,7 +8,7 @@ logs="$build/logs"
 mkdir -p "$logs"
 
 export LC_ALL=C.UTF-8
-export WINEPREFIX="$build/wine-prefix"
+export WINEPREFIX="${PELTO_WINEPREFIX:-$build/wine-prefix}"
 export WINEDEBUG=-all
 export WINEDLLOVERRIDES='winedbg.exe=d;mscoree=d;mshtml=d'
 
@@ -27,6 +27,43 @@ quietly() {
     printf '%s failed; the whole output is in %s\n' "$name" "${log#"$repo"/}" >&2
     return 1
   fi
+}
+
+as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
+
+is_installed() {
+  [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
+# install_missing PACKAGE...: installs those of the packages that the machine does not have.
+install_missing() {
+  local package missing=()
+  for package in "$@"; do
+    is_installed "$package" || missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  say "Installing with apt-get (some minutes on a new machine): ${missing[*]}"
+  quietly apt-update as_root apt-get update -q &&
+    quietly apt-install as_root env DEBIAN_FRONTEND=noninteractive \
+      apt-get install -y -q --no-install-recommends "${missing[@]}"
+}
+
+# Where the machine gets its packages: address, release, component and origin, a line each.
+package_lists() {
+  # shellcheck disable=SC2016 # the names are apt-get's to fill in
+  apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT) $(ORIGIN)' \
+    'Created-By: Packages'
+}
+
+# Where the machine gets Debian's main packages: address and release, a line each.
+debian_lists() {
+  local lists
+  lists=$(package_lists)
+  if ! grep -q ' Debian$' <<<"$lists"; then
+    as_root apt-get update -q >&2 || return 1
+    lists=$(package_lists)
+  fi
+  awk '$4 == "Debian" && $3 == "main" { print $1, $2 }' <<<"$lists"
 }
 
 # The prefix's Wine server outlives the program it served, and so does a screen. A script that

@@ -19,44 +19,17 @@ tinyxml_checksums="\
 15bdfdcec58a7da30adc87ac2b078e4417dbe5392f3afb719f9ba6d062645593  tinyxml_2.6.2.orig.tar.gz
 577ca162ec4db57e0be5f64a8e4813a72dcdab928ef690585f3300387262df78  tinyxml_2.6.2-6+deb12u1.debian.tar.xz"
 
-as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
-
-is_installed() {
-  [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
-}
-
-missing=()
-for package in "${packages[@]}"; do
-  is_installed "$package" || missing+=("$package")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-  say "Installing with apt-get (some minutes on a new machine): ${missing[*]}"
-  quietly apt-update as_root apt-get update -q
-  quietly apt-install as_root env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -q --no-install-recommends "${missing[@]}"
-fi
-
-# Where the machine gets its packages: address, release, component and origin, a line each.
-package_lists() {
-  # shellcheck disable=SC2016 # the names are apt-get's to fill in
-  apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT) $(ORIGIN)' \
-    'Created-By: Packages'
-}
+install_missing "${packages[@]}"
 
 # TinyXML as a Windows library exists nowhere, so its source is built with the program. The
 # list of source packages is this script's own: the machine's lists stay as they are.
 fetch_tinyxml() {
-  local apt="$deps/apt" lists
+  local apt="$deps/apt"
   rm -rf "$apt" "$deps"/tinyxml*
   mkdir -p "$apt/lists/partial" "$apt/cache/archives/partial" "$apt/parts"
-  lists=$(package_lists)
-  if ! grep -q ' Debian$' <<<"$lists"; then
-    as_root apt-get update -q
-    lists=$(package_lists)
-  fi
-  awk '$4 == "Debian" && $3 == "main" && !seen[$0]++ {
-    print "deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg]", $1, $2, $3
-  }' <<<"$lists" >"$apt/sources.list"
+  debian_lists | awk '!seen[$0]++ {
+    print "deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg]", $1, $2, "main"
+  }' >"$apt/sources.list"
   local options=(
     -o "Dir::Etc::SourceList=$apt/sources.list" -o "Dir::Etc::SourceParts=$apt/parts"
     -o "Dir::State::lists=$apt/lists" -o "Dir::Cache=$apt/cache"
