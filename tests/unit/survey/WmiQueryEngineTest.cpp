@@ -6,6 +6,7 @@
 #include <string>
 #include <thread>
 
+#include "tests/support/Deadline.h"
 #include "tests/unit/survey/PlainWmi.h"
 #include "tests/unit/survey/WmiRows.h"
 
@@ -140,13 +141,18 @@ TEST_F(WmiQueryEngine, PropertiesFollowThoseOfTheFirstRow) {
 }
 
 TEST_F(WmiQueryEngine, RunsOnAnyThreadWithCom) {
+  const Deadline deadline;
+  // Wine 10 locks a class for the thread that holds an object of it, and the engine releases none
+  // (docs/compatibility.md, 29). A class that another test queries would never be free for a second
+  // thread.
+  const std::wstring name = GetPlainObjects(L"Win32_BIOS").at(0).at(L"Name").text;
   Result result;
   std::thread([&result] {
     const ComScope com(COINIT_APARTMENTTHREADED);
-    result = RunForClass(L"Win32_OperatingSystem", L"OSArchitecture");
+    result = RunForClass(L"Win32_BIOS", L"Name");
   }).join();
   EXPECT_EQ(result.flag, 1);
-  EXPECT_EQ(result.rows.at(0).size(), 1U);
+  EXPECT_EQ(result.rows, (Rows{{{L"Name", name}}}));
 }
 
 }  // namespace
