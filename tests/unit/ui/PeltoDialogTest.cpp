@@ -839,6 +839,24 @@ TEST_F(ConsentDialog, WorksWithNothingButOk) {
   EXPECT_TRUE(store_.GetShowMessage());
 }
 
+TEST_F(ConsentDialog, WithoutSettingsShowsTheDefaultsAndStoresNothing) {
+  const SettingsRecorder recorder;
+  const std::pair<DialogStep, int> Cases[] = {{[](HWND window) { Click(window, IDOK); }, IDOK},
+                                              {&ClickRemindLater, 0}};
+  for (const auto& [step, result] : Cases) {
+    TestDialog dialog(nullptr, 0, 0);
+    const auto expectDefaults = [&dialog](HWND window) {
+      EXPECT_FALSE(dialog.IsButtonChecked(IDC_PARTICIPATE));
+      EXPECT_TRUE(dialog.IsButtonChecked(IDC_DECLINE));
+      EXPECT_FALSE(dialog.IsButtonChecked(IDC_SILENCE));
+      EXPECT_EQ(GetText(window, IDC_EMAIL), L"");
+      Click(window, IDC_PARTICIPATE);
+    };
+    EXPECT_EQ(RunModal(dialog, expectDefaults, step), result);
+  }
+  EXPECT_EQ(GetWrittenSettings(), Settings{});
+}
+
 // Painting.
 
 /// Has the window painted at once.

@@ -1,6 +1,6 @@
 pelto_tests(ui
   RULES ConsentAnswerTest.cpp FadeInTest.cpp
-  EDGES DialogWithoutSettingsTest.cpp HyperlinkStaticTest.cpp PeltoDialogTest.cpp)
+  EDGES HyperlinkStaticTest.cpp PeltoDialogTest.cpp)
 if(WIN32)
   target_sources(ui_tests PRIVATE "${PROJECT_SOURCE_DIR}/ui/PeltoDialog.rc")
   set_source_files_properties("${PROJECT_SOURCE_DIR}/ui/PeltoDialog.rc" PROPERTIES
