@@ -5,10 +5,12 @@
 #include "app/CommandLine.h"
 #include "app/ProductVersion.h"
 #include "app/RunController.h"
+#include "platform/Trace.h"
 
 int RunCommandLine(const std::vector<std::wstring>& arguments, CRunSteps& steps,
                    CClock& clock) try {
   const std::optional<CommandLine> commandLine = ParseCommandLine(arguments);
+  TraceResult(L"parse the command line", commandLine.has_value());
   if (!commandLine) return 1;
   const std::wstring applicationVersion = commandLine->mode == RunMode::Duty
                                               ? ReadProductVersion(commandLine->applicationPath)

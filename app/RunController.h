@@ -29,8 +29,7 @@ class CRunController {
   int Run(RunMode mode);
 
  private:
-  int RunLogHandle();
-  int RunDuty();
+  int RunDuty(int consentState);
   int RunDialog();
   int RunLogStep();
   int Remind();

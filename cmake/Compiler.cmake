@@ -40,3 +40,7 @@ add_library(pelto_wide_entry INTERFACE)
 if(MINGW)
   target_link_options(pelto_wide_entry INTERFACE -municode)
 endif()
+
+if(PELTO_TRACE)
+  target_compile_definitions(pelto_options INTERFACE PELTO_TRACE)
+endif()

@@ -10,6 +10,7 @@
 #include "platform/Handles.h"
 #include "platform/Paths.h"
 #include "platform/SystemClock.h"
+#include "platform/Trace.h"
 #include "store/DateGate.h"
 #include "store/DateText.h"
 #include "store/ReportDocument.h"
@@ -64,9 +65,14 @@ bool CReportStore::Open(const std::wstring& dataFolder) {
   dataFolder_ = dataFolder;
   reportPath_ = CombinePath(dataFolder_, ReportFileName);
   const std::wstring settingsPath = GetFullPath(CombinePath(dataFolder_, SettingsFileName));
-  if (reportPath_.empty() || settingsPath.empty()) return false;
+  if (reportPath_.empty() || settingsPath.empty()) {
+    Trace(L"data folder", L"its path is too long");
+    return false;
+  }
   settings_.SetPath(settingsPath);
-  if (!EnsureIdentifier()) return false;
+  const bool hasIdentifier = EnsureIdentifier();
+  TraceResult(L"store an identifier in the settings", hasIdentifier);
+  if (!hasIdentifier) return false;
   CloseReport();
   return TakeReport();
 }
@@ -90,10 +96,13 @@ bool CReportStore::TakeReport() {
       // the opening (docs/compatibility.md, 12 and 13).
       std::FILE* stream = nullptr;
       if (_wfopen_s(&stream, reportPath_.c_str(), L"ab+") == 0) report_.Reset(stream);
+      TraceResult(L"open the report", static_cast<bool>(report_));
       return static_cast<bool>(report_);
     }
+    Trace(L"open the report", L"in use or not writable");
     clock_.Wait(LockWait);
   }
+  Trace(L"open the report", L"gave up");
   return false;
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/Trace.h"
+
 namespace {
 
 /// Holds a critical section for a scope.
@@ -50,6 +52,7 @@ void CUploadNotifier::Clear() {
 }
 
 void CUploadNotifier::AddStatus(std::wstring message, int percent, bool isRelative) {
+  Trace(L"upload", message);
   const CLock lock(lock_);
   log_.push_back(std::move(message));
   SetPercentLocked(percent, isRelative);

@@ -2,6 +2,7 @@
 
 #include "platform/Handles.h"
 #include "platform/Paths.h"
+#include "platform/Trace.h"
 #include "usage/EventCounter.h"
 #include "usage/LogFile.h"
 #include "usage/LogLineReader.h"
@@ -32,11 +33,15 @@ int LogHarvester::Harvest(const std::wstring& folder, bool deletesLogs) {
   CEventCounter counter(commands_, fileTypes_);
   do {
     const std::wstring path = CombinePath(folder, entry.cFileName);
-    if (!IsFree(path)) continue;
+    if (!IsFree(path)) {
+      Trace(L"skip a log that is in use", path);
+      continue;
+    }
+    Trace(L"count a log", path);
     ReadLog(path, counter);
     // Whatever the log held and even if reading it failed half-way. One that cannot be deleted is
     // counted again by the next run (docs/compatibility.md, 24).
-    if (deletesLogs) DeleteFileW(path.c_str());
+    if (deletesLogs) TraceResult(L"delete the log", DeleteFileW(path.c_str()) != 0);
   } while (FindNextFileW(search.Get(), &entry));
   return 1;
 }
