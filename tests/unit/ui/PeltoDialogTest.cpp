@@ -839,7 +839,17 @@ TEST_F(ConsentDialog, WorksWithNothingButOk) {
   EXPECT_TRUE(store_.GetShowMessage());
 }
 
+int accessViolations = 0;
+
+/// Counts access violations: the system goes on after one in a message handler.
+LONG CALLBACK CountAccessViolation(EXCEPTION_POINTERS* raised) {
+  accessViolations += raised->ExceptionRecord->ExceptionCode == EXCEPTION_ACCESS_VIOLATION;
+  return EXCEPTION_CONTINUE_SEARCH;
+}
+
 TEST_F(ConsentDialog, WithoutSettingsShowsTheDefaultsAndStoresNothing) {
+  accessViolations = 0;
+  void* const counter = AddVectoredExceptionHandler(1 /* the first */, &CountAccessViolation);
   const SettingsRecorder recorder;
   const std::pair<DialogStep, int> Cases[] = {{[](HWND window) { Click(window, IDOK); }, IDOK},
                                               {&ClickRemindLater, 0}};
@@ -854,6 +864,8 @@ TEST_F(ConsentDialog, WithoutSettingsShowsTheDefaultsAndStoresNothing) {
     };
     EXPECT_EQ(RunModal(dialog, expectDefaults, step), result);
   }
+  RemoveVectoredExceptionHandler(counter);
+  EXPECT_EQ(accessViolations, 0);
   EXPECT_EQ(GetWrittenSettings(), Settings{});
 }
 
