@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""A collection server on loopback that records raw requests and gives scripted answers.
+"""A collection server on loopback that records raw requests and sends scripted answers.
 
 As a program: `collector.py --answers OK,REFUSE --out FOLDER` prints its port on the first line,
-gives one connection each of the answers, writes what it received into FOLDER and ends.
+sends each answer on a connection of its own, writes what it received into FOLDER and ends.
 """
 
 from __future__ import annotations
@@ -19,9 +19,9 @@ import sys
 import threading
 import time
 from collections.abc import Sequence
+from contextlib import AbstractContextManager
 from dataclasses import dataclass, field
 from pathlib import Path
-from types import TracebackType
 
 LOOPBACK = "127.0.0.1"
 
@@ -34,7 +34,7 @@ PIECE = 1 << 20
 def reply(
     status: str = "200 OK", body: bytes = b"", headers: Sequence[str] = (), length: bool = True
 ) -> bytes:
-    """The bytes of an ordinary answer; without `length` the end of the connection ends it."""
+    """An ordinary answer; without `length` the end of the connection ends its body."""
     lines = [f"HTTP/1.1 {status}", "Content-Type: text/plain", "Connection: close", *headers]
     if length:
         lines.append(f"Content-Length: {len(body)}")
@@ -42,18 +42,18 @@ def reply(
 
 
 def chunked_reply(*chunks: bytes, status: str = "200 OK") -> bytes:
-    """An answer whose body comes in these chunks."""
+    """An answer with a body in these chunks."""
     head = f"HTTP/1.1 {status}\r\nTransfer-Encoding: chunked\r\nConnection: close\r\n\r\n"
     pieces = [b"%x\r\n%s\r\n" % (len(chunk), chunk) for chunk in chunks]
     return head.encode("ascii") + b"".join(pieces) + b"0\r\n\r\n"
 
 
 class Ending(enum.Enum):
-    """What becomes of a connection after its answer."""
+    """What follows the answer on its connection."""
 
     CLOSE = "the rest of the request is read, then the connection is closed"
-    RESET = "the connection is torn down at once, so that the client sees a reset"
-    HOLD = "nothing more happens until the server is told to let go"
+    RESET = "the connection is reset at once"
+    HOLD = "the connection stays open until the server releases it"
 
 
 @dataclass(frozen=True)
@@ -62,7 +62,7 @@ class Answer:
 
     It reads the request's head and `body_limit` bytes of its body (None: all that the head
     declares), waits for `delay` seconds, sends `data` as it is, and then does what `ending` says.
-    A blunt answer is given to the first bytes that arrive, whatever they are.
+    A blunt answer follows the first bytes that arrive, whatever they are.
     """
 
     data: bytes = b""
@@ -78,25 +78,31 @@ NAMED_ANSWERS = {"OK": OK, "REFUSE": REFUSE}
 
 
 class RequestError(Exception):
-    """A request that is not what a client of this server sends."""
+    """A request in an unexpected form."""
 
 
 @dataclass
 class Exchange:
-    """One connection: what arrived, byte for byte, and how it went."""
+    """One connection to the server's port: all bytes that arrived, inside TLS if the server speaks
+    it, and the errors."""
 
+    port: int
     received: bytearray = field(default_factory=bytearray)
-    # Only of a TLS server: whether the handshake came to its end, and what went wrong if anything.
+    # Of a TLS server only: whether the handshake was completed, and its error.
     is_secured: bool = False
     tls_error: str = ""
-    # What ended the reading early: a reset, or a client that fell silent.
+    # What ended the reading early: a reset, or a client that sent nothing more.
     read_error: str = ""
-    seconds: float = 0.0
 
     @property
     def raw(self) -> bytes:
-        """All bytes that the client sent; of a TLS server, those inside TLS."""
+        """All bytes that the client sent."""
         return bytes(self.received)
+
+    @property
+    def request_line(self) -> bytes:
+        """The first line."""
+        return self.raw.split(b"\r\n")[0]
 
     @property
     def head(self) -> bytes:
@@ -108,7 +114,7 @@ class Exchange:
 
     @property
     def body(self) -> bytes:
-        """Everything behind the head."""
+        """Everything after the head."""
         return bytes(self.received[len(self.head):])
 
     @property
@@ -117,7 +123,7 @@ class Exchange:
         return declared_length(self.head)
 
     def form(self) -> list[tuple[str, bytes]]:
-        """The fields of a multipart form, in their order; any byte that is amiss is an error."""
+        """The fields of a multipart form, in their order; any other byte is an error."""
         return parse_form(self.head, self.body)
 
     def payload(self) -> bytes:
@@ -126,7 +132,7 @@ class Exchange:
 
 
 def declared_length(head: bytes) -> int:
-    """The value of the one Content-Length line; none counts as an empty body."""
+    """The value of the one Content-Length line; without one the body is empty."""
     values = re.findall(rb"\r\ncontent-length: *(\d+)\r\n", head, re.IGNORECASE)
     if len(values) > 1:
         raise RequestError(f"{len(values)} lengths in {head!r}")
@@ -134,7 +140,7 @@ def declared_length(head: bytes) -> int:
 
 
 def parse_form(head: bytes, body: bytes) -> list[tuple[str, bytes]]:
-    """Takes a form of text fields apart, strictly."""
+    """Splits a form of text fields, strictly."""
     declared = re.search(
         rb"\r\ncontent-type: multipart/form-data; boundary=([^\r\n]+)\r\n", head, re.IGNORECASE
     )
@@ -155,8 +161,8 @@ def parse_form(head: bytes, body: bytes) -> list[tuple[str, bytes]]:
     return fields
 
 
-class Collector:
-    """A server that gives the n-th connection the n-th answer, and cuts off a further one.
+class Collector(AbstractContextManager["Collector"]):
+    """A server that sends the n-th answer on the n-th connection, and closes any further one.
 
     With a TLS context it speaks TLS. It records every connection, also one that sent nothing.
     """
@@ -180,15 +186,7 @@ class Collector:
         self._acceptor = threading.Thread(target=self._accept_all, daemon=True)
         self._acceptor.start()
 
-    def __enter__(self) -> Collector:
-        return self
-
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
+    def __exit__(self, *error: object) -> None:
         self.finish()
 
     @property
@@ -207,7 +205,7 @@ class Collector:
         return f"http://{self.host}:{self.port}/collect"
 
     def release(self) -> None:
-        """Lets go of the connections that are being held."""
+        """Closes the connections that are held open."""
         self._released.set()
 
     def wait_for_text(self, text: bytes, timeout: float = PATIENCE) -> None:
@@ -220,7 +218,7 @@ class Collector:
             raise AssertionError(f"{text!r} did not arrive within {timeout} s")
 
     def finish(self) -> list[Exchange]:
-        """Stops the server; gives every connection that was made, in the order of their making."""
+        """Stops the server; returns every connection that was made, in their order."""
         if not self._is_stopping:
             self._is_stopping = True
             self._listener.shutdown(socket.SHUT_RDWR)
@@ -234,7 +232,7 @@ class Collector:
         return self._exchanges
 
     def wait_served(self, timeout: float) -> bool:
-        """Waits until every answer has been given; tells whether that came to pass."""
+        """Waits until every answer has been sent; returns whether that was in time."""
         deadline = time.monotonic() + timeout
         with self._progress:
             if not self._progress.wait_for(
@@ -254,10 +252,10 @@ class Collector:
             self._begin(connection)
 
     def _begin(self, connection: socket.socket) -> None:
-        exchange = Exchange()
+        exchange = Exchange(self.port)
         with self._progress:
             number = len(self._exchanges)
-            # A connection that the test did not expect is cut off, so that nothing waits for it.
+            # An unexpected connection is closed at once, so that nothing waits for it.
             is_expected = number < len(self._answers)
             answer = self._answers[number] if is_expected else Answer(is_blunt=True)
             thread = threading.Thread(
@@ -265,12 +263,11 @@ class Collector:
             )
             self._threads.append(thread)
             self._exchanges.append(exchange)
-            # Started before anybody is told of it: who waits for its end could find it not begun.
+            # Started before the notification: a thread that is joined must have begun.
             thread.start()
             self._progress.notify_all()
 
     def _serve(self, connection: socket.socket, answer: Answer, exchange: Exchange) -> None:
-        begin = time.monotonic()
         connection.settimeout(PATIENCE)
         try:
             if self._tls is not None:
@@ -282,7 +279,6 @@ class Collector:
         except (OSError, RequestError) as error:
             exchange.read_error = f"{type(error).__name__}: {error}"
         finally:
-            exchange.seconds = time.monotonic() - begin
             connection.close()
 
     def _converse(self, connection: socket.socket, answer: Answer, exchange: Exchange) -> None:
@@ -293,14 +289,14 @@ class Collector:
             return
         self._read_head(connection, exchange)
         whole = len(exchange.head) + exchange.declared_length
-        wanted = whole
+        target = whole
         if answer.body_limit is not None:
-            wanted = min(whole, len(exchange.head) + answer.body_limit)
-        self._read_to(connection, exchange, wanted)
+            target = min(whole, len(exchange.head) + answer.body_limit)
+        self._read_to(connection, exchange, target)
         time.sleep(answer.delay)
         connection.sendall(answer.data)
         if answer.ending is Ending.RESET:
-            # Lingering for no time at all makes the close a reset.
+            # With a linger time of 0 the close is a reset.
             connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
             return
         if answer.ending is Ending.HOLD:
@@ -321,14 +317,14 @@ class Collector:
     def _read_piece(self, connection: socket.socket, exchange: Exchange, limit: int) -> None:
         piece = connection.recv(limit)
         if not piece:
-            raise RequestError("the client closed the connection before its request was whole")
+            raise RequestError("the client closed the connection before the end of its request")
         with self._progress:
             exchange.received += piece
             self._progress.notify_all()
 
     def _part(self, connection: socket.socket, exchange: Exchange) -> None:
-        """Closes this side first and waits for the other: a close over unread bytes is a reset,
-        which could overtake the answer. Bytes behind the declared length are recorded too."""
+        """Closes this side first and waits for the other: a close with unread bytes is a reset,
+        which could overtake the answer. Bytes after the declared length are recorded too."""
         connection.settimeout(DRAIN_PATIENCE)
         try:
             if isinstance(connection, ssl.SSLSocket):
@@ -337,16 +333,16 @@ class Collector:
             while piece := connection.recv(PIECE):
                 exchange.received += piece
         except OSError:
-            pass  # The answer has been given; how the client leaves does not matter.
+            pass  # The answer has been sent; how the client closes does not matter.
 
 
 def private_host() -> str:
-    """A loopback address that nobody else uses, so that its well-known ports are free."""
+    """A random loopback address, whose well-known ports are therefore free."""
     return f"127.{random.randint(1, 254)}.{random.randint(0, 255)}.{random.randint(1, 254)}"
 
 
 def unused_port(host: str = LOOPBACK) -> socket.socket:
-    """A socket bound to a port on which nobody listens: connecting to it is refused until the
+    """A socket bound to a port without listening: connections to the port are refused until the
     socket is closed."""
     holder = socket.socket(socket.AF_INET, socket.SOCK_STREAM)
     holder.bind((host, 0))
@@ -354,7 +350,7 @@ def unused_port(host: str = LOOPBACK) -> socket.socket:
 
 
 def write_received(folder: Path, exchanges: Sequence[Exchange]) -> None:
-    """Puts each request, and the report in it, into files of their own."""
+    """Writes each request, and the report in it, into files of their own."""
     folder.mkdir(parents=True, exist_ok=True)
     for number, exchange in enumerate(exchanges, 1):
         (folder / f"request-{number}.txt").write_bytes(exchange.raw)
@@ -378,7 +374,7 @@ def main() -> int:
         is_served = server.wait_served(arguments.timeout)
         exchanges = server.finish()
     if not is_served:
-        print("not every answer was asked for", file=sys.stderr)
+        print("fewer connections than answers", file=sys.stderr)
     try:
         write_received(arguments.out, exchanges)
     except (RequestError, KeyError, ValueError) as error:

@@ -1,28 +1,26 @@
-"""The consent dialog as its user meets it: the built program on a real screen, reached through its
-window and through the keyboard and the mouse of that screen."""
+"""The consent dialog from its user's side: the built program on a screen, driven through its window
+and by the screen's keyboard and mouse."""
 
 from __future__ import annotations
 
 import ctypes
 import json
 import os
-import select
 import shutil
 import subprocess
 import time
-from collections.abc import Iterator
-from contextlib import contextmanager
+from collections.abc import Callable, Iterator
+from contextlib import AbstractContextManager, contextmanager
 from dataclasses import dataclass
 from pathlib import Path
-from types import TracebackType
 from typing import Any
 
 import harness
-from harness import Sandbox, windows_path
-
-TEST_PROGRAMS = harness.HOLDER.parent
+from harness import TEST_PROGRAMS, Sandbox, windows_path
+from resources import Area
 
 OK = 1
+CANCEL = 2
 PARTICIPATE = 1001
 DECLINE = 1002
 PRIVACY_POLICY = 1003
@@ -31,52 +29,49 @@ TITLE = 1005
 REMIND_LATER = 1008
 SILENCE = 1009
 
+# The client area, and the window with its border of one pixel.
+WIDTH, HEIGHT = 753, 445
+WINDOW = (WIDTH + 2, HEIGHT + 2)
+
 APPEARS_WITHIN = 20_000
 GOES_WITHIN = 10_000
-ANSWERS_WITHIN = 120.0
-
-Area = tuple[int, int, int, int]
+RESPONDS_WITHIN = 120.0
 
 
 class Driver:
-    """One process that reaches other programs' dialogs through their windows."""
+    """One process that drives other programs' dialogs through their windows."""
 
     def __init__(self) -> None:
-        self._process = subprocess.Popen(
-            [*harness.wine_command(), str(TEST_PROGRAMS / "dialog_driver.exe")],
-            env=harness.wine_environment(display=True),
-            stdin=subprocess.PIPE,
+        self._process = harness.launch(
+            TEST_PROGRAMS / "dialog_driver.exe", display=True, stdin=subprocess.PIPE,
             stdout=subprocess.PIPE,
-            stderr=subprocess.DEVNULL,
         )
 
     def ask(self, *words: object) -> Any:
-        """Sends a command and gives back what it answers."""
-        assert self._process.stdin is not None and self._process.stdout is not None
+        """Sends a command; returns its result."""
+        assert self._process.stdin is not None
         self._process.stdin.write((" ".join(map(str, words)) + "\n").encode("utf-8"))
         self._process.stdin.flush()
         # A dialog that hangs must not hang the tests.
-        ready, _, _ = select.select([self._process.stdout], [], [], ANSWERS_WITHIN)
-        line = self._process.stdout.readline() if ready else b""
+        line = harness.read_line(self._process, RESPONDS_WITHIN)
         if not line:
-            raise AssertionError(f"no answer to {words}")
+            raise AssertionError(f"no result of {words}")
         return json.loads(line)
 
     def close(self) -> None:
         """Ends the process."""
-        assert self._process.stdin is not None and self._process.stdout is not None
-        self._process.stdin.close()
-        harness.wait(self._process, 30)
-        self._process.stdout.close()
+        harness.end_input(self._process)
 
 
 @dataclass(frozen=True)
 class Control:
-    """What can be seen of a control; its area is in pixels of the dialog."""
+    """The properties of a control; its area is in pixels of the dialog, and `size` is that of its
+    text."""
 
     number: int
     kind: str
     text: str
+    size: tuple[int, int]
     checked: bool
     visible: bool
     enabled: bool
@@ -85,23 +80,20 @@ class Control:
     area: Area
 
 
-def as_control(answer: dict[str, Any]) -> Control:
-    """What the driver says of a control."""
+def as_control(values: dict[str, Any]) -> Control:
+    """A control from the driver's result."""
     return Control(
-        number=answer["id"],
-        kind=answer["class"],
-        text=answer["text"],
-        checked=answer["checked"] == 1,
-        visible=answer["visible"],
-        enabled=answer["enabled"],
-        style=answer["style"],
-        exstyle=answer["exstyle"],
-        area=tuple(answer["area"]),
+        number=values["id"], kind=values["class"], text=values["text"], size=tuple(values["size"]),
+        checked=values["checked"] == 1, visible=values["visible"], enabled=values["enabled"],
+        style=values["style"], exstyle=values["exstyle"], area=tuple(values["area"]),
     )
 
 
-class Dialog:
-    """A run of the program that shows the dialog; ends it with the `with` block."""
+class Dialog(AbstractContextManager["Dialog"]):
+    """A run of the program that shows the dialog, which is closed with the block at the latest.
+
+    With `focus` the dialog is ready for the screen's keyboard.
+    """
 
     def __init__(
         self,
@@ -109,7 +101,7 @@ class Dialog:
         *args: str,
         program: Path = harness.PROGRAM,
         appears: int = APPEARS_WITHIN,
-        focus: bool = True,
+        focus: bool = False,
     ) -> None:
         self._driver = driver
         if driver.ask("wait", 0):
@@ -119,80 +111,53 @@ class Dialog:
             if not driver.ask("wait", appears):
                 raise AssertionError(f"no dialog within {appears} ms of {args}")
             if focus:
-                self._await_focus()
+                # The screen sends its keys to the dialog some time after it is visible.
+                harness.wait_until(has_focus, 10, "the dialog did not get the focus")
         except BaseException:
-            self.kill()
+            self._kill()
             raise
 
-    def __enter__(self) -> Dialog:
-        return self
+    def __exit__(self, kind: type[BaseException] | None, *error: object) -> None:
+        if kind is not None:
+            self._kill()
+        elif self.is_running():
+            self.close()
+        harness.wait(self._process, 30)
 
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
-        if error is not None:
-            self.kill()
-        self.ended()
-
-    def kill(self) -> None:
+    def _kill(self) -> None:
         """Ends the program; the next test must not meet its dialog."""
         self._process.kill()
         self._process.wait()
         self._driver.ask("gone", GOES_WITHIN)
-
-    def ended(self) -> int:
-        """Waits for the program; its exit code."""
-        return harness.wait(self._process, 30)
-
-    def _await_focus(self) -> None:
-        """Waits until the screen sends its keys to the dialog, some time after it is visible."""
-        deadline = time.monotonic() + 10
-        while time.monotonic() < deadline:
-            focus = subprocess.run(
-                ["xdotool", "getwindowfocus", "getwindowgeometry"],
-                env=harness.wine_environment(display=True), stdin=subprocess.DEVNULL,
-                capture_output=True, timeout=30, check=False,
-            )
-            if b"Geometry: 755x447" in focus.stdout:
-                return
-            time.sleep(0.05)
-        raise AssertionError("the dialog has not got the focus")
 
     def is_running(self) -> bool:
         """Whether the program has not ended yet."""
         return self._process.poll() is None
 
     def window(self) -> dict[str, Any]:
-        """What can be seen of the window."""
-        answer: dict[str, Any] = self._driver.ask("window")
-        return answer
+        """The properties of the window."""
+        properties: dict[str, Any] = self._driver.ask("window")
+        return properties
 
-    def control(self, number: int) -> Control | None:
-        """A control, or none when there is no such control."""
-        answer = self._driver.ask("control", number)
-        return None if answer is None else as_control(answer)
+    def control(self, number: int) -> Control:
+        """A control."""
+        properties = self._driver.ask("control", number)
+        assert properties is not None, f"no control {number}"
+        return as_control(properties)
 
-    def is_checked(self, number: int) -> bool:
-        """Whether a button that must be there is checked."""
-        control = self.control(number)
-        assert control is not None
-        return control.checked
+    def controls(self) -> list[Control]:
+        """All controls in the order of the Tab key."""
+        return [as_control(properties) for properties in self._driver.ask("controls")]
 
     def focus(self) -> int:
         """The number of the control that has the focus."""
         number: int = self.window()["focus"]
         return number
 
-    def controls(self) -> list[Control]:
-        """All controls in the order of the Tab key."""
-        return [as_control(answer) for answer in self._driver.ask("controls")]
-
-    def click(self, number: int) -> None:
-        """Clicks a button as assistive tools do."""
-        self._driver.ask("click", number)
+    def click(self, *numbers: int) -> None:
+        """Clicks buttons, one after the other, as assistive tools do."""
+        for number in numbers:
+            self._driver.ask("click", number)
 
     def type_email(self, text: str) -> None:
         """Puts a text into the e-mail field."""
@@ -211,56 +176,81 @@ class Dialog:
         self._driver.ask("close")
 
     def hit(self, left: int, top: int) -> int:
-        """What the window says is at a point of the screen."""
+        """The window's hit test for a point of the screen."""
         part: int = self._driver.ask("hit", left, top)
         return part
 
     def opacities(self, milliseconds: int) -> list[int]:
-        """The window's opacities, each as it changed, until none has changed for so long."""
+        """The window's opacities, each as it changed, until none has changed for that long."""
         found: list[int] = self._driver.ask("opacities", milliseconds)
         return found
 
     def gone(self) -> bool:
         """Whether the dialog goes away."""
-        answer: bool = self._driver.ask("gone", GOES_WITHIN)
-        return answer
-
-    def place(self, number: int) -> Area:
-        """A control's rectangle on the screen."""
-        control = self.control(number)
-        assert control is not None
-        left, top = self.origin()
-        return left + control.area[0], top + control.area[1], control.area[2], control.area[3]
+        gone: bool = self._driver.ask("gone", GOES_WITHIN)
+        return gone
 
     def origin(self) -> tuple[int, int]:
-        """Where the client area starts on the screen: within a border of one pixel."""
+        """The client area's corner on the screen."""
         left, top, _, _ = self.window()["area"]
         return left + 1, top + 1
 
+    def place(self, area: Area) -> Area:
+        """The rectangle on the screen of an area of the dialog."""
+        left, top = self.origin()
+        return left + area[0], top + area[1], area[2], area[3]
+
+    def screenshot(self, area: Area = (0, 0, WIDTH, HEIGHT)) -> Pixels:
+        """An area of the dialog as the screen shows it once it is painted."""
+        time.sleep(0.4)
+        left, top, width, height = self.place(area)
+        crop = f"{width}x{height}+{left}+{top}"
+        return Pixels(image_bytes("import", "-window", "root", "-crop", crop), width)
+
+
+def has_focus() -> bool:
+    """Whether the screen sends its keys to the dialog."""
+    found = subprocess.run(
+        ["xdotool", "getwindowfocus", "getwindowgeometry"], stdin=subprocess.DEVNULL,
+        capture_output=True, timeout=30, check=False,
+    )
+    return f"Geometry: {WINDOW[0]}x{WINDOW[1]}".encode() in found.stdout
+
 
 def pixels(area: Area) -> Area:
-    """A rectangle of dialog units in pixels, with the units of the dialog's font: 6 by 13 pixels."""
+    """A rectangle of dialog units in pixels; the dialog's font makes its units 6 by 13 pixels."""
     left, top, width, height = area
     return (
-        (3 * left + 1) // 2,
-        (13 * top + 4) // 8,
-        (3 * width + 1) // 2,
-        (13 * height + 4) // 8,
+        (3 * left + 1) // 2, (13 * top + 4) // 8, (3 * width + 1) // 2, (13 * height + 4) // 8
     )
 
 
-def input_(*words: object) -> None:
+def use_screen(*words: object) -> None:
     """Uses the screen's keyboard or mouse."""
     subprocess.run(
-        ["xdotool", *map(str, words)], env=harness.wine_environment(display=True), check=True,
-        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, timeout=30,
+        ["xdotool", *map(str, words)], check=True, stdin=subprocess.DEVNULL,
+        stdout=subprocess.DEVNULL, timeout=30,
     )
 
 
 def key(*names: str) -> None:
     """Presses keys one after the other."""
-    input_("key", "--delay", 60, *names)
+    use_screen("key", "--delay", 60, *names)
     time.sleep(0.15)
+
+
+def type_text(text: str) -> None:
+    """Types a text."""
+    use_screen("type", "--delay", 30, text)
+    time.sleep(0.2)
+
+
+def click_at(left: int, top: int) -> None:
+    """Clicks a point of the screen with the mouse."""
+    use_screen("mousemove", left, top)
+    time.sleep(0.1)
+    use_screen("click", 1)
+    time.sleep(0.2)
 
 
 class _CursorImage(ctypes.Structure):
@@ -275,12 +265,11 @@ class _CursorImage(ctypes.Structure):
     ]  # fmt: skip
 
 
-def pointer_image(left: int, top: int) -> tuple[int, int, tuple[int, ...]]:
-    """Width, height and pixels of the pointer after the mouse has moved to a point of the screen."""
-    # A control looks at the pointer from the second move over it on.
-    for step in (1, 0):
-        input_("mousemove", left + step, top)
-        time.sleep(0.2)
+Image = tuple[int, int, tuple[int, ...]]
+
+
+def pointer_image() -> Image:
+    """Width, height and pixels of the pointer as the screen shows it."""
     xlib = ctypes.CDLL("libX11.so.6")
     fixes = ctypes.CDLL("libXfixes.so.3")
     xlib.XOpenDisplay.restype = ctypes.c_void_p
@@ -295,106 +284,83 @@ def pointer_image(left: int, top: int) -> tuple[int, int, tuple[int, ...]]:
         xlib.XCloseDisplay(display)
 
 
-def click_at(left: int, top: int) -> None:
-    """Clicks a point of the screen with the mouse."""
-    input_("mousemove", left, top)
-    time.sleep(0.1)
-    input_("click", 1)
-    time.sleep(0.2)
+def await_pointer(left: int, top: int, expected: Callable[[Image], bool]) -> Image:
+    """Moves the mouse to a point of the screen and waits for a change of the pointer."""
+    for step in range(50):
+        # A control sets the pointer from the second move over it on (docs/compatibility.md, 63).
+        use_screen("mousemove", left + step % 2, top)
+        time.sleep(0.1)
+        if step and expected(image := pointer_image()):
+            return image
+    raise AssertionError(f"the pointer did not change at {left}, {top}")
 
 
 class Pixels:
     """An image, 3 bytes a pixel."""
 
-    def __init__(self, pixels_: bytes, width: int) -> None:
-        self.pixels = pixels_
+    def __init__(self, data: bytes, width: int) -> None:
+        self.data = data
         self.width = width
+        self.height = len(data) // 3 // width
 
     def at(self, left: int, top: int) -> tuple[int, int, int]:
         """One pixel's red, green and blue."""
         offset = (top * self.width + left) * 3
-        return self.pixels[offset], self.pixels[offset + 1], self.pixels[offset + 2]
+        return self.data[offset], self.data[offset + 1], self.data[offset + 2]
+
+    def column(self, left: int) -> list[tuple[int, int, int]]:
+        """The pixels of a column."""
+        return [self.at(left, top) for top in range(self.height)]
 
     def part(self, area: Area) -> bytes:
         """The bytes of a rectangle."""
         left, top, width, height = area
         starts = ((row * self.width + left) * 3 for row in range(top, top + height))
-        return b"".join(self.pixels[start : start + width * 3] for start in starts)
+        return b"".join(self.data[start : start + width * 3] for start in starts)
 
 
-class Screenshot(Pixels):
-    """A rectangle of the screen."""
-
-    def __init__(self, area: Area) -> None:
-        left, top, width, height = area
-        super().__init__(
-            image_bytes("import", "-window", "root", "-crop", f"{width}x{height}+{left}+{top}"),
-            width,
-        )
+def picture(png: bytes) -> Pixels:
+    """An image of the size of the dialog."""
+    data = image_bytes("convert", "png:-", standard_input=png)
+    if len(data) != WIDTH * HEIGHT * 3:
+        raise AssertionError(f"the picture has {len(data) // 3} pixels")
+    return Pixels(data, WIDTH)
 
 
-class Picture(Pixels):
-    """An image in a file, of the width of the dialog."""
-
-    def __init__(self, path: Path) -> None:
-        super().__init__(image_bytes("convert", str(path)), 753)
-        if len(self.pixels) != 753 * 445 * 3:
-            raise AssertionError(f"{path} has {len(self.pixels) // 3} pixels")
-
-
-def image_bytes(*command: str) -> bytes:
-    """What a command of ImageMagick gives, 3 bytes a pixel."""
+def image_bytes(*command: str, standard_input: bytes = b"") -> bytes:
+    """The result of a command of ImageMagick, 3 bytes a pixel."""
     return subprocess.run(
-        [*command, "-depth", "8", "rgb:-"], env=harness.wine_environment(display=True), check=True,
-        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=30,
+        [*command, "-depth", "8", "rgb:-"], check=True, input=standard_input,
+        stdout=subprocess.PIPE, timeout=30,
     ).stdout
 
 
-def run_tool(name: str, *args: str) -> int:
-    """Runs a test program to its end; its exit code."""
-    process = harness.launch(TEST_PROGRAMS / name, *args, display=True)
-    return harness.wait(process, 60)
-
-
-def wine(*args: str) -> int:
-    """Runs one of Wine's own programs to its end; its exit code."""
-    process = subprocess.Popen(
-        [*harness.wine_command(), *args], env=harness.wine_environment(display=True),
-        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-    )
-    return harness.wait(process, 60)
-
-
 @contextmanager
-def program_copy(*beside: tuple[str, str]) -> Iterator[Path]:
-    """A copy of the program in a folder of its own, with test libraries beside it: pairs of a
-    library's name and the name that it gets."""
+def program_copy(**beside: str) -> Iterator[Path]:
+    """A copy of the program in a folder of its own; `beside` names the test libraries that are
+    copied beside it as LangExt.dll and Texts.dll."""
     with Sandbox() as sandbox:
         program = sandbox.root / "PELTOSender.exe"
         shutil.copy(harness.PROGRAM, program)
-        for library, name in beside:
-            shutil.copy(TEST_PROGRAMS / library, sandbox.root / name)
+        for name, library in beside.items():
+            shutil.copy(TEST_PROGRAMS / f"{library}.dll", sandbox.root / f"{name}.dll")
         yield program
 
 
 @contextmanager
 def link_handler(scheme: str) -> Iterator[Path]:
-    """Opens links of a scheme with a stand-in for the browser; the file of what it opened."""
+    """Opens links of a scheme with a test program; yields the file of what it opened."""
+    key_name = f"HKCR\\{scheme}\\shell\\open\\command"
     with Sandbox() as sandbox:
         handler = sandbox.root / "link_handler.exe"
         shutil.copy(TEST_PROGRAMS / "link_handler.exe", handler)
-        command = f'"{windows_path(handler)}" "%1"'
-        register_handler(scheme, command)
+        harness.set_registry(key_name, "", f'"{windows_path(handler)}" "%1"')
         try:
             yield sandbox.root / "opened.txt"
         finally:
-            register_handler(scheme, '"C:\\windows\\system32\\winebrowser.exe" -nohome "%1"')
-
-
-def register_handler(scheme: str, command: str) -> None:
-    """Says how the test's prefix opens links of a scheme."""
-    key_name = f"HKCR\\{scheme}\\shell\\open\\command"
-    assert wine("reg", "add", key_name, "/ve", "/d", command, "/f") == 0
+            harness.set_registry(
+                key_name, "", '"C:\\windows\\system32\\winebrowser.exe" -nohome "%1"'
+            )
 
 
 def has_screen() -> bool:

@@ -1,52 +1,56 @@
-"""Runs the built program under Wine and keeps the folders that a test gives it.
+"""Runs the built program under Wine, on folders that belong to one test.
 
-Output of the program goes to files, never to pipes: Wine's helper processes inherit them and
-outlive the program, so that the reader of a pipe would wait for them.
+The output of a program goes to files, never to pipes: Wine's helper processes inherit a pipe and
+outlive the program, so its reader would wait for them.
 """
 
 from __future__ import annotations
 
-import functools
+import ctypes
 import os
 import select
 import shutil
 import subprocess
 import sys
 import tempfile
-import threading
 import time
+import unittest
+from collections.abc import Iterator
+from contextlib import AbstractContextManager, contextmanager
 from dataclasses import dataclass
+from datetime import datetime, timedelta, timezone
 from pathlib import Path
-from types import TracebackType
 from typing import IO
+from unittest import mock
+
+import documents
 
 REPOSITORY = Path(__file__).resolve().parents[2]
 PROGRAM = Path(
     os.environ.get("PELTO_EXE", REPOSITORY / "build" / "windows" / "PELTOSender.exe")
 )
-HOLDER = Path(
-    os.environ.get("PELTO_HOLDER", REPOSITORY / "build" / "windows" / "tests" / "holder.exe")
-)
-WINE_PREFIX = Path(
-    os.environ.get("PELTO_WINEPREFIX", REPOSITORY / "build" / "wine-prefix")
-)
-
-SETTINGS_NAME = "PeltoReport.ini"
-REPORT_NAME = "PeltoReport.xml"
-IDENTIFIER = "0d5f6a52-7c1b-4f0e-9a3c-5b6e1f2a3d4c"
+TEST_PROGRAMS = REPOSITORY / "build" / "windows" / "tests"
+WINE_PREFIX = Path(os.environ.get("PELTO_WINEPREFIX", REPOSITORY / "build" / "wine-prefix"))
+WINESERVERS = ("/usr/lib/wine/wineserver64", "/usr/lib/wine/wineserver", "wineserver")
 
 RUN_TIMEOUT = 60.0
-# No program that was started has ended sooner.
+LOCK_WAIT = 20.0
+# Every program that was started at all has run longer.
 LOADER_GIVES_UP = 0.008
-PREFIX_TIMEOUT = 300.0
 
-_prefix_lock = threading.Lock()
+# With a randomized address space, Wine's loader gives up about one start in ten thousand (exit code
+# 1, no message): the address that it needs for the shared user data is taken. Where the machine
+# refuses this call, that chance remains.
+ADDR_NO_RANDOMIZE = 0x0040000
+ctypes.CDLL(None).personality(ADDR_NO_RANDOMIZE)
+
+_changes: dict[str, str] = {}
 
 
 def wine_environment(display: bool = False) -> dict[str, str]:
     """The environment of every Wine process; without `display` no window can be made."""
-    environment = dict(os.environ)
-    environment.update(
+    environment = dict(
+        os.environ,
         WINEPREFIX=str(WINE_PREFIX),
         WINEDEBUG="-all",
         WINEDLLOVERRIDES="winedbg.exe=d;mscoree=d;mshtml=d",
@@ -54,58 +58,79 @@ def wine_environment(display: bool = False) -> dict[str, str]:
     )
     if not display:
         environment.pop("DISPLAY", None)
-    return environment
+    return environment | _changes
 
 
-@functools.cache
-def wine_command() -> tuple[str, ...]:
-    """How a Windows program is started.
-
-    With a randomised address space about one start in ten thousand ends in Wine's own loader
-    (exit code 1, no word said): the address of the shared user data is taken already. Where the
-    machine does not let the randomisation be turned off, that chance stays.
-    """
-    setarch = shutil.which("setarch")
-    if setarch is not None:
-        fixed = (setarch, "--addr-no-randomize")
-        attempt = subprocess.run(
-            [*fixed, "true"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False
-        )
-        if attempt.returncode == 0:
-            return (*fixed, "wine")
-    return ("wine",)
+@contextmanager
+def changed_environment(**changes: str) -> Iterator[None]:
+    """Changes the environment of the Wine processes of a block."""
+    with mock.patch.dict(_changes, changes):
+        yield
 
 
 def windows_path(path: str | os.PathLike[str]) -> str:
-    """The name under which a Windows program sees `path`; Wine maps the root to Z:."""
+    """The name of a path for a Windows program; Wine maps the root folder to Z:."""
     return "Z:" + os.path.abspath(path).replace("/", "\\")
 
 
-def ensure_prefix() -> None:
-    """Makes the Wine prefix when it is missing; two first starts at once would spoil it."""
-    with _prefix_lock:
-        if (WINE_PREFIX / "system.reg").exists():
-            return
-        WINE_PREFIX.parent.mkdir(parents=True, exist_ok=True)
-        process = subprocess.Popen(
-            ["wineboot", "--init"],
-            env=wine_environment(),
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.DEVNULL,
-            stderr=subprocess.DEVNULL,
-        )
-        wait(process, PREFIX_TIMEOUT)
-        # The registry reaches the disk some time after wineboot has ended.
-        deadline = time.monotonic() + PREFIX_TIMEOUT
-        while not (WINE_PREFIX / "system.reg").exists():
-            if time.monotonic() > deadline:
-                raise AssertionError(f"no Wine prefix came into being at {WINE_PREFIX}")
-            time.sleep(0.2)
+def copy_prefix(target: Path) -> None:
+    """Copies the Wine prefix. Windows' own files, which nothing writes, become links to the same
+    bytes where the file system can do that."""
+
+    def copy(source: str, copied: str) -> None:
+        try:
+            if "/drive_c/windows/" in source:
+                os.link(source, copied)
+                return
+        except OSError:
+            pass
+        shutil.copy2(source, copied)
+
+    if not (WINE_PREFIX / "system.reg").exists():
+        raise AssertionError(f"there is no Wine prefix {WINE_PREFIX}; scripts/test.sh e2e makes it")
+    # The server saves its registry through files of this name, which may be gone at any moment.
+    passing = shutil.ignore_patterns("reg*.tmp")
+    shutil.copytree(WINE_PREFIX, target, symlinks=True, ignore=passing, copy_function=copy)
+
+
+def wineserver(option: str, prefix: Path) -> None:
+    """Gives the server of a prefix an order: -k ends it, -w waits for its end."""
+    server = next((found for name in WINESERVERS if (found := shutil.which(name))), None)
+    if server is None:
+        raise AssertionError("there is no wineserver")
+    subprocess.run(
+        [server, option], env=wine_environment() | {"WINEPREFIX": str(prefix)},
+        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+        timeout=RUN_TIMEOUT, check=False,
+    )
+
+
+@contextmanager
+def own_prefix() -> Iterator[None]:
+    """Runs a block in a prefix of its own, so that it may change the registry."""
+    target = Path(tempfile.mkdtemp(prefix="prefix-", dir=REPOSITORY / "build")) / "own"
+    copy_prefix(target)
+    try:
+        with mock.patch(f"{__name__}.WINE_PREFIX", target):
+            try:
+                yield
+            finally:
+                for option in ("-k", "-w"):
+                    wineserver(option, target)
+    finally:
+        shutil.rmtree(target.parent)
+
+
+def set_registry(key: str, name: str, data: str, kind: str = "REG_SZ") -> None:
+    """Sets a value in the prefix's registry; an empty name is the key's default value."""
+    value = ["/v", name] if name else ["/ve"]
+    if run_wine("reg", "add", key, *value, "/t", kind, "/d", data, "/f") != 0:
+        raise AssertionError(f"{key} {name} could not be set")
 
 
 def wait(process: subprocess.Popen[bytes], timeout: float) -> int:
-    """Waits for one process; kills that process, and no other, when the time is over."""
-    # Popen.wait with a timeout sleeps between looks, which would double the time of a run.
+    """Waits for a process, and kills that process, and no other, after `timeout` seconds."""
+    # Popen.wait with a timeout polls with growing pauses, which would double the time of a run.
     if process.poll() is None:
         descriptor = os.pidfd_open(process.pid)
         try:
@@ -119,200 +144,144 @@ def wait(process: subprocess.Popen[bytes], timeout: float) -> int:
     return process.wait()
 
 
+def wait_until(condition: object, timeout: float, message: str, poll: float = 0.01) -> None:
+    """Waits until a function returns something true."""
+    assert callable(condition)
+    deadline = time.monotonic() + timeout
+    while not condition():
+        if time.monotonic() > deadline:
+            raise AssertionError(f"{message} within {timeout} s")
+        time.sleep(poll)
+
+
+def launch(
+    program: Path | str,
+    *args: str,
+    display: bool = False,
+    stdin: int = subprocess.DEVNULL,
+    stdout: IO[bytes] | int = subprocess.DEVNULL,
+) -> subprocess.Popen[bytes]:
+    """Starts a Windows program, by its path or as one of Wine's own by its name."""
+    if isinstance(program, Path) and not program.is_file():
+        raise AssertionError(f"{program} has not been built")
+    return subprocess.Popen(
+        ["wine", str(program), *args], env=wine_environment(display), stdin=stdin, stdout=stdout,
+        stderr=subprocess.DEVNULL,
+    )
+
+
+def run_wine(program: Path | str, *args: str, display: bool = False) -> int:
+    """Runs a Windows program to its end; returns its exit code."""
+    return wait(launch(program, *args, display=display), RUN_TIMEOUT)
+
+
+@contextmanager
+def started(*args: str) -> Iterator[subprocess.Popen[bytes]]:
+    """Runs PELTOSender beside a block; ends it with the block at the latest."""
+    process = launch(PROGRAM, *args)
+    try:
+        yield process
+    finally:
+        process.kill()
+        process.wait()
+
+
 @dataclass(frozen=True)
 class Outcome:
-    """What one finished run of the program left behind."""
+    """What a finished run of the program returned and wrote to its standard output."""
 
-    args: tuple[str, ...]
     returncode: int
     output: str
     seconds: float
 
 
-def launch(
-    program: Path, *args: str, display: bool = False, output: IO[bytes] | int = subprocess.DEVNULL
-) -> subprocess.Popen[bytes]:
-    """Starts a Windows program in the background."""
-    if not program.is_file():
-        raise AssertionError(f"{program} has not been built")
-    ensure_prefix()
-    return subprocess.Popen(
-        [*wine_command(), str(program), *args],
-        env=wine_environment(display),
-        stdin=subprocess.DEVNULL,
-        stdout=output,
-        stderr=output,
-    )
-
-
-def start(*args: str, display: bool = False) -> subprocess.Popen[bytes]:
-    """Starts PELTOSender in the background; the caller waits for it with `wait`."""
-    return launch(PROGRAM, *args, display=display)
-
-
-def run(*args: str, timeout: float = RUN_TIMEOUT, display: bool = False) -> Outcome:
+def run(*args: str, timeout: float = RUN_TIMEOUT) -> Outcome:
     """Runs PELTOSender to its end.
 
-    About once in ten thousand times Wine's own loader gives up before it has started anything, with
-    code 1 and within 3 ms; the program itself cannot have begun by then (an empty one takes 12 ms).
-    Such a start is told and made again, at most twice.
+    A start on which Wine's loader gave up, with code 1 and before the program can have begun, is
+    reported and repeated, at most twice.
     """
-    outcome = _run_once(args, timeout, display)
-    for _ in range(2):
-        if outcome.returncode != 1 or outcome.seconds >= LOADER_GIVES_UP:
+    for _ in range(3):
+        with tempfile.TemporaryFile() as output:
+            begin = time.monotonic()
+            returncode = wait(launch(PROGRAM, *args, stdout=output), timeout)
+            seconds = time.monotonic() - begin
+            output.seek(0)
+            outcome = Outcome(returncode, output.read().decode("utf-8", "replace"), seconds)
+        if returncode != 1 or seconds >= LOADER_GIVES_UP:
             break
-        print(f"Wine did not start {args}; again", file=sys.stderr)
-        outcome = _run_once(args, timeout, display)
+        print(f"Wine did not start {args}; trying again", file=sys.stderr)
     return outcome
 
 
-def _run_once(args: tuple[str, ...], timeout: float, display: bool) -> Outcome:
-    with tempfile.TemporaryFile() as output:
-        begin = time.monotonic()
-        process = launch(PROGRAM, *args, display=display, output=output)
-        returncode = wait(process, timeout)
-        seconds = time.monotonic() - begin
-        output.seek(0)
-        text = output.read().decode("utf-8", "replace")
-    return Outcome(args, returncode, text, seconds)
+def read_line(process: subprocess.Popen[bytes], timeout: float) -> bytes:
+    """A line of a process's output, or nothing when it writes none in time."""
+    assert process.stdout is not None
+    ready, _, _ = select.select([process.stdout], [], [], timeout)
+    return process.stdout.readline() if ready else b""
 
 
-class Holder:
-    """A second Windows process that keeps a file open while the `with` block runs.
+def end_input(process: subprocess.Popen[bytes]) -> None:
+    """Ends a process that runs until its input ends."""
+    assert process.stdin is not None and process.stdout is not None
+    process.stdin.close()
+    try:
+        wait(process, RUN_TIMEOUT)
+    finally:
+        process.stdout.close()
 
-    `write` opens for writing and shares everything, as a host application does with the log
-    that it is writing; `read` opens for reading and shares everything; `unshared` opens for
-    both and shares nothing.
+
+@contextmanager
+def held(mode: str, path: Path) -> Iterator[None]:
+    """Keeps a file open in another Windows process while a block runs.
+
+    Mode "write" opens for writing and shares everything, as a host application does with its log;
+    "read" opens for reading and shares everything; "unwritable" opens for reading and shares
+    reading only; "unshared" opens for both and shares nothing.
     """
-
-    START_TIMEOUT = 30.0
-
-    def __init__(self, mode: str, path: Path) -> None:
-        self._mode = mode
-        self._path = path
-        self._process: subprocess.Popen[bytes] | None = None
-
-    def __enter__(self) -> Holder:
-        if not HOLDER.is_file():
-            raise AssertionError(f"{HOLDER} has not been built")
-        ensure_prefix()
-        self._process = subprocess.Popen(
-            [*wine_command(), str(HOLDER), self._mode, windows_path(self._path)],
-            env=wine_environment(),
-            stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.DEVNULL,
-        )
-        assert self._process.stdout is not None
-        ready, _, _ = select.select([self._process.stdout], [], [], self.START_TIMEOUT)
-        answer = self._process.stdout.readline().strip() if ready else b"no answer"
+    process = launch(
+        TEST_PROGRAMS / "holder.exe", mode, windows_path(path), stdin=subprocess.PIPE,
+        stdout=subprocess.PIPE,
+    )
+    try:
+        answer = read_line(process, RUN_TIMEOUT).strip()
         if answer != b"holding":
-            self.release()
-            raise AssertionError(f"holding {self._path} ({self._mode}): {answer!r}")
-        return self
-
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
-        self.release()
-
-    def release(self) -> None:
-        """Lets go of the file; harmless when that has happened already."""
-        process, self._process = self._process, None
-        if process is None:
-            return
-        assert process.stdin is not None and process.stdout is not None
-        process.stdin.close()
-        try:
-            wait(process, self.START_TIMEOUT)
-        finally:
-            process.stdout.close()
+            raise AssertionError(f"holding {path} ({mode}): {answer!r}")
+        yield
+    finally:
+        end_input(process)
 
 
-def settings_bytes(
-    state: int | str | None = 1,
-    identifier: str | None = IDENTIFIER,
-    email: str | bytes | None = None,
-) -> bytes:
-    """A settings file as a user's answer leaves it; None leaves the key out."""
-    lines: list[bytes] = []
-    if identifier is not None:
-        lines += [b"[PELTO]", b"ID=" + identifier.encode("ascii")]
-    lines.append(b"[General]")
-    if state is not None:
-        lines.append(b"PeltoState=" + str(state).encode("ascii"))
-    if email is not None:
-        address = email if isinstance(email, bytes) else email.encode("cp1252")
-        lines.append(b"Email=" + address)
-    return b"".join(line + b"\r\n" for line in lines)
-
-
-def parse_settings(data: bytes) -> dict[tuple[str, str], str]:
-    """All values of a settings file, by section and key."""
-    values: dict[tuple[str, str], str] = {}
-    section = ""
-    for line in data.decode("cp1252").splitlines():
-        if line.startswith("[") and line.rstrip().endswith("]"):
-            section = line.strip()[1:-1]
-        elif "=" in line:
-            key, _, value = line.partition("=")
-            values[section, key.strip()] = value.strip()
-    return values
-
-
-class Sandbox:
-    """A private folder with the data folder and the log folder of one test."""
+class Sandbox(AbstractContextManager["Sandbox"]):
+    """A folder with the data folder and the log folder of one test."""
 
     def __init__(self) -> None:
         self.root = Path(tempfile.mkdtemp(prefix="pelto-e2e-"))
         self.data = self.root / "data"
         self.logs = self.root / "logs"
+        self.settings_path = self.data / "PeltoReport.ini"
+        self.report_path = self.data / "PeltoReport.xml"
         self.data.mkdir()
         self.logs.mkdir()
 
-    def __enter__(self) -> Sandbox:
-        return self
-
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
+    def __exit__(self, *error: object) -> None:
         self.remove()
 
     def remove(self) -> None:
-        """Deletes the whole folder."""
+        """Deletes the folder."""
         shutil.rmtree(self.root)
 
-    @property
-    def settings_path(self) -> Path:
-        """The settings file in the data folder."""
-        return self.data / SETTINGS_NAME
-
-    @property
-    def report_path(self) -> Path:
-        """The report in the data folder."""
-        return self.data / REPORT_NAME
-
-    def write_settings(
-        self,
-        state: int | str | None = 1,
-        identifier: str | None = IDENTIFIER,
-        email: str | bytes | None = None,
-    ) -> None:
-        """Puts a settings file in place, by default one of a user who takes part."""
-        self.settings_path.write_bytes(settings_bytes(state, identifier, email))
+    def write_settings(self, *args: object, **values: object) -> None:
+        """Writes a settings file; the arguments are those of documents.settings."""
+        data = documents.settings(*args, **values)  # type: ignore[arg-type]
+        self.settings_path.write_bytes(data)
 
     def settings(self) -> dict[tuple[str, str], str]:
-        """The values that the settings file holds now."""
-        return parse_settings(self.settings_path.read_bytes())
+        """The values in the settings file."""
+        return documents.parse_settings(self.settings_path.read_bytes())
 
     def write_log(self, name: str, data: bytes) -> Path:
-        """Puts one log into the log folder."""
+        """Puts a log into the log folder."""
         path = self.logs / name
         path.write_bytes(data)
         return path
@@ -328,8 +297,54 @@ class Sandbox:
             for path in sorted(self.root.rglob("*"))
         }
 
-    def harvest(self, timeout: float = RUN_TIMEOUT) -> Outcome:
-        """One `log_handle` run on the two folders."""
-        return run(
-            "log_handle", windows_path(self.data), windows_path(self.logs), timeout=timeout
+    def log_handle(self) -> Outcome:
+        """A `log_handle` run on the two folders."""
+        return run("log_handle", windows_path(self.data), windows_path(self.logs))
+
+
+class ProgramTest(unittest.TestCase):
+    """A test with a sandbox."""
+
+    maxDiff = None
+
+    def setUp(self) -> None:
+        self.renew()
+
+    def renew(self) -> None:
+        """Starts over with new folders."""
+        self.box = Sandbox()
+        self.addCleanup(self.box.remove)
+
+    @contextmanager
+    def case(self, name: object) -> Iterator[None]:
+        """One row of a table of tests, in folders of its own."""
+        with self.subTest(name):
+            self.renew()
+            yield
+
+    def run_program(self, *args: str) -> Outcome:
+        """One run, which always ends with exit code 0."""
+        outcome = run(*args)
+        self.assertEqual(outcome.returncode, 0, outcome.output)
+        return outcome
+
+    def assert_bytes(self, got: bytes, expected: bytes) -> None:
+        """Two texts are equal byte for byte; a failure shows where they differ."""
+        if got == expected:
+            return
+        if len(got) < 20_000:
+            # A list of lines gives a readable difference.
+            self.assertEqual(got.split(b"\n"), expected.split(b"\n"))
+        at = len(os.path.commonprefix((got, expected)))
+        near = slice(max(at - 100, 0), at + 100)
+        self.fail(
+            f"{len(got)} bytes instead of {len(expected)}, different from {at} on:\n"
+            f"got      {got[near]!r}\nexpected {expected[near]!r}"
         )
+
+    def assert_just_now(self, key: tuple[str, str]) -> None:
+        """The settings hold a date of the last few seconds."""
+        text = self.box.settings().get(key, "")
+        self.assertRegex(text, r"\A\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ\Z")
+        written = datetime.strptime(text, documents.DATE_FORMAT).replace(tzinfo=timezone.utc)
+        self.assertLess(abs(datetime.now(timezone.utc) - written), timedelta(seconds=60), text)

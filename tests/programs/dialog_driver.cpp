@@ -7,7 +7,8 @@
 //   opacities MILLISECONDS   the dialog's opacities, each as it changes, until none has changed for
 //                            this time
 //   window                   the visible properties of the dialog
-//   control ID               the visible properties of one of its controls, or null
+//   control ID               the visible properties of one of its controls, with the size of its
+//                            text, or null
 //   controls                 the same of all its controls, in the order of the Tab key
 //   click ID                 clicks a button as the mouse or the space bar does
 //   text ID TEXT             replaces a control's text (UTF-8, up to the end of the line)
@@ -118,6 +119,25 @@ std::string TextOf(HWND window) {
   return Quoted(text);
 }
 
+/// The width and height of a control's text, broken into lines where the control would break it.
+std::string TextSize(HWND control, const std::wstring& className, LONG width) {
+  // The mark of a radio button or check box, and the space after it.
+  constexpr LONG MarkWidth = 20;
+  const LONG mark = className == L"Button" ? MarkWidth : 0;
+  wchar_t text[1024];
+  Send(control, WM_GETTEXT, ARRAYSIZE(text), reinterpret_cast<LPARAM>(text));
+  const HDC context = GetDC(control);
+  // The font of the template; the control's own font belongs to another process.
+  static const HFONT font =
+      CreateFontW(-MulDiv(8, GetDeviceCaps(context, LOGPIXELSY), 72), 0, 0, 0, FW_NORMAL, 0, 0, 0,
+                  DEFAULT_CHARSET, 0, 0, 0, 0, L"MS Shell Dlg");
+  SelectObject(context, font);
+  RECT area = {0, 0, width - mark, 0};
+  DrawTextW(context, text, -1, &area, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX);
+  ReleaseDC(control, context);
+  return '[' + std::to_string(area.right + mark) + ',' + std::to_string(area.bottom) + ']';
+}
+
 std::string Window() {
   RECT area;
   RECT client;
@@ -146,6 +166,7 @@ std::string Control(HWND control) {
   MapWindowPoints(nullptr /* the screen */, dialog, reinterpret_cast<POINT*>(&area), 2);
   return "{\"id\":" + std::to_string(static_cast<SHORT>(GetDlgCtrlID(control))) +
          ",\"class\":" + Quoted(name) + ",\"text\":" + TextOf(control) +
+         ",\"size\":" + TextSize(control, name, area.right - area.left) +
          ",\"checked\":" + std::to_string(Send(control, BM_GETCHECK)) + ',' +
          Common(control, area) + '}';
 }

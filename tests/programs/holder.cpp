@@ -1,4 +1,9 @@
-// Holds a file open until its standard input ends: holder.exe MODE PATH. See FileHolder.
+// Holds a file open until its standard input ends: holder.exe MODE PATH.
+//
+//   write        opens it for writing and shares everything, as a host does with its log
+//   read         opens it for reading and shares everything
+//   unwritable   opens it for reading and shares reading only
+//   unshared     opens it for both and shares nothing
 #include <fcntl.h>
 #include <io.h>
 
@@ -9,13 +14,18 @@
 
 int wmain(int count, wchar_t** arguments) {
   if (count != 3) return 2;
-  const bool isRead = std::wcscmp(arguments[1], L"read") == 0;
-  const bool isWrite = std::wcscmp(arguments[1], L"write") == 0;
-  const DWORD access = isRead    ? GENERIC_READ
-                       : isWrite ? GENERIC_WRITE
-                                 : GENERIC_READ | GENERIC_WRITE;
-  const DWORD sharing =
-      isRead || isWrite ? FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE : 0;
+  const auto isMode = [&](const wchar_t* mode) { return std::wcscmp(arguments[1], mode) == 0; };
+  DWORD access = GENERIC_READ | GENERIC_WRITE;
+  DWORD sharing = 0;
+  if (isMode(L"write") || isMode(L"read")) {
+    access = isMode(L"write") ? GENERIC_WRITE : GENERIC_READ;
+    sharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  } else if (isMode(L"unwritable")) {
+    access = GENERIC_READ;
+    sharing = FILE_SHARE_READ;
+  } else if (!isMode(L"unshared")) {
+    return 2;
+  }
   _setmode(_fileno(stdout), _O_BINARY);
   const CFileHandle file(CreateFileW(arguments[2], access, sharing, nullptr, OPEN_ALWAYS,
                                      FILE_ATTRIBUTE_NORMAL, nullptr));
