@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Shows the program's jobs on the sample logs: the dialog asks the user, who takes part and works for
-# two days; after each the logs become counts in the report; then the report goes to a collection
-# server on loopback, and another one to a server that refuses it at first.
+# Shows what the program does with the sample logs. The dialog asks the user, who takes part and
+# works for two days. After each day the logs are counted into the report. Then the report is sent to
+# a collection server on loopback, and a second report to a server that first refuses it.
 #
-#   scripts/demo.sh                on a screen, waits for your answer in the dialog
-#   scripts/demo.sh --unattended   answers it through its window, on a screen of its own; so does a
-#                                  demo where there is no screen. Leaves a screenshot.
+#   scripts/demo.sh                waits for your answer in the dialog
+#   scripts/demo.sh --unattended   answers the dialog through its window, on a screen of its own,
+#                                  and saves screenshots; so does a demo without a screen
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -39,7 +39,7 @@ log_handle() {
 }
 
 show_data_folder() {
-  say 'The data folder, and what the settings say of dates'
+  say 'The data folder and the dates in the settings'
   (cd "$data" && wc -c -- Pelto*) | sed '/total$/d; s/^/    /; s/$/ (bytes)/'
   grep -a '^Last[TS]' "$data/PeltoReport.ini" | tr -d '\r' | sed 's/^/    /' || true
 }
@@ -50,8 +50,8 @@ duty() {
     'Example Designer' "$(windows_path "$build/windows/PELTOSender.exe")"
 }
 
-# Answers the dialog as assistive tools do, and takes a screenshot before and after. Fails when there
-# is no dialog.
+# Answers the dialog as assistive tools do, and takes a screenshot before and after. Fails without a
+# dialog.
 answer_dialog() {
   local driver answer place
   coproc driver {
@@ -62,7 +62,7 @@ answer_dialog() {
     read -r -t 30 answer <&"${driver[0]}"
   }
   shoot() {
-    # A moment for the screen.
+    # The screen needs a moment to paint.
     sleep 0.5
     import -window root -crop "$place" +repage "$demo/$1.png"
   }
@@ -85,33 +85,33 @@ if [ -n "$unattended" ]; then
   dialog=$!
   answer_dialog || kill "$dialog"
   wait "$dialog"
-  echo "    It looks so: ${demo#"$repo"/}/dialog.png; answered: dialog-answered.png"
+  echo "    Screenshots in ${demo#"$repo"/}: dialog.png, and dialog-answered.png with the answer"
 else
-  echo '    Your answer, please: this demo is about users who take part.'
+  echo '    Please answer the dialog. The demo goes on only if you choose "Yes".'
   run_program dlg "$(windows_path "$data")"
 fi
-say 'What the settings say now: PeltoReport.ini'
+say 'The settings after the answer: PeltoReport.ini'
 sed 's/^/    /' "$data/PeltoReport.ini"
 if ! grep -q '^PeltoState=1' "$data/PeltoReport.ini"; then
-  say 'The user does not take part, so no log will be read and nothing will be sent'
+  say 'The user does not take part, so no log is read and nothing is sent'
   exit 0
 fi
 
 for day in monday tuesday; do
-  say "The logs of $day, in lines"
+  say "The logs of $day and their numbers of lines"
   cp "$repo/samples/$day"/*.log "$demo/logs/"
   show_logs
   log_handle
-  say 'The logs that are left'
+  say 'The logs after the run'
   show_logs
-  say "What the report says after $day"
+  say "The counts in the report after $day"
   "$repo/scripts/show_report.py" "$data/PeltoReport.xml" | sed 's/^/    /'
 done
 
-say 'The report itself: PeltoReport.xml'
+say 'The report: PeltoReport.xml'
 iconv -f cp1252 "$data/PeltoReport.xml" | sed 's/^/    /'
 
-say 'A collection server starts on loopback: it says yes, then no, then yes'
+say 'A collection server starts on loopback: it accepts, refuses, and accepts again'
 "$repo/tests/e2e/collector.py" --answers OK,REFUSE,OK --out "$demo/received" >"$demo/port" &
 server=$!
 trap 'kill "$server" 2>/dev/null || true; stop_wine' EXIT
@@ -121,13 +121,13 @@ show_data_folder
 duty
 show_data_folder
 
-say 'Another session, and the 28 days until the next transmission have passed'
+say 'One more session, and the 28 days until the next transmission have passed'
 cp "$repo/samples/monday"/*.log "$demo/logs/"
 log_handle
 sed -i 's/^LastTransmissionDate=.*/LastTransmissionDate=2026-01-01T00:00:00Z\r/' \
   "$data/PeltoReport.ini"
 show_data_folder
-say 'The server refuses: nothing is lost, no date is written'
+say 'The server refuses: the report is kept and no date is written'
 duty
 show_data_folder
 say 'The next run delivers the same report'
@@ -135,13 +135,13 @@ duty
 show_data_folder
 
 wait "$server"
-say 'The first request as it arrived'
+say 'The first request as the server received it'
 cut -c 1-100 "$demo/received/request-1.txt" | sed 's/^/    /'
-say 'The report in it (its last character doubled, as every report goes out)'
+say 'The report in it; every upload sends the last character twice'
 iconv -f cp1252 "$demo/received/report-1.xml" | head -n 8 | sed 's/^/    /'
-say 'What it says of the machine'
+say 'Its description of the machine'
 iconv -f cp1252 "$demo/received/report-1.xml" | grep ' cat=' | sed 's/^ */    /'
 if cmp -s "$demo/received/report-2.xml" "$demo/received/report-3.xml"; then
-  say 'The refused report and the one delivered after it are the same'
+  say 'The refused report and the one delivered after it are equal'
 fi
-say "All of it stands in ${demo#"$repo"/}"
+say "All files are in ${demo#"$repo"/}"
