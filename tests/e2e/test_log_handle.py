@@ -448,6 +448,9 @@ class ReportDocument(LogHandleTest):
              b"<?xml version='1.0' ?>\n<!-- by hand -->\n<PeltoRpt>\n<cmd_stat>\n<cmds>\n"
              b"<cmd count='2' name='A' id='1'></cmd>\n</cmds>\n</cmd_stat>\n</PeltoRpt>",
              [cmd(1, "A", 2)]),
+            ("a declaration with whitespace around its equals signs",
+             b"<?xml version = '1.0'\tencoding\n=\n'' standalone =\"yes\" ?>"
+             + commands(cmd(1, "A", 2)), [cmd(1, "A", 2)]),
             ("entities and references",
              commands(cmd(1, "&lt;&amp;&gt;&apos;&#x41;&#66;&#x0a;", 2)),
              [cmd(1, "&lt;&amp;&gt;&apos;AB&#x0A;", 2)]),

@@ -411,6 +411,8 @@ class Verdict(UploadTest):
             ("204", Answer(reply("204 No Content", length=False))),
             ("200 with the body 1", Answer(reply(body=b"1"))),
             ("200 with the body 2000", Answer(reply(body=b"2000"))),
+            # Beyond 32 bits; its low 32 bits are 200.
+            ("200 with the body 4294967496", Answer(reply(body=b"4294967496"))),
             ("200 with a chunked body of another number", Answer(chunked_reply(b"20", b"1 no"))),
             ("401", Answer(reply("401 Unauthorized",
                                  headers=['WWW-Authenticate: Basic realm="x"']))),
@@ -539,11 +541,39 @@ class Address(UploadTest):
             self.duty(f"http://{server.host}:{server.port + 0x10000}/collect")
             self.assert_delivered(server.finish())
 
+    def test_a_port_beyond_32_bits_is_65535_without_tls(self) -> None:
+        # Its low 32 bits are 443. It stops at 2147483647, whose low 16 bits are 65535.
+        with Collector(OK, host=private_host(), port=65535) as server:
+            self.duty(f"https://{server.host}:4294967739/collect")
+            self.assert_delivered(server.finish())
+
     def test_a_port_that_reads_as_0_means_the_usual_one(self) -> None:
         for port in ("0", "abc", ""):
             with self.case(port), Collector(OK, host=private_host(), port=80) as server:
                 self.duty(f"http://{server.host}:{port}/collect")
                 self.assert_delivered(server.finish())
+
+
+class Proxy(UploadTest):
+    """The proxy of the system's settings is used."""
+
+    def test_the_systems_proxy_gets_the_request(self) -> None:
+        settings = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Internet Settings"
+        address = "http://collector.invalid/collect"
+        with harness.own_prefix(), Collector(OK) as proxy:
+            harness.set_registry(settings, "ProxyServer", f"{proxy.host}:{proxy.port}")
+            harness.set_registry(settings, "ProxyEnable", "0", "REG_DWORD")
+            self.duty(address)
+            self.assertTrue(self.box.report_path.exists(), "a proxy that is not enabled was used")
+            harness.set_registry(settings, "ProxyEnable", "1", "REG_DWORD")
+            self.duty(address)
+            exchanges = proxy.finish()
+        self.assertEqual(len(exchanges), 1)
+        # Wine 8 names the port too.
+        self.assertRegex(
+            exchanges[0].request_line, rb"\APOST http://collector\.invalid(:80)?/collect HTTP/"
+        )
+        self.assert_delivered(exchanges)
 
 
 if __name__ == "__main__":
