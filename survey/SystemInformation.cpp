@@ -20,7 +20,7 @@ struct Category {
   const wchar_t* properties;
 };
 
-/// All properties of the first row (compatibility 28).
+/// All properties of the first row (docs/compatibility.md, 28).
 int DescribeFirst(const WmiQuery& ask, const Category& category, InfoSection& section) {
   return ask(Cimv2, category.query, category.properties, &section);
 }
@@ -43,7 +43,7 @@ int DescribeDisks(const WmiQuery& ask, const Category& category, InfoSection& se
 }
 
 /// The number of rows. The first row always exists and counts, so the number is never below 1
-/// (compatibility 30).
+/// (docs/compatibility.md, 30).
 int DescribeMonitors(const WmiQuery& ask, const Category& category, InfoSection& section) {
   InfoSection monitors(L"Monitor");
   if (ask(Cimv2, category.query, category.properties, &monitors) == 0) return 0;

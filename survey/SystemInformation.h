@@ -11,7 +11,7 @@
 /// Builds the description of the machine: a root named "SystemInfo" with one child for each of the
 /// seven categories, in their fixed order. A category whose first query fails is left out. Of
 /// several processors, graphics adapters or connected network adapters, only the first is described
-/// (compatibility 28); later rows stay in the row chain of a child.
+/// (docs/compatibility.md, 28); later rows stay in the row chain of a child.
 std::unique_ptr<InfoSection> BuildSystemInformation(const WmiQuery& ask);
 
 /// Puts one property into the report and replaces one of the same name and category.

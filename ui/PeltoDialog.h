@@ -11,8 +11,8 @@
 class PeltoDialog : public CDialogEx {
  public:
   /// `settings` must outlive the dialog. When it is null, the dialog shows the defaults and stores
-  /// nothing. `first` is not used (docs/compatibility.md, 49). A `fade` other than 0 fades the dialog
-  /// in.
+  /// nothing. `first` is not used (docs/compatibility.md, 49). A `fade` other than 0 fades the
+  /// dialog in.
   PeltoDialog(CReportStore* settings, int first, int fade, CWnd* parent = nullptr);
 
  protected:

@@ -13,7 +13,7 @@ enum class DeliveryVerdict {
 };
 
 /// Whether the response's body decides instead of the status code: it begins with an ASCII digit.
-/// Older servers confirm with "200" in the body under any status (compatibility 41).
+/// Older servers confirm with "200" in the body under any status (docs/compatibility.md, 41).
 bool IsJudgedByBody(std::string_view body);
 
 /// The verdict on a response with `statusCode` (none when it could not be read) and a body that

@@ -1,6 +1,7 @@
 // The text of a multipart/form-data body (RFC 7578) around the data of its parts. It is formatted
 // as wide text and sent in the ANSI code page. Lengths are counted in UTF-16 units, so the declared
-// length is right only while names, file names and content types are ASCII (compatibility 44).
+// length is right only while names, file names and content types are ASCII (docs/compatibility.md,
+// 44).
 #pragma once
 
 #include <cstdint>

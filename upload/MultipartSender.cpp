@@ -13,7 +13,7 @@
 
 namespace {
 
-/// The user agent, which servers may know (compatibility 39).
+/// The user agent, which servers may know (docs/compatibility.md, 39).
 constexpr wchar_t Agent[] = L"CrashRpt";
 
 constexpr std::size_t ChunkLength = 1024;

@@ -17,7 +17,8 @@
 /// one send.
 ///
 /// The body is sent in pieces and never held in memory as a whole. TLS is used for port 443 and no
-/// other (compatibility 42), with the system's checks of the certificate. Proxies are the system's.
+/// other (docs/compatibility.md, 42), with the system's checks of the certificate. Proxies are the
+/// system's.
 class CMultipartSender {
  public:
   /// Copies `request` and starts to send. `notifier` receives every message and the completion; it

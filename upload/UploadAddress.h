@@ -8,7 +8,7 @@
 struct UploadAddress {
   std::wstring protocol;
   std::wstring host;
-  /// As read from the address; the connection uses its low 16 bits (compatibility 43).
+  /// As read from the address; the connection uses its low 16 bits (docs/compatibility.md, 43).
   long port = 0;
   /// From the slash after the host on, query included, or empty.
   std::wstring path;

@@ -8,6 +8,6 @@
 /// time-out. Returns 1 when the server has confirmed the delivery, else 0. Nothing is sent when no
 /// GUID can be made for the upload.
 ///
-/// Closes the store's handle on the report file for good (compatibility 38). A file that cannot be
-/// opened is sent as an empty field.
+/// Closes the store's handle on the report file for good (docs/compatibility.md, 38). A file that
+/// cannot be opened is sent as an empty field.
 int UploadReport(CReportStore& store, const std::wstring& address);

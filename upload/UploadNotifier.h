@@ -10,15 +10,16 @@
 /// operation may be called from either thread.
 class CUploadNotifier {
  public:
-  /// Completion statuses. Unlike in the rest of the program, 0 means success (compatibility 48).
+  /// Completion statuses. Unlike in the rest of the program, 0 means success
+  /// (docs/compatibility.md, 48).
   static constexpr int Succeeded = 0;
   static constexpr int Failed = 1;
   /// Until completion.
   static constexpr int Pending = -1;
 
   CUploadNotifier();
-  /// Does not close the three events (compatibility 45): the sending thread may still be signaling
-  /// completion.
+  /// Does not close the three events (docs/compatibility.md, 45): the sending thread may still be
+  /// signaling completion.
   ~CUploadNotifier();
   CUploadNotifier(const CUploadNotifier&) = delete;
   CUploadNotifier& operator=(const CUploadNotifier&) = delete;

@@ -24,7 +24,7 @@ std::wstring CopyVersionedProgram(const TempFolder& folder, const std::wstring& 
   return folder / name;
 }
 
-// Compatibility 1.
+// docs/compatibility.md, 1.
 TEST(ProductVersion, IsTheProductsAndNotTheFiles) {
   EXPECT_EQ(ReadProductVersion(VersionedProgram()), Version);
 }

@@ -55,7 +55,7 @@ const Outcome Nothing;
 const Outcome Harvest = {{"harvest logs"}, {}, true, 1};
 const Outcome Dialog = {{"dialog 0 0"}, {{"General/LastDlgOpenDate", DialogDate}}};
 const Outcome Reminder = {{"wait 50000", "dialog 1 1"}, {{"General/LastDlgOpenDate", DialogDate}}};
-// Compatibility 4.
+// docs/compatibility.md, 4.
 const Outcome FirstReminder = {{}, {{"General/LastDlgOpenDate", StartDate}}};
 const Outcome Upload = {{UploadStep}, Transmission, false, 1};
 const Outcome FailedUpload = {{UploadStep}};
@@ -157,7 +157,7 @@ TEST(RunOutcome, DutyDoesNothingInOtherStates) {
   }
 }
 
-// Compatibility 9: a date in the future opens a gate.
+// docs/compatibility.md, 9: a date in the future opens a gate.
 TEST(RunOutcome, DutyRemindsInStateTwoWhenTheDialogIsDue) {
   const struct {
     const char* showMessage;
@@ -267,7 +267,7 @@ TEST_F(RunController, LogStepAddsTheHarvestToTheStoredReport) {
        FormatSavedReport("            <cmd id=\"4\" name=\"Circle\" count=\"1\" />\r\n"
                          "            <cmd id=\"3\" name=\"Line\" count=\"6\" />\r\n",
                          "            <ftype name=\".dwg\" ocnt=\"20\" scnt=\"31\" />\r\n")},
-      // Compatibility 18: a malformed report is replaced.
+      // docs/compatibility.md, 18: a malformed report is replaced.
       {"<PeltoRpt><cmd_stat>",
        FormatSavedReport("            <cmd id=\"1\" name=\"Circle\" count=\"1\" />\r\n"
                          "            <cmd id=\"2\" name=\"Line\" count=\"1\" />\r\n",
@@ -370,7 +370,7 @@ void Survey(const WmiQuery& query, CReportStore& store) {
       });
 }
 
-// The collection's load is the first of two (compatibility 5 and 6).
+// The collection's load is the first of two (docs/compatibility.md, 5 and 6).
 TEST_F(RunController, UploadSendsWhatTheCollectionOrElseTheSecondLoadSaved) {
   const struct {
     const char* name;

@@ -211,7 +211,7 @@ TEST(SystemInformation, RefusedQueryLeavesOnlyItsCategoryOutWhateverItHasFilledI
   }
 }
 
-// Compatibility 28.
+// docs/compatibility.md, 28.
 TEST(SystemInformation, OnlyTheFirstRowIsDescribed) {
   const ScriptedRow second = {{L"Name", L"second"}, {L"AdapterRAM", L"1"}};
   for (const Category& category : {Categories[0], Categories[1], Categories[2], Categories[3]}) {
@@ -294,7 +294,7 @@ TEST(SystemInformationDisks, ManyDisksAreAddedAndFreed) {
             (Lines{L"HardDisk", L"  Size=300000"}));
 }
 
-// Monitors. Compatibility 30: without a monitor the number is 1.
+// Monitors. docs/compatibility.md, 30: without a monitor the number is 1.
 
 TEST(SystemInformationMonitors, RowsAreCountedAndNeverBelowOne) {
   const ScriptedRow monitor = {{L"Name", L"Screen"}};
@@ -378,7 +378,7 @@ TEST(SystemInformationAdapter, HasTheAddressOfTheFirstRowWithADeviceId) {
   }
 }
 
-// Compatibility 32.
+// docs/compatibility.md, 32.
 TEST(SystemInformationAdapter, SectionWithoutUseExistsDuringTheSecondQueryOnly) {
   ScriptedWmi wmi = MakeMachine();
   int queries = 0;

@@ -97,7 +97,7 @@ TEST_F(WmiQueryEngineCalls, WrapsItsTextsFirstThenCreatesTheLocatorInProcessAndF
                                L"next -1 1", std::wstring(L"free ") + Query, L"free WQL"}));
 }
 
-// Compatibility 29: the objects are not released.
+// docs/compatibility.md, 29: the objects are not released.
 TEST_F(WmiQueryEngineCalls, GetsObjectsOneByOneWithoutATimeOutAndReleasesAllButThem) {
   wmi_.AddObject({{L"Name", Text(L"a")}});
   wmi_.AddObject({{L"Name", Text(L"b")}});

@@ -316,7 +316,7 @@ TEST(MultipartSenderRequest, OtherPortsAreWithoutTlsWhateverTheScheme) {
   }
 }
 
-// Compatibility 42 and 43.
+// docs/compatibility.md, 42 and 43.
 TEST(MultipartSenderRequest, PortDecidesOnTlsAndIsCutTo16BitsForTheConnection) {
   const struct {
     const wchar_t* address;
@@ -375,7 +375,7 @@ TEST(MultipartSenderResponse, OtherStatusesAreNoDeliveryAndNotTriedAgain) {
   }
 }
 
-// Compatibility 41.
+// docs/compatibility.md, 41.
 TEST(MultipartSenderResponse, NumberAtTheStartOfTheBodyDecidesWhateverTheStatus) {
   for (const char* code : {"200", "204", "404", "500"}) {
     const std::wstring wideCode(code, code + 3);
@@ -557,7 +557,7 @@ TEST(MultipartSenderFailure, UnknownHostOrRefusedConnectionFailsToSend) {
   }
 }
 
-// Compatibility 47: the closing boundary has no message of its own.
+// docs/compatibility.md, 47: the closing boundary has no message of its own.
 TEST(MultipartSenderFailure, TextOfTheFormThatCannotBeConvertedOrWrittenEndsTheSend) {
   const TempFolder folder;
   WriteBytes(folder / L"a.bin", "data");
@@ -597,7 +597,7 @@ TEST(MultipartSenderFailure, TextOfTheFormThatCannotBeConvertedOrWrittenEndsTheS
     calls.failedConversion.assign(text.begin(), text.end());
     ExpectFailure(Send(request, readAll), UpToSending + notConverted + Failed);
   }
-  // Compatibility 46: the failed write has left the attachment open.
+  // docs/compatibility.md, 46: the failed write has left the attachment open.
   EXPECT_EQ(CloseHandlesOf(folder.Path().filename().wstring() + L"\\a.bin"), 1);
 }
 
@@ -728,7 +728,7 @@ TEST(MultipartSenderCancel, BeforeTheStartNoRequestIsMade) {
   EXPECT_TRUE(outcome.requests.empty());
 }
 
-// Compatibility 46: the attachment stays open.
+// docs/compatibility.md, 46: the attachment stays open.
 TEST(MultipartSenderCancel, InTheMiddleTheSendEndsAfterTheCurrentPiece) {
   const TempFolder folder;
   const std::wstring path = folder / L"a.bin";
@@ -764,7 +764,7 @@ TEST(MultipartSenderCancel, AfterTheBodyItIsIgnored) {
   ExpectSuccess(outcome, FormatLog(L"200", L"thanks", Delivered));
 }
 
-// Compatibility 45.
+// docs/compatibility.md, 45.
 TEST(MultipartSenderEnd, NotifiersThreeEventsAndTheThreadsHandleStayOpen) {
   // The first send also opens what the libraries keep.
   Send(MakeTwoFields());

@@ -14,7 +14,7 @@ std::string ReadPayload(const std::string& bytes) {
   return ReadReportPayload(stream.Get());
 }
 
-// Compatibility 35.
+// docs/compatibility.md, 35.
 TEST(ReportPayload, LastCharacterIsDoubled) {
   EXPECT_EQ(ReadPayload("X"), "XX");
   EXPECT_EQ(ReadPayload("<a/>\n"), "<a/>\n\n");

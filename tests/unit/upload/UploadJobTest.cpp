@@ -91,7 +91,7 @@ std::string UploadBytes(const std::string& bytes) {
   return form ? form->report : "no form";
 }
 
-// Compatibility 35: the last byte is doubled, an empty report is one NUL byte.
+// docs/compatibility.md, 35: the last byte is doubled, an empty report is one NUL byte.
 TEST(UploadReportPayload, IsTheFileReadInTextModeWithItsLastByteDoubled) {
   const struct {
     std::string bytes;
@@ -150,7 +150,7 @@ TEST(UploadReportPayload, ReportOfMegabytesArrivesWhole) {
   EXPECT_EQ(field.find_first_of("\r\n"), std::string::npos);
 }
 
-// Compatibility 36.
+// docs/compatibility.md, 36.
 TEST(UploadReportId, IsANewGuidForEachUpload) {
   const std::regex guid("[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}");
   Fixture f("X");
@@ -201,7 +201,7 @@ TEST(UploadReport, FailsWithoutAServerOrAValidAddress) {
   }
 }
 
-// Compatibility 38: the report stays closed.
+// docs/compatibility.md, 38: the report stays closed.
 TEST(UploadReport, ReportIsClosedBeforeItIsSentAndStaysClosed) {
   const struct {
     const char* status;
