@@ -95,7 +95,7 @@ step_clang() {
   { start_display && start_wine; } || count 0 1
   ctest_build windows-clang
   check clang-log-handle env -C tests/e2e PELTO_EXE="$build/windows-clang/PELTOSender.exe" \
-    python3 -m unittest test_log_handle.ReportDocument
+    PELTO_TRACES=yes python3 -m unittest test_log_handle.ReportDocument test_trace
   # That ran without a screen, and so would the windows of the next step.
   wineserver_command -k
   wineserver_command -w

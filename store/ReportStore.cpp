@@ -71,7 +71,7 @@ bool CReportStore::Open(const std::wstring& dataFolder) {
   }
   settings_.SetPath(settingsPath);
   const bool hasIdentifier = EnsureIdentifier();
-  TraceResult(L"store an identifier in the settings", hasIdentifier);
+  TraceResult(L"read or make the identifier", hasIdentifier);
   if (!hasIdentifier) return false;
   CloseReport();
   return TakeReport();

@@ -160,13 +160,14 @@ def launch(
     display: bool = False,
     stdin: int = subprocess.DEVNULL,
     stdout: IO[bytes] | int = subprocess.DEVNULL,
+    stderr: IO[bytes] | int = subprocess.DEVNULL,
 ) -> subprocess.Popen[bytes]:
     """Starts a Windows program, by its path or as one of Wine's own by its name."""
     if isinstance(program, Path) and not program.is_file():
         raise AssertionError(f"{program} has not been built")
     return subprocess.Popen(
         ["wine", str(program), *args], env=wine_environment(display), stdin=stdin, stdout=stdout,
-        stderr=subprocess.DEVNULL,
+        stderr=stderr,
     )
 
 
