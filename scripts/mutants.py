@@ -64,8 +64,7 @@ MUTANTS = (
            "argument.empty() && !parameter.mayBeEmpty", "argument.empty()",
            ("native app", UPLOAD)),
     Mutant("sends-for-users-who-asked-to-be-reminded", "app/RunController.cpp",
-           "GetConsentState() == TakesPart && store_->IsTransmissionDue()",
-           "GetConsentState() != DoesNotTakePart && store_->IsTransmissionDue()",
+           "if (consentState != TakesPart) return 0;", "",
            ("windows app", UPLOAD)),
     Mutant("transmission-is-not-dated", "app/RunController.cpp",
            "store_->StampTransmission();", "",
@@ -170,7 +169,7 @@ MUTANTS = (
            "GENERIC_READ, FILE_SHARE_READ,", "GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,",
            ("windows usage", LOG_HANDLE)),
     Mutant("log-in-use-ends-the-harvest", "usage/LogHarvester.cpp",
-           "if (!IsFree(path)) continue;", "if (!IsFree(path)) break;",
+           "path); continue;", "path); break;",
            ("windows usage", LOG_HANDLE)),
     # survey
     Mutant("monitor-query-has-one-space", "survey/SystemInformation.cpp",
