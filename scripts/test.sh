@@ -3,7 +3,8 @@
 # code is 0 only when nothing failed and every step could run.
 #
 #   scripts/test.sh            everything
-#   scripts/test.sh STEP...    some steps: format shell spelling native fuzz clang tidy windows e2e
+#   scripts/test.sh STEP...    some steps: format shell spelling docs native fuzz clang tidy
+#                              windows e2e
 #   scripts/test.sh --built STEP...
 #                              the steps windows and e2e with what is built already: installs and
 #                              builds nothing
@@ -56,6 +57,11 @@ step_shell() {
 step_spelling() {
   say 'Spelling'
   check spelling scripts/spelling.sh
+}
+
+step_docs() {
+  say 'Documents'
+  check compatibility scripts/check_compatibility.py
 }
 
 step_tidy() {
@@ -128,7 +134,7 @@ step_e2e() {
 
 started=$SECONDS
 steps=("$@")
-[ $# -gt 0 ] || steps=(format shell spelling native fuzz clang tidy windows e2e)
+[ $# -gt 0 ] || steps=(format shell spelling docs native fuzz clang tidy windows e2e)
 [ -z "$built" ] && [[ " ${steps[*]} " =~ \ (tidy|windows|e2e)\  ]] && build_windows
 for step in "${steps[@]}"; do
   if declare -F "step_$step" >/dev/null; then
