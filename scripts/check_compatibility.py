@@ -55,8 +55,8 @@ def faults() -> list[str]:
             found.append(f"{expected}: no file {cells[3]}")
         elif expected not in references(file):
             found.append(f"{expected}: {cells[3]} does not refer to it")
-        names = [] if cells[4] == "none" else cells[4].split(", ")
-        found += [f"{expected}: no test {name}" for name in names if name not in tests]
+        found += [f"{expected}: no test {name}" for name in cells[4].split(", ")
+                  if name not in tests]
     return found or ([] if rows() else ["no rows"])
 
 

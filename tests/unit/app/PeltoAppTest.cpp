@@ -4,8 +4,12 @@
 
 #include <string>
 
+#include "tests/support/ReplacedImport.h"
 #include "tests/support/TempFolder.h"
 #include "tests/unit/app/LanguageLibrary.h"
+
+extern "C" void* __imp_GetModuleFileNameW;
+extern "C" void* __imp_GetCommandLineW;
 
 namespace {
 
@@ -47,6 +51,25 @@ TEST_F(PeltoApp, IsTheApplicationObject) {
 TEST_F(PeltoApp, DoesNotGoOnAfterInitInstance) {
   Prepare();
   EXPECT_EQ(app_.InitInstance(), FALSE);
+}
+
+// docs/compatibility.md, 2.
+TEST_F(PeltoApp, GoesOnWithoutParsingTheCommandLineWhenItsPathHasNoBackslash) {
+  static int parsed;
+  parsed = 0;
+  const ReplacedImport path(
+      __imp_GetModuleFileNameW,
+      reinterpret_cast<void*>(+[](HMODULE, LPWSTR buffer, DWORD size) -> DWORD {
+        return wcscpy_s(buffer, size, L"PELTOSender.exe") == 0 ? 15 : 0;
+      }));
+  const ReplacedImport commandLine(__imp_GetCommandLineW, reinterpret_cast<void*>(+[]() -> LPWSTR {
+                                     ++parsed;
+                                     static wchar_t empty[] = L"";
+                                     return empty;
+                                   }));
+  Prepare();
+  EXPECT_EQ(app_.InitInstance(), TRUE);
+  EXPECT_EQ(parsed, 0);
 }
 
 TEST_F(PeltoApp, ExitsWithZeroWhenTheCommandLineIsRefused) {

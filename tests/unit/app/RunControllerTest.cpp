@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <new>
@@ -16,6 +17,7 @@
 #include "usage/LogHarvester.h"
 
 extern "C" void* __imp_ReadFile;
+extern "C" void* __imp__wfreopen;
 
 namespace {
 
@@ -287,6 +289,19 @@ TEST_F(RunController, LogStepAddsTheHarvestToTheStoredReport) {
     EXPECT_EQ(StartAndRun(RunMode::LogHandle), 1);
     EXPECT_EQ(ReadBytes(data_.reportPath), saved);
   }
+}
+
+// docs/compatibility.md, 7.
+TEST_F(RunController, LogStepCountsAsCompletedWhenItsSaveFails) {
+  Start(data_, data_.logs);
+  const ReplacedImport replaced(
+      __imp__wfreopen,
+      reinterpret_cast<void*>(+[](const wchar_t*, const wchar_t*, std::FILE* stream) -> std::FILE* {
+        std::fclose(stream);
+        return nullptr;
+      }));
+  EXPECT_EQ(RunAndEnd(RunMode::LogHandle), 1);
+  EXPECT_EQ(ReadBytes(data_.reportPath), "") << "it was not saved";
 }
 
 TEST_F(RunController, LogStepWithoutALogFolderLoadsAndSavesTheReport) {

@@ -197,6 +197,22 @@ TEST(ReportStoreLock, AStreamThatFailsToOpenAfterTheLockTestEndsTheOpening) {
   EXPECT_TRUE(f.clock.waits.empty());
 }
 
+// docs/compatibility.md, 13.
+TEST(ReportStoreLock, AnotherProcessCanTakeTheReportBetweenTheTestAndTheStream) {
+  static std::unique_ptr<FileHolder> other;
+  const ReplacedImport replaced(
+      __imp__wfopen_s,
+      reinterpret_cast<void*>(+[](std::FILE** stream, const wchar_t* path, const wchar_t*) {
+        other = std::make_unique<FileHolder>(L"unshared", path);
+        return *stream = nullptr, EACCES;
+      }));
+  Fixture f;
+  EXPECT_FALSE(f.Open());
+  ASSERT_NE(other, nullptr);
+  EXPECT_FALSE(f.IsReportFree()) << "the other process has it";
+  other.reset();
+}
+
 TEST(ReportStoreLock, AReportThatBecomesFreeIsTaken) {
   for (const size_t waits : {1U, 9U}) {
     Fixture f;

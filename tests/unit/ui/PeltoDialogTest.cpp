@@ -533,6 +533,18 @@ TEST_F(ConsentDialog, OpensWithTheStoredAnswer) {
   expectOpened(true, L"user@example.com", true);
 }
 
+// docs/compatibility.md, 49.
+TEST_F(ConsentDialog, OpensInTheSameWayWhateverItsFirstFlag) {
+  for (const int first : {0, 1, 7}) {
+    TestDialog dialog(&store_, first, 0);
+    ShowModal(dialog, [&](HWND) {
+      EXPECT_TRUE(dialog.IsButtonChecked(IDC_DECLINE)) << first;
+      EXPECT_EQ(dialog.opacities, std::vector<int>{245}) << first;
+      EXPECT_EQ(dialog.fadeSteps, 0) << first;
+    });
+  }
+}
+
 TEST_F(ConsentDialog, HidesRemindLaterButLeavesItThere) {
   Show([](TestDialog& dialog) {
     const HWND button = dialog.GetControl(IDC_REMIND_LATER);

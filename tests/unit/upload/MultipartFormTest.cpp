@@ -62,6 +62,16 @@ TEST(FormLength, IsTheSumOfAllPartsAndTheClosingBoundary) {
   EXPECT_EQ(ComputeFormLength({}, [](const std::wstring&) { return std::nullopt; }), 23U);
 }
 
+// docs/compatibility.md, 44.
+TEST(FormLength, CountsANameInUtf16Units) {
+  const auto length = [](const std::wstring& name) {
+    CUploadRequest request;
+    request.textFields[name] = "";
+    return ComputeFormLength(request, {});
+  };
+  EXPECT_EQ(length(L"\u30A2\U0001F600"), length(L"abc")) << "one unit and a pair of them";
+}
+
 TEST(FormLength, IsNoneWhenAnAttachmentsSizeCannotBeRead) {
   EXPECT_EQ(ComputeFormLength(MakeRequest(), [](const std::wstring&) { return std::nullopt; }),
             std::nullopt);

@@ -797,4 +797,17 @@ TEST(MultipartSenderEnd, SenderAndNotifierMayBeDestroyedAsSoonAsTheWaitReturns) 
   }
 }
 
+// docs/compatibility.md, 37.
+TEST(MultipartSenderStart, ThreadThatCannotBeMadeIsReportedToTheCallerAndNeverCompletes) {
+  const ReplacedImport replaced(
+      __imp_CreateThread,
+      reinterpret_cast<void*>(+[](SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE, void*,
+                                  DWORD, DWORD*) -> HANDLE { return nullptr; }));
+  CUploadNotifier notifier;
+  CMultipartSender sender;
+  EXPECT_FALSE(sender.StartSend({}, notifier));
+  EXPECT_EQ(notifier.GetLog(), Log{});
+  EXPECT_EQ(notifier.GetPercent(), 0);
+}
+
 }  // namespace

@@ -11,6 +11,7 @@
 
 #include "tests/support/ReplacedImport.h"
 
+extern "C" void* __imp_CreateThread;
 extern "C" void* __imp_HttpOpenRequestW;
 extern "C" void* __imp_HttpQueryInfoW;
 extern "C" void* __imp_HttpSendRequestExW;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/StatsText.h"
+#include "usage/EventTextFilter.h"
 
 namespace {
 
@@ -34,6 +35,14 @@ TEST(EventCounter, EventsWithAnEmptyTextAreNotCounted) {
   }
   f.Expect(L"", L"");
   EXPECT_EQ(f.commands.GetLastOrder(), 0U);
+}
+
+// docs/compatibility.md, 26.
+TEST(EventTextFilter, IsOneSetOfTheEmptyTextForTheWholeProcess) {
+  const EventTextFilter& filter = EventTextFilter::GetInstance();
+  EXPECT_EQ(&filter, &EventTextFilter::GetInstance());
+  EXPECT_TRUE(filter.Contains(L""));
+  EXPECT_FALSE(filter.Contains(L" "));
 }
 
 TEST(EventCounter, CountsDocumentsUnderTheirFileTypes) {
