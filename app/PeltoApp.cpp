@@ -12,8 +12,8 @@
 #include "app/CommandLineDriver.h"
 #include "app/ProgramSteps.h"
 #include "app/ResourceModule.h"
-#include "platform/Handles.h"
 #include "platform/SystemClock.h"
+#include "platform/UniqueHandle.h"
 
 namespace {
 
@@ -29,9 +29,16 @@ std::optional<std::wstring> GetProgramPath() {
   return std::wstring(buffer, length);
 }
 
+/// The block that `CommandLineToArgvW` returns.
+struct ArgumentsTraits {
+  using Handle = wchar_t**;
+  static Handle GetInvalid() { return nullptr; }
+  static void Close(Handle block) { LocalFree(block); }
+};
+
 std::vector<std::wstring> GetArguments() {
   int count = 0;
-  const CLocalBlock<wchar_t*> arguments(CommandLineToArgvW(GetCommandLineW(), &count));
+  const CUniqueHandle<ArgumentsTraits> arguments(CommandLineToArgvW(GetCommandLineW(), &count));
   if (!arguments) return {};
   return {arguments.Get(), arguments.Get() + count};
 }

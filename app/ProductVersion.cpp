@@ -2,12 +2,23 @@
 
 #include <cstdio>
 
-#include "platform/Handles.h"
+#include "platform/UniqueHandle.h"
+#include "platform/WindowsHeader.h"
+
+namespace {
+
+struct GlobalBlockTraits {
+  using Handle = HGLOBAL;
+  static Handle GetInvalid() { return nullptr; }
+  static void Close(Handle block) { GlobalFree(block); }
+};
+
+}  // namespace
 
 std::wstring ReadProductVersion(const std::wstring& path) {
   DWORD ignored = 0;
   const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &ignored);
-  const CGlobalBlock block(GlobalAlloc(GPTR, size));
+  const CUniqueHandle<GlobalBlockTraits> block(GlobalAlloc(GPTR, size));
   void* record = nullptr;
   UINT recordSize = 0;
   if (!block || !GetFileVersionInfoW(path.c_str(), 0 /* ignored */, size, block.Get()) ||

@@ -2,7 +2,7 @@
 
 #include "app/RunSteps.h"
 
-/// The steps of the program itself.
+/// The steps as the program takes them; tests replace them.
 class CProgramSteps : public CRunSteps {
  public:
   void HarvestLogs(const std::wstring& logFolder, CommandStats& commands,

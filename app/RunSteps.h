@@ -6,7 +6,8 @@
 #include "usage/CommandStats.h"
 #include "usage/FileTypeStats.h"
 
-/// The work of a run. The run controller decides which steps are taken and in which order.
+/// The steps of a run, as an interface, so that tests can replace them. The run controller decides
+/// which steps are taken and in which order.
 class CRunSteps {
  public:
   virtual ~CRunSteps() = default;

@@ -1,7 +1,12 @@
 # The same cross build with clang. Headers, libraries, linker and resource compiler are those of the
 # GCC cross compiler; clang 14 does not find them in Debian's "-posix" folder by itself.
 include("${CMAKE_CURRENT_LIST_DIR}/toolchain-mingw.cmake")
-file(GLOB gcc_folder /usr/lib/gcc/x86_64-w64-mingw32/*-posix)
+file(GLOB gcc_folders /usr/lib/gcc/x86_64-w64-mingw32/*-posix)
+if(NOT gcc_folders)
+  message(FATAL_ERROR "The mingw-w64 GCC cross compiler with posix threads is not installed")
+endif()
+list(SORT gcc_folders COMPARE NATURAL)
+list(GET gcc_folders -1 gcc_folder)
 set(CMAKE_C_COMPILER clang)
 set(CMAKE_C_COMPILER_TARGET x86_64-w64-mingw32)
 set(CMAKE_CXX_COMPILER clang++)

@@ -6,7 +6,7 @@ namespace {
 
 /// Describes the whole of `tool`, in the first version of the structure, which every version of the
 /// common controls accepts.
-TTTOOLINFOW ToolInfo(const CWnd* tool) {
+TTTOOLINFOW MakeToolInfo(const CWnd* tool) {
   TTTOOLINFOW info = {};
   info.cbSize = TTTOOLINFOW_V1_SIZE;
   info.uFlags = TTF_IDISHWND;
@@ -19,13 +19,13 @@ TTTOOLINFOW ToolInfo(const CWnd* tool) {
 
 BOOL CToolTipCtrl::AddTool(CWnd* tool, const std::wstring& text) {
   std::wstring copy = text;
-  TTTOOLINFOW info = ToolInfo(tool);
+  TTTOOLINFOW info = MakeToolInfo(tool);
   info.lpszText = copy.data();
   return SendMessage(TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&info)) != 0;
 }
 
 void CToolTipCtrl::DelTool(CWnd* tool) {
-  TTTOOLINFOW info = ToolInfo(tool);
+  TTTOOLINFOW info = MakeToolInfo(tool);
   SendMessage(TTM_DELTOOLW, 0, reinterpret_cast<LPARAM>(&info));
 }
 

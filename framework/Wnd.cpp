@@ -7,7 +7,7 @@ namespace {
 
 /// The windows that are attached to an object. Never released, because windows may still get
 /// messages while the process ends.
-std::map<HWND, CWnd*>& AttachedWindows() {
+std::map<HWND, CWnd*>& GetAttachedWindows() {
   static auto& windows = *new std::map<HWND, CWnd*>;
   return windows;
 }
@@ -77,13 +77,13 @@ CWnd::~CWnd() {
 }
 
 CWnd* CWnd::FromHandlePermanent(HWND window) {
-  const auto found = AttachedWindows().find(window);
-  return found != AttachedWindows().end() ? found->second : nullptr;
+  const auto found = GetAttachedWindows().find(window);
+  return found != GetAttachedWindows().end() ? found->second : nullptr;
 }
 
 BOOL CWnd::SubclassWindow(HWND window) {
   if (m_hWnd != nullptr || !::IsWindow(window)) return FALSE;
-  if (!AttachedWindows().emplace(window, this).second) return FALSE;
+  if (!GetAttachedWindows().emplace(window, this).second) return FALSE;
   m_hWnd = window;
   try {
     PreSubclassWindow();
@@ -98,7 +98,7 @@ BOOL CWnd::SubclassWindow(HWND window) {
 }
 
 void CWnd::Detach() {
-  AttachedWindows().erase(m_hWnd);
+  GetAttachedWindows().erase(m_hWnd);
   m_hWnd = nullptr;
   ownProcedure_ = nullptr;
 }

@@ -27,21 +27,6 @@ struct LibraryTraits {
   static void Close(Handle handle) { FreeLibrary(handle); }
 };
 
-/// A block that the system allocated with `LocalAlloc` for its caller.
-template <typename Element>
-struct LocalBlockTraits {
-  using Handle = Element*;
-  static Handle GetInvalid() { return nullptr; }
-  static void Close(Handle block) { LocalFree(block); }
-};
-
-/// A block of `GlobalAlloc`.
-struct GlobalBlockTraits {
-  using Handle = HGLOBAL;
-  static Handle GetInvalid() { return nullptr; }
-  static void Close(Handle block) { GlobalFree(block); }
-};
-
 /// A reference to a COM object.
 template <typename Interface>
 struct ComPointerTraits {
@@ -53,8 +38,5 @@ struct ComPointerTraits {
 using CFileHandle = CUniqueHandle<FileHandleTraits>;
 using CFindHandle = CUniqueHandle<FindHandleTraits>;
 using CLibraryHandle = CUniqueHandle<LibraryTraits>;
-template <typename Element>
-using CLocalBlock = CUniqueHandle<LocalBlockTraits<Element>>;
-using CGlobalBlock = CUniqueHandle<GlobalBlockTraits>;
 template <typename Interface>
 using CComPointer = CUniqueHandle<ComPointerTraits<Interface>>;

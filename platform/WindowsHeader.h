@@ -1,4 +1,4 @@
-// The one door to <windows.h>, so that every file sees it with the same switches.
+// Include <windows.h> through this header only, so that every file gets it with the same macros.
 #pragma once
 
 #ifndef NOMINMAX

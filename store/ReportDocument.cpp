@@ -111,7 +111,7 @@ void MergeCommand(CommandStats& commands, const char* name, const char* order, c
   if (name == nullptr || order == nullptr || count == nullptr) return;
   CommandStat stat;
   stat.event = {UsageEventKind::Command, ToWide(name), {}};
-  stat.order = static_cast<std::uint32_t>(ParseInt32(std::string_view(order)));
+  stat.order = static_cast<std::uint32_t>(ParseInt32(order));
   stat.count = ParseCount(count);
   commands.Merge(stat);
 }

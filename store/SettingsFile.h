@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 /// The settings file's sections and keys.
 namespace settings {

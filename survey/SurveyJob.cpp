@@ -32,7 +32,7 @@ class CComInitialization {
 }  // namespace
 
 int CollectSystemInformation(CReportStore& store) {
-  // Made with the first query, so that a report that needs none does not load COM.
+  // Made with the first query, so that a report that has a description already does not load COM.
   std::optional<CComInitialization> com;
   const WmiQuery query = [&com](const wchar_t* space, const std::wstring& text,
                                 const wchar_t* properties, InfoSection* firstRow) {

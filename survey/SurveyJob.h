@@ -6,6 +6,6 @@
 /// found nothing (docs/compatibility.md, 8), and 0 when the store already holds a description;
 /// nothing is done then.
 ///
-/// Initializes COM on the calling thread for the duration of the survey; without COM, nothing is
-/// described. Waits for Windows Management Instrumentation without a time-out.
+/// COM is initialized on the calling thread from the first query to the end of the survey. Without
+/// COM, nothing is described. Waits for Windows Management Instrumentation without a time-out.
 int CollectSystemInformation(CReportStore& store);

@@ -74,7 +74,7 @@ int DescribeAdapter(const WmiQuery& ask, const Category& category, InfoSection& 
     deviceId = adapter->FindProperty(L"DeviceId");
   }
   if (deviceId == nullptr) return 0;
-  // Unused (docs/compatibility.md, 32).
+  // Made for the duration of the second query and not used (docs/compatibility.md, 32).
   const InfoSection unused(L"AdapterConf");
   // The category counts as described even when this query fails (docs/compatibility.md, 34).
   if (const std::optional<std::wstring> query = FormatConfigurationQuery(deviceId->value)) {

@@ -29,8 +29,8 @@ struct GlobalLockTraits {
 using CGlobalLock = CUniqueHandle<GlobalLockTraits>;
 
 HBITMAP Decode(IStream* stream) {
-  // The image may read from its stream at any time, so neither is freed (docs/compatibility.md,
-  // 51).
+  // The image may read its bytes at any time, so neither the image nor the block with the bytes is
+  // freed (docs/compatibility.md, 51).
   Gdiplus::GpBitmap* image = nullptr;
   if (Gdiplus::DllExports::GdipCreateBitmapFromStream(stream, &image) != Gdiplus::Ok)
     return nullptr;

@@ -81,6 +81,7 @@ bool CMultipartSender::Deliver() {
   CInternetHandle connection;
   CInternetHandle http;
 
+  const std::wstring header = FormatRequestHeader();
   Report(L"Calculating size of data to send.");
   const std::optional<std::uint64_t> length = ComputeFormLength(request_, GetAttachmentSize);
   if (!length) return Fail(L"Error calculating size of data to send!");
@@ -113,7 +114,6 @@ bool CMultipartSender::Deliver() {
                               flags, 0 /* context */));
   if (!http) return Fail(L"HttpOpenRequest has failed.");
 
-  const std::wstring header = FormatRequestHeader();
   totalSize_ = static_cast<std::uint32_t>(*length);
   bytesUploaded_ = 0;
   INTERNET_BUFFERSW buffers = {};

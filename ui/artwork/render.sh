@@ -70,7 +70,7 @@ frames.append((256, (work / "256.png").read_bytes()))
 directory = struct.pack("<HHH", 0, 1, len(frames))
 offset = len(directory) + 16 * len(frames)
 for size, data in frames:
-    # A byte holds the size; 0 stands for 256.
+    # A byte holds the size; 0 means 256.
     directory += struct.pack("<BBBBHHII", size % 256, size % 256, 0, 0, 1, 32,
                              len(data), offset)
     offset += len(data)
