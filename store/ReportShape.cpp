@@ -60,8 +60,8 @@ std::string NormalizeText(std::string_view report) {
   return text;
 }
 
-/// The parser's way through a text. Where the parser would fail, the rest is of no interest, so a
-/// walk may end there or go on.
+/// The parser's way through a text. Where the parser fails, it reads no further, so it does not
+/// matter whether the walk ends there or goes on.
 class CParserWalk {
  public:
   explicit CParserWalk(std::string_view text) : text_(text) {}
@@ -173,7 +173,8 @@ void CParserWalk::ReadDeclaration() {
       SkipWhile([](char c) { return c != '>' && !IsSpace(c); });
     }
   }
-  if (depth_ > 0 || isUtf8_) return;
+  // The parser takes the encoding from the first declaration outside of all elements.
+  if (depth_ > 0 || isUtf8_.has_value()) return;
   const std::string_view name = encoding.c_str();  // as a C text, like the parser
   isUtf8_ =
       name.empty() || StartsWithIgnoringCase(name, "utf-8") || StartsWithIgnoringCase(name, "utf8");
@@ -181,6 +182,8 @@ void CParserWalk::ReadDeclaration() {
 
 void CParserWalk::ReadStartTag() {
   ++at_;
+  SkipSpace();  // In UTF-8 the parser takes byte-order marks before the name for whitespace, too.
+  if (IsAtEnd() || !BeginsName(text_[at_])) return GiveUp();
   SkipWhile(BelongsToName);
   int attributes = 0;
   for (SkipSpace(); !IsAtEnd(); SkipSpace()) {

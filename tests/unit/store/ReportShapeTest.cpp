@@ -40,6 +40,23 @@ TEST(ReportShape, RefusesElementsNestedDeeperThanTheLimit) {
   EXPECT_FALSE(IsSafeToParse(Repeat("</a>", 100) + deepest + "<a>")) << "there is no level to end";
 }
 
+// The parser skips whitespace after "<", and in UTF-8 these bytes are whitespace.
+TEST(ReportShape, FollowsATagThatBeginsWithAMark) {
+  const std::string start = ByteOrderMark;
+  for (const std::string mark : {"\xEF\xBB\xBF", "\xEF\xBF\xBE", "\xEF\xBF\xBF", "\xEF\xBB\xBF "}) {
+    const std::string level = "<" + mark + "a>";
+    EXPECT_TRUE(IsSafeToParse(start + Repeat(level, DepthLimit))) << mark;
+    EXPECT_FALSE(IsSafeToParse(start + Repeat(level, DepthLimit + 1))) << mark;
+    EXPECT_TRUE(IsSafeToParse(start + "<" + mark + "a" + Repeat(" x=''", AttributeLimit) + ">"));
+    EXPECT_FALSE(
+        IsSafeToParse(start + "<" + mark + "a" + Repeat(" x=''", AttributeLimit + 1) + ">"));
+    EXPECT_FALSE(IsSafeToParse(start + level + "text\xE4")) << mark;
+    EXPECT_TRUE(IsSafeToParse(start + level + "<b/></a>")) << mark;
+    EXPECT_TRUE(IsSafeToParse(start + "<" + mark)) << mark;
+    EXPECT_TRUE(IsSafeToParse(start + "<" + mark + "1>" + Repeat("<a>", DepthLimit + 1))) << mark;
+  }
+}
+
 TEST(ReportShape, TakesAnyNumberOfElementsSideBySide) {
   for (const char* text : {"<c id=\"1\" name='x' />", "<c>text</c>", "<c>&#60;c></c>",
                            "<!-- <a> -->", "<![CDATA[<a>]]]>", "<!a><?a><3a><>", "</a>"}) {
