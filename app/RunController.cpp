@@ -59,8 +59,8 @@ int CRunController::RunDialog() {
 }
 
 /// The result is 1 even when the save failed (docs/compatibility.md, 7). An exception, which only
-/// memory exhaustion raises, leaves the report unchanged: losing the logs deleted so far
-/// (docs/compatibility.md, 27) is better than counting part of a log.
+/// memory exhaustion raises, leaves the report unchanged: losing the counts of the logs deleted so
+/// far (docs/compatibility.md, 27) is better than counting part of a log.
 int CRunController::RunLogStep() try {
   TraceResult(L"load the report", store_->Load());
   const bool hasLogs = PathExists(logFolder_);
@@ -104,6 +104,7 @@ int CRunController::Transmit() {
 int CRunController::CollectSystemInformation() try {
   TraceResult(L"load the report", store_->Load());
   steps_.CollectSystemInformation(*store_);
+  Trace(L"describe the machine", L"done");
   TraceResult(L"save the report", store_->Save());
   return 1;
 } catch (...) {

@@ -79,6 +79,8 @@ class Trace(harness.ProgramTest):
             "survey: not due",
             "load the report: failed",
             "save the report: done",
+            "read the report: done",
+            "make the upload's identifier: done",
             "upload: Calculating size of data to send.",
             "upload: Opening Internet connection.",
             "upload: Connecting to server",
