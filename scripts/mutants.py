@@ -100,7 +100,7 @@ MUTANTS = (
            ("windows platform", "windows store")),
     Mutant("text-is-read-in-code-page-1252", "platform/AnsiText.cpp",
            "MultiByteToWideChar(CP_ACP, 0,", "MultiByteToWideChar(1252, 0,",
-           ("windows platform", "windows usage", "windows store", LOG_HANDLE)),
+           ("windows platform", "windows usage", "windows store")),
     Mutant("number-passes-its-limit", "platform/DecimalText.cpp",
            "(limit - digit) / 10", "limit / 10",
            ("native platform", LOG_HANDLE)),
@@ -242,6 +242,51 @@ MUTANTS = (
     Mutant("link-gets-no-mouse-messages", "ui/HyperlinkStatic.cpp",
            "ModifyStyle(0, SS_NOTIFY);", "",
            ("windows ui", DIALOG)),
+    # Failing system calls and other faults that no mutant may survive
+    Mutant("failed-stream-is-awaited", "store/ReportStore.cpp",
+           "return static_cast<bool>(report_);", "if (report_) return true;",
+           ("windows store",)),
+    Mutant("failed-print-counts-as-saved", "store/ReportStore.cpp",
+           "document.SaveFile(report_.Get()) &&", "(document.SaveFile(report_.Get()), true) &&",
+           ("windows store",)),
+    Mutant("failed-flush-counts-as-saved", "store/ReportStore.cpp",
+           "&& std::fflush(report_.Get()) == 0", "",
+           ("windows store",)),
+    Mutant("file-type-needs-both-counts", "store/ReportDocument.cpp",
+           "opened == nullptr ? 0 :", "opened == nullptr ? 1 :",
+           ("native store",)),
+    Mutant("document-events-pass-the-filter", "usage/EventCounter.cpp",
+           "if (EventTextFilter::GetInstance().Contains(ToWide(event.text))) return;", "",
+           ("native usage",)),
+    Mutant("extension-of-the-ending-only", "platform/FileExtension.cpp",
+           "text(path);", "text(path.substr(path.rfind('.') < path.size() ? path.rfind('.') : 0));",
+           ("windows platform",)),
+    Mutant("locator-in-any-context", "survey/WmiQueryEngine.cpp",
+           "CLSCTX_INPROC_SERVER", "CLSCTX_ALL",
+           ("windows survey",)),
+    Mutant("com-begins-before-the-check", "survey/SurveyJob.cpp",
+           "std::optional<CComInitialization> com;",
+           "std::optional<CComInitialization> com(std::in_place);",
+           ("windows survey",)),
+    Mutant("unused-section-is-not-made", "survey/SystemInformation.cpp",
+           'const InfoSection unused(L"AdapterConf");', "",
+           ("native survey",)),
+    Mutant("upload-goes-on-without-an-identifier", "upload/UploadJob.cpp",
+           "if (!hasId) return 0;", "",
+           ("windows upload",)),
+    Mutant("failed-status-query-is-200", "upload/MultipartSender.cpp",
+           "std::optional<unsigned long> statusCode;", "std::optional<unsigned long> statusCode = 200;",
+           ("windows upload",)),
+    Mutant("failed-closing-boundary-is-ignored", "upload/MultipartSender.cpp",
+           "return closing != nullptr && Write(http, closing, std::strlen(closing));",
+           "if (closing != nullptr) Write(http, closing, std::strlen(closing)); return true;",
+           ("windows upload",)),
+    Mutant("pieces-of-1025-bytes", "upload/MultipartSender.cpp",
+           "ChunkLength = 1024", "ChunkLength = 1025",
+           ("windows upload",)),
+    Mutant("template-in-another-english", "ui/PeltoDialog.rc",
+           "SUBLANG_ENGLISH_US", "SUBLANG_ENGLISH_UK",
+           ("windows ui",)),
 )
 
 
@@ -508,7 +553,7 @@ def run(chosen: list[Mutant]) -> bool:
 def main() -> int:
     parser = argparse.ArgumentParser(
         description="Breaks the program on purpose and reports which test catches each fault.")
-    parser.add_argument("--list", action="store_true", help="print the table and end")
+    parser.add_argument("--list", action="store_true", help="print the table, check that it fits the sources, and end")
     parser.add_argument("mutants", nargs="*", metavar="MUTANT", help="number or name")
     arguments = parser.parse_args()
     # Ended in this way, everything is put back too.
@@ -516,6 +561,7 @@ def main() -> int:
     try:
         chosen = choose(arguments.mutants)
         if arguments.list:
+            check_table(chosen)
             for mutant in chosen:
                 print(f"{MUTANTS.index(mutant) + 1:3}  {mutant.file}: {mutant.name}"
                       f" ({', '.join(mutant.suites)})")

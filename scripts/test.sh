@@ -62,6 +62,7 @@ step_spelling() {
 step_docs() {
   say 'Documents'
   check compatibility scripts/check_compatibility.py
+  check mutants-table scripts/mutants.py --list
 }
 
 step_tidy() {
