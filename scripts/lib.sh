@@ -119,7 +119,7 @@ start_wine() {
   trap stop_wine EXIT
   wineserver_command -p 2>/dev/null || true
   # The first program starts Wine's services, which keep its standard handles open: with a pipe
-  # there, its reader would wait for ever.
+  # there, its reader would wait forever.
   wine cmd /c exit >/dev/null 2>&1 </dev/null
 }
 

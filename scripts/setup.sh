@@ -10,7 +10,7 @@ deps="$build/deps"
 packages=(
   g++-mingw-w64-x86-64-posix wine wine64 cmake ninja-build g++ dpkg-dev python3 mawk
   googletest libbenchmark-dev patch clang clang-tidy clang-format libclang-rt-14-dev shellcheck
-  codespell openssl git xvfb xdotool imagemagick fonts-wine librsvg2-bin locales
+  codespell openssl git xvfb xdotool imagemagick fonts-wine librsvg2-bin locales tzdata
 )
 
 # TinyXML as Debian 12 has it. With another version, change these lines together.
@@ -49,7 +49,7 @@ fetch_tinyxml() {
   fi
   (cd "$deps" && dpkg-source -q -x "tinyxml_$tinyxml_version.dsc") &&
     # This one patch is for users of Debian's own binary: it forces the iostream interface, which
-    # would make the executable half as large again.
+    # would make the executable 1.5 times as large.
     (cd "$deps"/tinyxml-[0-9]* && patch -R -p1 <debian/patches/enforce-use-stl.patch) &&
     mv "$deps"/tinyxml-[0-9]* "$deps/tinyxml" &&
     rm -rf "$apt"

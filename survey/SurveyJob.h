@@ -7,5 +7,5 @@
 /// nothing is done then.
 ///
 /// COM is initialized on the calling thread from the first query to the end of the survey. Without
-/// COM, nothing is described. Waits for Windows Management Instrumentation without a time-out.
+/// COM, nothing is described. Waits for Windows Management Instrumentation without a timeout.
 int CollectSystemInformation(CReportStore& store);

@@ -4,7 +4,7 @@
 
 #include "survey/InfoSection.h"
 
-/// The `WmiQuery` of the local machine. Waits for each object without a time-out, so a provider
+/// The `WmiQuery` of the local machine. Waits for each object without a timeout, so a provider
 /// that stalls blocks the caller. COM must be initialized on the calling thread; otherwise the
 /// result is 0. The process needs no COM security: the connection gets its own.
 ///

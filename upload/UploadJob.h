@@ -5,7 +5,7 @@
 #include "store/ReportStore.h"
 
 /// Sends the report file to the collection server at `address` and waits for the outcome without a
-/// time-out. Returns 1 when the server has confirmed the delivery, else 0. Nothing is sent when no
+/// timeout. Returns 1 when the server has confirmed the delivery, else 0. Nothing is sent when no
 /// GUID can be made for the upload.
 ///
 /// Closes the store's handle on the report file for good (docs/compatibility.md, 38). A file that

@@ -32,7 +32,7 @@ class CUploadNotifier {
   void SetPercent(int percent, bool isRelative);
   /// Stores the status and releases the waiting thread. The last call of a sender.
   void Complete(int status);
-  /// Waits for completion without a time-out and returns the status.
+  /// Waits for completion without a timeout and returns the status.
   int AwaitResult();
   /// Whether cancellation was requested. The request persists.
   bool CancelRequested();

@@ -39,7 +39,7 @@ int LogHarvester::Harvest(const std::wstring& folder, bool deletesLogs) {
     }
     Trace(L"count a log", path);
     ReadLog(path, counter);
-    // The log is deleted whatever it held, even when reading it failed half-way. One that cannot be
+    // The log is deleted whatever it held, even when reading it failed halfway. One that cannot be
     // deleted is counted again by the next run (docs/compatibility.md, 24).
     if (deletesLogs) TraceResult(L"delete the log", DeleteFileW(path.c_str()) != 0);
   } while (FindNextFileW(search.Get(), &entry));

@@ -29,7 +29,7 @@ REPOSITORY = Path(__file__).resolve().parents[2]
 PROGRAM = Path(
     os.environ.get("PELTO_EXE", REPOSITORY / "build" / "windows" / "PELTOSender.exe")
 )
-TEST_PROGRAMS = REPOSITORY / "build" / "windows" / "tests"
+TEST_PROGRAMS = PROGRAM.parent / "tests"
 WINE_PREFIX = Path(os.environ.get("PELTO_WINEPREFIX", REPOSITORY / "build" / "wine-prefix"))
 WINESERVERS = ("/usr/lib/wine/wineserver64", "/usr/lib/wine/wineserver", "wineserver")
 

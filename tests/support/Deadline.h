@@ -2,7 +2,7 @@
 
 #include "platform/WindowsHeader.h"
 
-/// Aborts the test program after 30 s, so that a test that waits without a time-out cannot block
+/// Aborts the test program after 30 s, so that a test that waits without a timeout cannot block
 /// the whole run.
 class Deadline {
  public:

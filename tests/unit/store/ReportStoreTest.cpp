@@ -209,6 +209,7 @@ TEST(ReportStoreLock, AnotherProcessCanTakeTheReportBetweenTheTestAndTheStream) 
       }));
   Fixture f;
   EXPECT_FALSE(f.Open());
+  // It could be taken: the lock test does not hold the file until the stream is open.
   ASSERT_NE(other, nullptr);
   EXPECT_FALSE(f.IsReportFree()) << "the other process has it";
   other.reset();

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cmath>
 #include <functional>
+#include <future>
 #include <memory>
 #include <new>
 #include <sstream>
@@ -798,7 +799,7 @@ TEST(MultipartSenderEnd, SenderAndNotifierMayBeDestroyedAsSoonAsTheWaitReturns) 
 }
 
 // docs/compatibility.md, 37.
-TEST(MultipartSenderStart, ThreadThatCannotBeMadeIsReportedToTheCallerAndNeverCompletes) {
+TEST(MultipartSenderStart, ThreadThatCannotBeMadeFailsTheStartAndLeavesTheWaitWithoutAnEnd) {
   const ReplacedImport replaced(
       __imp_CreateThread,
       reinterpret_cast<void*>(+[](SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE, void*,
@@ -806,8 +807,10 @@ TEST(MultipartSenderStart, ThreadThatCannotBeMadeIsReportedToTheCallerAndNeverCo
   CUploadNotifier notifier;
   CMultipartSender sender;
   EXPECT_FALSE(sender.StartSend({}, notifier));
-  EXPECT_EQ(notifier.GetLog(), Log{});
-  EXPECT_EQ(notifier.GetPercent(), 0);
+  std::future<int> result = std::async(std::launch::async, [&] { return notifier.AwaitResult(); });
+  EXPECT_EQ(result.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+  notifier.Complete(CUploadNotifier::Failed);
+  EXPECT_EQ(result.get(), CUploadNotifier::Failed);
 }
 
 }  // namespace
