@@ -279,7 +279,7 @@ MUTANTS = (
            ("windows upload",)),
     Mutant("failed-closing-boundary-is-ignored", "upload/MultipartSender.cpp",
            "return closing != nullptr && Write(http, closing, std::strlen(closing));",
-           "if (closing != nullptr) Write(http, closing, std::strlen(closing)); return true;",
+           "if (closing != nullptr) { Write(http, closing, std::strlen(closing)); } return true;",
            ("windows upload",)),
     Mutant("pieces-of-1025-bytes", "upload/MultipartSender.cpp",
            "ChunkLength = 1024", "ChunkLength = 1025",
