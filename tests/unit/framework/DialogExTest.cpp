@@ -353,6 +353,9 @@ TEST_F(DialogEx, BecomesActiveAndSetsTheFocusToItsFirstControl) {
     EXPECT_EQ(GetActiveWindow(), window);
     EXPECT_EQ(GetDlgCtrlID(GetFocus()), IDC_NAME);
   });
+  // No focus is set, which would activate it as well.
+  dialog_.initResult = FALSE;
+  ShowModal(dialog_, [](HWND window) { EXPECT_EQ(GetActiveWindow(), window); });
 }
 
 TEST_F(DialogEx, LeavesTheFocusOfOnInitDialogOnlyWhenThatReturnsFalse) {
