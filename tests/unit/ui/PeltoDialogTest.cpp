@@ -220,6 +220,13 @@ std::vector<LANGID> GetTemplateLanguages() {
   return languages;
 }
 
+/// String 102 of a module.
+std::wstring GetAddress(HINSTANCE module) {
+  wchar_t address[512] = L"";
+  EXPECT_GT(LoadStringW(module, IDS_PRIVACY_POLICY, address, 512), 0);
+  return address;
+}
+
 // The only test that knows the shipped texts.
 TEST(ShippedTemplate, HasItsLanguageTextsRectanglesAndStylesToTheLetter) {
   constexpr LANGID AmericanEnglish = 1033;
@@ -290,6 +297,7 @@ TEST(ShippedTemplate, HasItsLanguageTextsRectanglesAndStylesToTheLetter) {
     EXPECT_EQ(reader.ReadName(), control.text);
     EXPECT_EQ(reader.Read<WORD>(), 0) << "further data";
   }
+  EXPECT_EQ(GetAddress(nullptr), L"https://www.quintar.example/privacy");
 }
 
 SIZE SizeOf(HBITMAP picture) {
@@ -308,13 +316,6 @@ TEST_F(ConsentDialog, IsAsLargeAsItsPicture) {
 }
 
 // Where its resources come from.
-
-/// String 102 of a module.
-std::wstring GetAddress(HINSTANCE module) {
-  wchar_t address[512] = L"";
-  EXPECT_GT(LoadStringW(module, IDS_PRIVACY_POLICY, address, 512), 0);
-  return address;
-}
 
 /// The address that the shown dialog's link opens on a click.
 std::wstring GetAddressOfLink(const TestDialog& dialog) {
