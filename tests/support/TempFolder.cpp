@@ -6,6 +6,7 @@
 #include <iterator>
 #include <system_error>
 
+#include "platform/Handles.h"
 #include "platform/WindowsHeader.h"
 
 TempFolder::TempFolder() {
@@ -34,4 +35,12 @@ std::string ReadBytes(const std::wstring& path) {
 
 bool Exists(const std::wstring& path) {
   return std::filesystem::exists(path);
+}
+
+bool IsFree(const std::wstring& path) {
+  const CFileHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                     OPEN_EXISTING, 0, nullptr));
+  const DWORD error = file ? ERROR_SUCCESS : GetLastError();
+  EXPECT_TRUE(file || error == ERROR_SHARING_VIOLATION) << error;
+  return static_cast<bool>(file);
 }

@@ -25,3 +25,5 @@ void WriteBytes(const std::wstring& path, std::string_view bytes);
 /// The file's bytes; the test fails when it cannot be read.
 std::string ReadBytes(const std::wstring& path);
 bool Exists(const std::wstring& path);
+/// Whether nobody has the file open; the test fails when there is no such file.
+bool IsFree(const std::wstring& path);

@@ -8,7 +8,6 @@
 #include <new>
 #include <string>
 
-#include "platform/Handles.h"
 #include "survey/SystemInformation.h"
 #include "tests/support/ReplacedImport.h"
 #include "tests/support/TestProcess.h"
@@ -228,13 +227,6 @@ class RunController : public testing::Test {
   }
   int StartAndRun(RunMode mode) { return StartAndRun(data_, mode); }
 
-  /// Fails when another opener that shares nothing finds the report in use or free otherwise.
-  void ExpectReportIsHeld(bool isHeld) const {
-    const CFileHandle file(
-        CreateFileW(data_.reportPath.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-    EXPECT_EQ(!file && GetLastError() == ERROR_SHARING_VIOLATION, isHeld);
-  }
-
   const DataFolder data_;
   Journal journal_;
   JournalClock clock_{journal_};
@@ -278,7 +270,7 @@ TEST_F(RunController, LogStepAddsTheHarvestToTheStoredReport) {
                              "            <cmd id=\"2\" name=\"Line\" count=\"1\" />\r\n",
                              "            <ftype name=\".dwg\" ocnt=\"0\" scnt=\"1\" />\r\n")}};
   steps_.onHarvest = [this](CommandStats& commands, FileTypeStats& fileTypes) {
-    ExpectReportIsHeld(true);
+    EXPECT_FALSE(IsFree(data_.reportPath));
     for (const wchar_t* const name : {L"Circle", L"Line"}) {
       commands.Count({UsageEventKind::Command, name, {}});
     }
@@ -456,7 +448,7 @@ TEST_F(RunController, CollectionFindsTheReportLoadedAndHeld) {
   SystemProperties properties;
   steps_.onCollect = [&](CReportStore& store) {
     properties = store.GetSystemProperties();
-    ExpectReportIsHeld(true);
+    EXPECT_FALSE(IsFree(data_.reportPath));
   };
   StartAndRun(RunMode::Duty);
   ASSERT_TRUE(properties.contains({L"Version", L"OS"}));
@@ -613,7 +605,7 @@ TEST_F(RunController, FailedInitializationAfterASuccessfulOneReleasesTheFirstRep
   Start(data_, data_.logs);
   WriteBytes(data_.temp / L"file", "");
   EXPECT_FALSE(controller_->Initialize(L"", data_.temp / L"file\\data", L"", L"", L""));
-  ExpectReportIsHeld(false);
+  EXPECT_TRUE(IsFree(data_.reportPath));
 }
 
 TEST_F(RunController, SecondInitializationTakesTheNewTextsWithoutWaitingAndReleasesTheFirstReport) {
@@ -622,8 +614,7 @@ TEST_F(RunController, SecondInitializationTakesTheNewTextsWithoutWaitingAndRelea
   for (int i = 0; i < 2; ++i) {
     ASSERT_TRUE(controller_->Initialize(Address, data_.path, L"", L"Draw It", L"1.2.3.4"));
   }
-  EXPECT_TRUE(CFileHandle(
-      CreateFileW(first.reportPath.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr)));
+  EXPECT_TRUE(IsFree(first.reportPath));
   EXPECT_EQ(RunAndEnd(RunMode::Duty), 1);
   EXPECT_EQ(journal_, (Journal{"collect", UploadStep}));
   EXPECT_EQ(steps_.sent, FormatSavedReport("", ""));
@@ -631,11 +622,11 @@ TEST_F(RunController, SecondInitializationTakesTheNewTextsWithoutWaitingAndRelea
 
 TEST_F(RunController, HoldsTheReportUntilItIsDestroyed) {
   Start(data_, data_.logs);
-  ExpectReportIsHeld(true);
+  EXPECT_FALSE(IsFree(data_.reportPath));
   controller_->Run(RunMode::LogHandle);
-  ExpectReportIsHeld(true);
+  EXPECT_FALSE(IsFree(data_.reportPath));
   controller_.reset();
-  ExpectReportIsHeld(false);
+  EXPECT_TRUE(IsFree(data_.reportPath));
 }
 
 }  // namespace

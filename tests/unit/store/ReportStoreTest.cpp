@@ -46,10 +46,6 @@ struct Fixture {
   }
   bool Open() { return store.Open(folder.Path().wstring()); }
   void Use(const wchar_t* command) { commands.Count({UsageEventKind::Command, command, {}}); }
-  bool IsReportFree() const {
-    return static_cast<bool>(CFileHandle(CreateFileW(report.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                                     0, nullptr, OPEN_EXISTING, 0, nullptr)));
-  }
 };
 
 constexpr char Identifier[] = "[PELTO]\r\nID=the-id\r\n";
@@ -147,11 +143,11 @@ TEST(ReportStoreOpen, LeavesWhatTheReportHolds) {
 TEST(ReportStoreLock, HoldsTheReportUntilItIsClosed) {
   Fixture f;
   ASSERT_TRUE(f.Open());
-  EXPECT_FALSE(f.IsReportFree());
+  EXPECT_FALSE(IsFree(f.report));
   f.store.Save();
-  EXPECT_FALSE(f.IsReportFree()) << "after a save";
+  EXPECT_FALSE(IsFree(f.report)) << "after a save";
   f.store.CloseReport();
-  EXPECT_TRUE(f.IsReportFree());
+  EXPECT_TRUE(IsFree(f.report));
 }
 
 TEST(ReportStoreLock, EndsWithTheStore) {
@@ -159,9 +155,9 @@ TEST(ReportStoreLock, EndsWithTheStore) {
   {
     CReportStore store(f.commands, f.fileTypes, f.clock);
     ASSERT_TRUE(store.Open(f.folder.Path().wstring()));
-    EXPECT_FALSE(f.IsReportFree());
+    EXPECT_FALSE(IsFree(f.report));
   }
-  EXPECT_TRUE(f.IsReportFree());
+  EXPECT_TRUE(IsFree(f.report));
 }
 
 TEST(ReportStoreLock, AReportInUseIsTriedTenTimesWithTwentySecondsAfterEach) {
@@ -211,7 +207,7 @@ TEST(ReportStoreLock, AnotherProcessCanTakeTheReportBetweenTheTestAndTheStream) 
   EXPECT_FALSE(f.Open());
   // It could be taken: the lock test does not hold the file until the stream is open.
   ASSERT_NE(other, nullptr);
-  EXPECT_FALSE(f.IsReportFree()) << "the other process has it";
+  EXPECT_FALSE(IsFree(f.report)) << "the other process has it";
   other.reset();
 }
 
@@ -320,7 +316,7 @@ TEST(ReportStoreDocument, ASaveThatCannotReopenTheReportFailsAndLeavesItClosed) 
     const ReplacedImport replaced(__imp__wfreopen, reinterpret_cast<void*>(&ReopenNothing));
     EXPECT_FALSE(f.store.Save());
   }
-  EXPECT_TRUE(f.IsReportFree());
+  EXPECT_TRUE(IsFree(f.report));
   EXPECT_FALSE(f.store.Load());
   EXPECT_FALSE(f.store.Save());
 }

@@ -14,7 +14,6 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/Handles.h"
 #include "tests/support/LoopbackServer.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestProcess.h"
@@ -176,11 +175,6 @@ int CloseHandlesOf(const std::wstring& path) {
     ++count;
   });
   return count;
-}
-
-bool IsFree(const std::wstring& path) {
-  return static_cast<bool>(CFileHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                                                   nullptr, OPEN_EXISTING, 0, nullptr)));
 }
 
 std::string MakeBytes(std::size_t count) {

@@ -6,7 +6,6 @@
 #include <regex>
 #include <utility>
 
-#include "platform/Handles.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/LoopbackServer.h"
 #include "tests/support/TempFolder.h"
@@ -37,11 +36,6 @@ struct Fixture {
     WriteBytes(folder / L"PeltoReport.ini",
                "[PELTO]\r\nID=01234567-89ab-cdef-0123-456789abcdef\r\n");
     EXPECT_TRUE(store.Open(folder.Path().wstring()));
-  }
-
-  bool IsReportFree() const {
-    return static_cast<bool>(CFileHandle(CreateFileW(report.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                                     0, nullptr, OPEN_EXISTING, 0, nullptr)));
   }
 
   TempFolder folder;
@@ -174,7 +168,7 @@ TEST(UploadReportId, WithoutAGuidNothingIsSent) {
     EXPECT_EQ(UploadReport(f.store, server.GetAddress()), 0) << name;
     EXPECT_TRUE(server.GetRequests().empty()) << name;
     EXPECT_TRUE(calls.sessions.empty()) << name;
-    EXPECT_TRUE(f.IsReportFree()) << name;
+    EXPECT_TRUE(IsFree(f.report)) << name;
   };
   fail("no GUID", __imp_CoCreateGuid, reinterpret_cast<void*>(&FailGuid));
   fail("no text", __imp_UuidToStringA, reinterpret_cast<void*>(&FailGuidText));
@@ -209,17 +203,17 @@ TEST(UploadReport, ReportIsClosedBeforeItIsSentAndStaysClosed) {
   } cases[] = {{"200 OK", 1}, {"404 Not Found", 0}, {"500 Error", 0}, {"204 No Content", 0}};
   for (const auto& [status, result] : cases) {
     Fixture f("<PeltoRpt/>");
-    EXPECT_FALSE(f.IsReportFree());
+    EXPECT_FALSE(IsFree(f.report));
     bool wasFree = false;
     LoopbackServer server([&, response = FormatResponse(status, "")](LoopbackClient& client) {
       client.ReadRequest();
-      wasFree = f.IsReportFree();
+      wasFree = IsFree(f.report);
       client.Send(response);
     });
     EXPECT_EQ(UploadReport(f.store, server.GetAddress()), result) << status;
     EXPECT_EQ(server.GetRequests().size(), 1U) << "there is no second attempt";
     EXPECT_TRUE(wasFree) << status;
-    EXPECT_TRUE(f.IsReportFree()) << status;
+    EXPECT_TRUE(IsFree(f.report)) << status;
     EXPECT_FALSE(f.store.Load()) << status;
     EXPECT_FALSE(f.store.Save()) << status;
     EXPECT_EQ(ReadBytes(f.report), "<PeltoRpt/>") << "the caller deletes it";
