@@ -7,8 +7,10 @@
 
 // Microsoft's GDI+ headers call min and max, which NOMINMAX takes from them.
 namespace Gdiplus {
+// NOLINTBEGIN(misc-unused-using-decls): only Microsoft's headers use them.
 using std::max;
 using std::min;
+// NOLINTEND(misc-unused-using-decls)
 }  // namespace Gdiplus
 #include <gdiplus.h>
 
