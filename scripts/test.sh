@@ -115,13 +115,13 @@ build_windows() {
 }
 
 step_windows() {
-  say 'Unit tests under Wine (about a minute)'
+  say 'Unit tests under Wine (about half a minute)'
   { start_display && start_wine; } || count 0 1
   ctest_build windows
 }
 
 step_e2e() {
-  say 'End to end (about 3 minutes)'
+  say 'End to end (about 2 minutes)'
   start_wine || count 0 1
   local result=0 counts
   rm -f "$build/e2e.counts"
