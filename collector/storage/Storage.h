@@ -1,0 +1,116 @@
+// What a storage of reports can do.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "collector/report/Report.h"
+#include "collector/storage/Counts.h"
+
+namespace pelto::collector {
+
+/// A storage that is full, locked, damaged or gone. The text is one line that says what to do.
+class StorageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// What became of a delivery.
+enum class Outcome {
+  /// Kept as a report of its own.
+  accepted,
+  /// Kept, and it replaces the installation's report before it.
+  replaced,
+  /// A delivery of the product with this identifier is kept already; nothing has changed.
+  repeated,
+  /// Not kept: the storage is full, locked or gone.
+  failed,
+};
+
+/// What a delivery's time means.
+enum class TimeKind {
+  /// The delivery arrives now. If the clock shows no later time than that of the installation's
+  /// latest report, it counts as one second later than that: what arrives later is later.
+  arrival,
+  /// The delivery arrived then. It is put in its place in time, and the report after it is judged
+  /// anew.
+  stated,
+};
+
+/// A kept delivery as an export shows it. `report` has no e-mail address, no adapter address and
+/// no text.
+struct KeptDelivery {
+  Delivery delivery;
+  /// Whether the next report of the installation replaces it.
+  bool is_replaced = false;
+};
+
+struct ErasedCounts {
+  std::int64_t installations = 0;
+  std::int64_t deliveries = 0;
+  std::int64_t contacts = 0;
+};
+
+/// All operations can be called from any thread; each throws `StorageError`. Several processes can
+/// use one storage at a time.
+class Storage {
+ public:
+  virtual ~Storage() = default;
+
+  /// Keeps a delivery and calls `done` once, from a thread of the storage: after the delivery has
+  /// been committed and synced, or with `failed`. Does not wait and does not throw. `done` must not
+  /// throw and should be quick: all deliveries wait for it.
+  virtual void keep(Delivery delivery, TimeKind time_kind, std::function<void(Outcome)> done) = 0;
+  /// Counts a refusal under its code. Written soon, not at once. An empty product: the request
+  /// named none that is known, and it counts under every product.
+  virtual void count_refusal(const std::string& product, Time received, std::string_view code) = 0;
+  /// Whether a delivery could be kept now. Does not throw.
+  virtual bool is_ready() noexcept = 0;
+
+  /// Makes a product known, if it is not yet.
+  virtual void add_product(const std::string& product) = 0;
+  /// By name.
+  virtual std::vector<std::string> products() = 0;
+  /// The periods of the product's first and last counted report; none without one.
+  virtual std::optional<std::pair<Period, Period>> periods(const std::string& product) = 0;
+
+  /// Each is counted at one moment, in which everything that was kept before is there.
+  virtual Counts<PeriodRow> count_periods(const Selection& selection) = 0;
+  virtual Counts<CommandRow> count_commands(const Selection& selection) = 0;
+  virtual Counts<FileTypeRow> count_file_types(const Selection& selection) = 0;
+  virtual Counts<VersionRow> count_versions(const Selection& selection) = 0;
+  virtual Counts<MachineRow> count_machines(const Selection& selection) = 0;
+  /// By day of arrival. The version is ignored.
+  virtual IntakeCounts count_intake(const Selection& selection) = 0;
+
+  /// The threshold of the figures, 5 at first.
+  virtual int threshold() = 0;
+  virtual void set_threshold(int threshold) = 0;
+
+  /// A random secret of 32 bytes that is made on first use and then stays, by name.
+  virtual std::string secret(const std::string& name) = 0;
+
+  /// Calls `take` for each kept delivery, of one installation or all, by time, then identifier.
+  virtual void export_deliveries(const std::optional<std::string>& installation,
+                                 const std::function<void(const KeptDelivery&)>& take) = 0;
+  /// Erases everything of an installation in every product.
+  virtual ErasedCounts erase_installation(const std::string& installation) = 0;
+  /// Erases every installation with this e-mail address; letter case is ignored.
+  virtual ErasedCounts erase_email(const std::string& address) = 0;
+  /// Removes the raw reports received before `time`. Returns their number.
+  virtual std::int64_t remove_texts(Time before) = 0;
+  /// Erases every installation whose last delivery was received before `time`.
+  virtual ErasedCounts erase_silent(Time before) = 0;
+
+  /// Writes a copy as of now to the new file `path`, while others read and write.
+  virtual void back_up(const std::string& path) = 0;
+  /// Recounts everything and compares. Returns what is wrong, a line each; nothing if all is well.
+  virtual std::vector<std::string> check() = 0;
+};
+
+}  // namespace pelto::collector

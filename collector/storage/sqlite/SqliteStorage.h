@@ -1,0 +1,23 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include "collector/storage/Storage.h"
+
+namespace pelto::collector {
+
+struct SqliteOptions {
+  /// Whether e-mail addresses are kept.
+  bool keeps_email = true;
+};
+
+/// The file's name in the data folder.
+inline constexpr char sqlite_file_name[] = "reports.sqlite";
+
+/// Opens the storage in the file `path`; makes it if it is missing and brings an older one up to
+/// date. Throws `StorageError`.
+std::unique_ptr<Storage> open_sqlite_storage(const std::filesystem::path& path,
+                                             const SqliteOptions& options = {});
+
+}  // namespace pelto::collector
