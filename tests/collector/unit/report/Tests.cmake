@@ -1,0 +1,2 @@
+collector_tests(report
+  CalendarTest.cpp GuidTest.cpp MachineClassTest.cpp ReportTest.cpp RetryRuleTest.cpp)
