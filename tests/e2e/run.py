@@ -2,14 +2,11 @@
 """run.py COUNTS [PATTERN]: runs the end-to-end tests of the modules whose names match (without a
 pattern all modules) and writes "PASSED FAILED" into the file COUNTS.
 
-The test classes are spread over lanes: processes with a Wine prefix and a screen of their own. A
-test with several subtests counts as one, and fails when one of them does. A skipped test, an error
-outside a test and a lane that ends count as failed.
+The test classes are spread over lanes: processes with a Wine prefix and a screen of their own.
 """
 
 from __future__ import annotations
 
-import io
 import multiprocessing
 import os
 import shutil
@@ -17,20 +14,20 @@ import signal
 import subprocess
 import sys
 import tempfile
-import time
-import unittest
 from collections.abc import Iterator
-from concurrent.futures import Future, ProcessPoolExecutor, as_completed
+from concurrent.futures import ProcessPoolExecutor
 from contextlib import ExitStack, contextmanager
-from fnmatch import fnmatch
 from pathlib import Path
 
-import dialog
-import harness
+FOLDER = Path(__file__).resolve().parent
+sys.path.append(str(FOLDER.parent / "support"))
+
+import classes  # noqa: E402
+import dialog  # noqa: E402
+import harness  # noqa: E402
 
 desktop: dialog.Driver
 
-FOLDER = Path(__file__).resolve().parent
 # Some tests wait most of the time, so there is one lane more than there are processors.
 LANES = (os.cpu_count() or 1) + 1
 # The longest ones start first, so that no lane is left alone with one of them at the end.
@@ -80,39 +77,12 @@ def enter_lane(selections: multiprocessing.Queue[dict[str, str]]) -> None:
     desktop.ask("wait", 0)
 
 
-def run_class(name: str) -> tuple[int, set[str], str]:
-    """Runs a test class; returns the number of its tests, those that failed, and the report."""
-    report = io.StringIO()
-    suite = unittest.TestLoader().loadTestsFromName(name)
-    begin = time.monotonic()
-    result = unittest.TextTestRunner(report, verbosity=2).run(suite)
-    problems = [test for test, _ in (*result.failures, *result.errors, *result.skipped)]
-    failed = {getattr(test, "test_case", test).id() for test in problems}
-    failed |= {test.id() for test in result.unexpectedSuccesses}
-    report.write(f"{name}: {time.monotonic() - begin:.0f} s\n")
-    return result.testsRun, failed, report.getvalue()
-
-
-def test_classes(pattern: str) -> list[str]:
-    """The names of the test classes, the longest first."""
-    names = []
-    for module in sorted(path.stem for path in FOLDER.glob("test_*.py")):
-        if fnmatch(module, pattern):
-            suite = unittest.TestLoader().loadTestsFromName(module)
-            # A module that cannot be imported has its failure as the only test.
-            names += [f"{module}.{type(next(iter(group))).__name__}"
-                      for group in suite if group.countTestCases()]
-    order = {name: place for place, name in enumerate(FIRST)}
-    return sorted(names, key=lambda name: order.get(name, len(FIRST)))
-
-
 def main() -> int:
     """The exit code is 0 when every test passed."""
     # Ended in this way, lanes are removed too.
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
-    classes = test_classes(sys.argv[2] if len(sys.argv) > 2 else "*")
-    lanes = min(LANES, len(classes))
-    passed = failed = 0
+    names = classes.find(FOLDER, sys.argv[2] if len(sys.argv) > 2 else "*", FIRST)
+    lanes = min(LANES, len(names))
     with ExitStack() as stack:
         folder = tempfile.mkdtemp(prefix="lanes-", dir=harness.REPOSITORY / "build")
         stack.callback(shutil.rmtree, folder, ignore_errors=True)
@@ -122,20 +92,7 @@ def main() -> int:
             selections.put(stack.enter_context(lane(Path(folder, str(number)))))
         pool = ProcessPoolExecutor(max(lanes, 1), context, enter_lane, (selections,))
         stack.callback(pool.shutdown, cancel_futures=True)
-        running: dict[Future[tuple[int, set[str], str]], str] = {
-            pool.submit(run_class, name): name for name in classes
-        }
-        for future in as_completed(running):
-            try:
-                count, failures, report = future.result()
-            except Exception as error:  # The lane ended.
-                count, failures, report = 1, {running[future]}, f"{running[future]}: {error}\n"
-            passed += max(count - len(failures), 0)
-            failed += len(failures)
-            sys.stderr.write(report)
-            sys.stderr.flush()
-    Path(sys.argv[1]).write_text(f"{passed} {failed}\n")
-    return 0 if passed and not failed else 1
+        return 0 if classes.run(pool, names, Path(sys.argv[1])) else 1
 
 
 if __name__ == "__main__":
