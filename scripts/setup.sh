@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs what the build, the tests and the demo need and is missing: Debian packages, and
-# TinyXML's source with Debian's patches. Says what it installs before it does so; is quick and
-# silent when nothing is missing.
+# Installs what the build, the tests and the demo need and is missing: Debian packages, TinyXML's
+# source with Debian's patches, and nginx in a folder of the build. Says what it installs before it
+# does so; is quick and silent when nothing is missing.
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -11,7 +11,7 @@ packages=(
   g++-mingw-w64-x86-64-posix wine wine64 cmake ninja-build g++ dpkg-dev python3 mawk
   googletest libbenchmark-dev patch clang clang-tidy clang-format libclang-rt-14-dev shellcheck
   libboost1.81-dev libcli11-dev libicu-dev libroaring-dev libsodium-dev libspdlog-dev
-  libsqlitecpp-dev libssl-dev libzstd-dev nlohmann-json3-dev nginx-light
+  libsqlitecpp-dev libssl-dev libzstd-dev nlohmann-json3-dev systemd
   codespell openssl git xvfb xdotool imagemagick fonts-wine librsvg2-bin locales tzdata
 )
 
@@ -61,4 +61,20 @@ if [ ! -e "$deps/tinyxml/tinyxml.h" ] || [ ! -e "$deps/tinyxml_$tinyxml_version.
   say "Fetching the source package of TinyXML $tinyxml_version"
   mkdir -p "$deps"
   quietly tinyxml fetch_tinyxml
+fi
+
+# Installed as a package, nginx would start as a service of this machine. The tests only need the
+# program.
+fetch_nginx() {
+  rm -rf "$deps"/nginx*
+  (
+    cd "$deps" || exit 1
+    apt-get download -q nginx || { as_root apt-get update -q && apt-get download -q nginx; } || exit 1
+    dpkg-deb -x nginx_*.deb nginx.part && mv nginx.part nginx && rm nginx_*.deb
+  )
+}
+
+if [ ! -x "$deps/nginx/usr/sbin/nginx" ]; then
+  say 'Fetching nginx'
+  quietly nginx fetch_nginx
 fi
