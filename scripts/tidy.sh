@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs clang-tidy over the program's own sources as they are built for Windows. Needs that build's
-# compile_commands.json.
+# Runs clang-tidy over the programs' own sources as they are built: the sender's for Windows, the
+# collector's for this machine. Needs the compile_commands.json of both builds.
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -12,7 +12,10 @@ arguments=(--target=x86_64-w64-windows-gnu
   -Wno-unknown-warning-option)
 extra=()
 for argument in "${arguments[@]}"; do extra+=("--extra-arg=$argument"); done
-git ls-files --cached --others --exclude-standard -- 'app/*.cpp' 'framework/*.cpp' \
-  'platform/*.cpp' 'store/*.cpp' 'survey/*.cpp' 'ui/*.cpp' 'upload/*.cpp' \
-  'usage/*.cpp' |
+sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
+sources 'app/*.cpp' 'framework/*.cpp' 'platform/*.cpp' 'store/*.cpp' 'survey/*.cpp' 'ui/*.cpp' \
+  'upload/*.cpp' 'usage/*.cpp' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p "$build/windows" "${extra[@]}"
+sources 'collector/*.cpp' |
+  xargs -P "$(nproc)" -n 2 clang-tidy --quiet -p "$build/collector-address" \
+    --extra-arg=-Wno-unknown-warning-option
