@@ -4,39 +4,11 @@
 
 #include "platform/AnsiText.h"
 #include "platform/DecimalText.h"
+#include "store/ReportElements.h"
+
+using namespace report;
 
 namespace {
-
-// The elements and attributes of a report.
-constexpr char RootElement[] = "PeltoRpt";
-constexpr char CommandSection[] = "cmd_stat";
-constexpr char CommandList[] = "cmds";
-constexpr char CommandElement[] = "cmd";
-constexpr char FileTypeSection[] = "ftype_stat";
-constexpr char FileTypeList[] = "ftypes";
-constexpr char FileTypeElement[] = "ftype";
-constexpr char SystemSection[] = "sys_info";
-constexpr char ApplicationSection[] = "app_info";
-constexpr char CustomerSection[] = "cust_info";
-constexpr char PropertyElement[] = "prop";
-constexpr char NameAttribute[] = "name";
-constexpr char CategoryAttribute[] = "cat";
-constexpr char OrderAttribute[] = "id";
-constexpr char CountAttribute[] = "count";
-constexpr char OpenedAttribute[] = "ocnt";
-constexpr char SavedAttribute[] = "scnt";
-
-// Elements of an older form of the report. They are loaded, but never written
-// (docs/compatibility.md, 16).
-constexpr char CommandChainElement[] = "cmd_chain";
-constexpr char CounterSection[] = "counter";
-constexpr char RunToolList[] = "run_tools";
-constexpr char RunToolElement[] = "run_tool";
-
-constexpr wchar_t IdentifierProperty[] = L"ID";
-constexpr wchar_t ApplicationNameProperty[] = L"app_name";
-constexpr wchar_t ApplicationVersionProperty[] = L"app_ver";
-constexpr wchar_t EmailProperty[] = L"Email";
 
 TiXmlElement& AddElement(TiXmlNode& parent, const char* name) {
   return *parent.LinkEndChild(new TiXmlElement(name))->ToElement();
@@ -46,11 +18,11 @@ void SetAttribute(TiXmlElement& element, const char* name, const std::wstring& v
   element.SetAttribute(name, ToAnsi(value).c_str());
 }
 
-/// Returns the element, which further attributes may follow.
-TiXmlElement& AddProperty(TiXmlElement& section, const std::wstring& name,
+/// `name` is in the ANSI code page. Returns the element, which further attributes may follow.
+TiXmlElement& AddProperty(TiXmlElement& section, const std::string& name,
                           const std::wstring& value) {
   TiXmlElement& property = AddElement(section, PropertyElement);
-  SetAttribute(property, NameAttribute, name);
+  property.SetAttribute(NameAttribute, name.c_str());
   property.LinkEndChild(new TiXmlText(ToAnsi(value).c_str()));
   return property;
 }
@@ -79,7 +51,7 @@ void AddSystemProperties(TiXmlElement& root, const SystemProperties& properties,
                          const std::wstring& installationIdentifier) {
   TiXmlElement& section = AddElement(root, SystemSection);
   for (const auto& [key, value] : properties) {
-    SetAttribute(AddProperty(section, key.name, value), CategoryAttribute, key.category);
+    SetAttribute(AddProperty(section, ToAnsi(key.name), value), CategoryAttribute, key.category);
   }
   // The collecting server looks for the identifier here, and not in "cust_info", which a report
   // without an e-mail address lacks. Without a category it is never loaded as a property of the
