@@ -1,24 +1,15 @@
 // From the body of a request to a report. The whole of it is rules: no socket and no storage.
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 #include <variant>
 
+#include "collector/intake/IntakeOptions.h"
 #include "collector/intake/Refusal.h"
 #include "collector/report/Report.h"
 
 namespace pelto::collector {
-
-struct IntakeOptions {
-  /// The code page of reports that do not tell theirs.
-  int code_page = 1252;
-  /// Parts other than the report's may have this many bytes.
-  std::size_t largest_part = std::size_t{64} * 1024;
-  /// The key of the hash of network adapters' addresses; empty: they are not kept.
-  std::string adapter_key;
-};
 
 /// What was read from a request.
 struct Received {
@@ -30,7 +21,8 @@ struct Received {
 /// Reads a form of `multipart/form-data` (RFC 7578) with the fields "Id" and "peltorpt", and the
 /// report in it. `content_type` is the value of the request's header field. Fails with the first of
 /// the reasons in the order in which they are checked: form, Id, report field, Base64, doubled
-/// character, report, installation. The report is normalized.
+/// character, report, installation. A part other than the report's that is larger than
+/// `largest_part` is `too_large`, as soon as the form is well-formed. The report is normalized.
 std::variant<Received, Refusal> read_request(std::string_view content_type, std::string_view body,
                                              const IntakeOptions& options);
 
