@@ -1,0 +1,3 @@
+collector_tests(figures
+  ThresholdTest.cpp)
+target_link_libraries(figures_tests PRIVATE collector_test_support)
