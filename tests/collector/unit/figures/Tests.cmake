@@ -1,4 +1,5 @@
 collector_tests(figures
+  AnswerTest.cpp
   ThresholdTest.cpp
   VersionOrderTest.cpp)
 target_link_libraries(figures_tests PRIVATE collector_test_support)
