@@ -1,5 +1,6 @@
 collector_tests(figures
   AnswerTest.cpp
+  TablesTest.cpp
   ThresholdTest.cpp
   VersionOrderTest.cpp)
 target_link_libraries(figures_tests PRIVATE collector_test_support)
