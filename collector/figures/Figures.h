@@ -24,13 +24,13 @@ class FigureError : public std::runtime_error {
 struct FigureQuery {
   /// "overview", "commands", "file-types", "versions", "machines" or "intake".
   std::string name;
-  std::optional<std::string> product;
-  std::optional<std::string> version;
+  std::optional<std::string> product{};
+  std::optional<std::string> version{};
   /// Days as "2026-01-05"; the range is widened to whole periods.
-  std::optional<std::string> from;
-  std::optional<std::string> to;
+  std::optional<std::string> from{};
+  std::optional<std::string> to{};
   /// For this one answer; none: the storage's.
-  std::optional<int> threshold;
+  std::optional<int> threshold{};
 };
 
 /// The answer as a line of JSON, in UTF-8. Throws `FigureError` and `StorageError`.

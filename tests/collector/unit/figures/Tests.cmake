@@ -1,5 +1,7 @@
 collector_tests(figures
   AnswerTest.cpp
+  FiguresTest.cpp
+  GuardTest.cpp
   TablesTest.cpp
   ThresholdTest.cpp
   VersionOrderTest.cpp)
