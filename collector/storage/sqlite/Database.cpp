@@ -1,0 +1,90 @@
+#include "collector/storage/sqlite/Database.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include "collector/storage/sqlite/Schema.h"
+
+namespace pelto::collector {
+
+namespace {
+
+/// Called by SQLite while another connection holds a lock. SQLite's own waits grow to 100 ms, in
+/// which a busy server commits and locks again many times.
+int wait_for_lock(void*, int earlier_calls) {
+  constexpr std::chrono::milliseconds pause{2};
+  if (pause * earlier_calls >= longest_wait) return 0;
+  std::this_thread::sleep_for(pause);
+  return 1;
+}
+
+/// SQLite would make the file readable for everybody. Its other files get this one's mode.
+void make_file(const std::filesystem::path& path) {
+  const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (file < 0) {
+    throw StorageError("cannot open " + path.string() + ": " + std::strerror(errno) +
+                       "; check that its folder exists and can be written");
+  }
+  ::close(file);
+}
+
+/// The file may be switched to WAL by two processes at a time; SQLite then does not wait.
+void switch_to_wal(SQLite::Database& database) {
+  const auto limit = std::chrono::steady_clock::now() + longest_wait;
+  while (database.tryExec("PRAGMA journal_mode = WAL") == SQLITE_BUSY &&
+         std::chrono::steady_clock::now() < limit) {
+    std::this_thread::sleep_for(std::chrono::milliseconds{2});
+  }
+  if (database.execAndGet("PRAGMA journal_mode").getString() != "wal") {
+    throw StorageError("cannot write to " + database.getFilename() +
+                       "; check the permissions of the file and its folder");
+  }
+}
+
+}  // namespace
+
+SQLite::Database open_database(const std::filesystem::path& path) {
+  make_file(path);
+  try {
+    SQLite::Database database(path, SQLite::OPEN_READWRITE);
+    sqlite3_busy_handler(database.getHandle(), wait_for_lock, nullptr);
+    switch_to_wal(database);
+    // Temporary tables stay in memory, so that no file keeps what is erased.
+    database.exec(
+        "PRAGMA synchronous = FULL; PRAGMA secure_delete = ON; PRAGMA temp_store = MEMORY;"
+        "PRAGMA cache_size = -4096; PRAGMA journal_size_limit = 0");
+    migrate(database);
+    return database;
+  } catch (const SQLite::Exception& error) {
+    throw storage_error(path, error);
+  }
+}
+
+StorageError storage_error(const std::filesystem::path& path, const SQLite::Exception& error) {
+  const std::string what = path.string() + ": " + error.getErrorStr();
+  switch (error.getErrorCode()) {
+    case SQLITE_FULL:
+      return StorageError(what + "; free some space on the disk");
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return StorageError(what + "; another process holds it for too long, try again");
+    case SQLITE_READONLY:
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+      return StorageError(what + "; check the permissions of the file and its folder");
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      return StorageError(what + "; restore a backup");
+    default:
+      return StorageError(what + "; check the disk");
+  }
+}
+
+}  // namespace pelto::collector
