@@ -1,0 +1,3 @@
+collector_tests(access
+  AccountTest.cpp AccountsTest.cpp PasswordTest.cpp)
+target_link_libraries(access_tests PRIVATE collector_test_support)
