@@ -1,0 +1,110 @@
+#include "collector/serve/Routes.h"
+
+#include <algorithm>
+
+#include "collector/serve/Text.h"
+
+namespace pelto::collector {
+
+namespace {
+
+constexpr std::string_view health_path = "/healthz";
+constexpr std::string_view readiness_path = "/readyz";
+
+/// Takes the target of a request apart. A client of a proxy sends the whole address (RFC 9112,
+/// 3.2.2); its scheme and authority do not matter.
+void split_target(std::string_view target, std::string_view& path, std::string_view& query) {
+  if (!target.starts_with('/')) {
+    constexpr std::string_view separator = "://";
+    const std::size_t scheme = target.find(separator);
+    const std::size_t slash =
+        scheme == std::string_view::npos ? scheme : target.find('/', scheme + separator.size());
+    target = slash == std::string_view::npos ? std::string_view{} : target.substr(slash);
+  }
+  const std::size_t mark = target.find('?');
+  path = target.substr(0, mark);
+  query = mark == std::string_view::npos ? std::string_view{} : target.substr(mark + 1);
+}
+
+/// The names of all products in a query like "product=A&x=y", not decoded.
+std::vector<std::string_view> products_in(std::string_view query) {
+  constexpr std::string_view key = "product=";
+  std::vector<std::string_view> names;
+  while (!query.empty()) {
+    const std::size_t end = std::min(query.find('&'), query.size());
+    const std::string_view pair = query.substr(0, end);
+    if (pair.starts_with(key)) names.push_back(pair.substr(key.size()));
+    query.remove_prefix(std::min(end + 1, query.size()));
+  }
+  return names;
+}
+
+}  // namespace
+
+IntakeRoutes::IntakeRoutes(std::vector<std::string> paths, std::vector<std::string> products)
+    : paths_(std::move(paths)), products_(std::move(products)) {}
+
+Route IntakeRoutes::find(std::string_view method, std::string_view target) const {
+  std::string_view path;
+  std::string_view query;
+  split_target(target, path, query);
+
+  Route route;
+  if (path == health_path || path == readiness_path) {
+    const bool is_health = path == health_path;
+    route.path = is_health ? health_path : readiness_path;
+    route.kind = method != "GET" && method != "HEAD" ? Route::Kind::wrong_method
+                 : is_health                         ? Route::Kind::health
+                                                     : Route::Kind::readiness;
+    return route;
+  }
+  route = find_delivery(path, query);
+  if (method != "POST") route.kind = Route::Kind::wrong_method;
+  return route;
+}
+
+Route IntakeRoutes::find_delivery(std::string_view path, std::string_view query) const {
+  Route route;
+  std::vector<std::string_view> names = products_in(query);
+  if (const auto same = std::find(paths_.begin(), paths_.end(), path); same != paths_.end()) {
+    route.path = *same;
+  } else {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string_view::npos) return route;
+    const std::string_view parent = path.substr(0, std::max<std::size_t>(slash, 1));
+    const auto above = std::find(paths_.begin(), paths_.end(), parent);
+    if (above == paths_.end()) return route;
+    route.path = *above;
+    names.push_back(path.substr(slash + 1));
+  }
+
+  if (names.empty()) {
+    if (products_.size() == 1) route.product = products_.front();
+  } else {
+    route.product = known(names.front());
+    // Which of two names is meant is not certain.
+    for (const std::string_view name : names) {
+      if (known(name) != route.product) route.product = {};
+    }
+  }
+  if (!route.product.empty()) route.kind = Route::Kind::delivery;
+  return route;
+}
+
+std::string_view IntakeRoutes::known(std::string_view name) const {
+  const auto decoded = decode_percent(name);
+  if (!decoded) return {};
+  const auto product = std::find(products_.begin(), products_.end(), *decoded);
+  if (product == products_.end()) return {};
+  return *product;
+}
+
+bool is_intake_path(std::string_view path) {
+  if (!path.starts_with('/')) return false;
+  if (path.size() > 1 && path.ends_with('/')) return false;
+  if (path == health_path || path == readiness_path) return false;
+  return std::none_of(path.begin(), path.end(),
+                      [](char c) { return c == '?' || c == '#' || c <= ' ' || c == '\x7f'; });
+}
+
+}  // namespace pelto::collector
