@@ -41,6 +41,10 @@ std::vector<std::string_view> products_in(std::string_view query) {
 
 }  // namespace
 
+bool Route::is_health_path() const {
+  return path == health_path || path == readiness_path;
+}
+
 IntakeRoutes::IntakeRoutes(std::vector<std::string> paths, std::vector<std::string> products)
     : paths_(std::move(paths)), products_(std::move(products)) {}
 

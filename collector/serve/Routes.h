@@ -20,6 +20,9 @@ struct Route {
   std::string_view path;
   /// The known product, or empty. Lives as long as the routes.
   std::string_view product;
+
+  /// Whether the path is one of the server's health, whatever the method.
+  bool is_health_path() const;
 };
 
 class IntakeRoutes {

@@ -1,21 +1,15 @@
 #pragma once
 
 #include <memory>
-#include <stdexcept>
 
 #include "collector/serve/Endpoint.h"
+#include "collector/serve/ServeError.h"
 #include "collector/serve/ServeOptions.h"
 #include "collector/storage/Storage.h"
 
 namespace pelto::collector {
 
 class LogWriter;
-
-/// A server that cannot start. The text is one line that says what to do.
-class ServeError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 /// The HTTP server: the listeners of the intake and of the pages, on one thread.
 ///

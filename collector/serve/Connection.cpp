@@ -1,0 +1,316 @@
+#include "collector/serve/Connection.h"
+
+#include <algorithm>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/buffers_iterator.hpp>
+#include <boost/beast/core/buffers_range.hpp>
+#include <boost/beast/http/error.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+namespace pelto::collector {
+
+namespace asio = boost::asio;
+namespace http = boost::beast::http;
+
+namespace {
+
+/// Of the request line and all fields, and of what surrounds the chunks of a body.
+constexpr std::uint32_t largest_header = 8 * 1024;
+
+/// The body of a request as it arrives. Its memory is counted against the budget as it grows: what
+/// a client only announces costs nothing.
+struct Sink {
+  Sink(Budget& budget, std::size_t limit) : share(budget), largest(limit) {}
+
+  /// Returns false and sets `failure` if the bytes are too many.
+  bool append(const char* bytes, std::size_t count) {
+    const std::size_t size = text.size() + count;
+    if (size > largest) {
+      failure = Refusal::too_large;
+      return false;
+    }
+    if (size > text.capacity()) {
+      const std::size_t capacity = std::min(std::max(size, 2 * text.size()), largest);
+      if (!share.grow_to(capacity)) {
+        failure = Refusal::busy;
+        return false;
+      }
+      text.reserve(capacity);
+    }
+    text.append(bytes, count);
+    return true;
+  }
+
+  BudgetShare share;
+  std::size_t largest;
+  std::string text;
+  std::optional<Refusal> failure;
+};
+
+/// Beast's view of the sink.
+struct SinkBody {
+  using value_type = std::unique_ptr<Sink>;
+
+  class reader {
+   public:
+    template <bool is_request, typename Fields>
+    reader(http::header<is_request, Fields>&, value_type& sink) : sink_(sink) {}
+
+    void init(const boost::optional<std::uint64_t>&, boost::beast::error_code& error) {
+      error = {};
+    }
+
+    template <typename Buffers>
+    std::size_t put(const Buffers& buffers, boost::beast::error_code& error) {
+      std::size_t count = 0;
+      for (const asio::const_buffer buffer : boost::beast::buffers_range_ref(buffers)) {
+        if (!sink_->append(static_cast<const char*>(buffer.data()), buffer.size())) {
+          error = http::error::body_limit;
+          return count;
+        }
+        count += buffer.size();
+      }
+      error = {};
+      return count;
+    }
+
+    void finish(boost::beast::error_code& error) { error = {}; }
+
+   private:
+    value_type& sink_;
+  };
+};
+
+using Parser = http::request_parser<SinkBody>;
+
+std::string to_string(boost::beast::string_view text) {
+  return {text.data(), text.size()};
+}
+
+}  // namespace
+
+/// One request and its response.
+struct Connection::Exchange {
+  Exchange(Budget& budget, std::size_t max_body, Stream::Clock::time_point now)
+      : start(now), body_start(now) {
+    parser.header_limit(largest_header);
+    // The site judges the announced size, the sink the one that arrives.
+    parser.body_limit(boost::none);
+    parser.get().body() = std::make_unique<Sink>(budget, max_body);
+  }
+
+  Sink& sink() { return *parser.get().body(); }
+
+  Stream::Clock::time_point start;
+  Stream::Clock::time_point body_start;
+  Parser parser;
+  Request request;
+  Response response;
+  std::uint64_t bytes = 0;
+  bool keeps_alive = false;
+};
+
+Connection::Connection(std::shared_ptr<Stream> stream, const Address& peer, Site& site,
+                       ConnectionContext& context)
+    : stream_(std::move(stream)), peer_(peer), site_(site), context_(context) {}
+
+Connection::~Connection() {
+  stream_->abort();
+}
+
+asio::awaitable<void> Connection::run() {
+  stream_->set_deadline(Stream::Clock::now() + context_.deadlines.header);
+  bool goes_on = co_await stream_->handshake();
+  while (goes_on) {
+    goes_on = co_await await_request();
+    if (goes_on) goes_on = co_await serve_one();
+  }
+}
+
+/// Waits for the first byte of a request, with nothing in memory but the connection itself.
+asio::awaitable<bool> Connection::await_request() {
+  const Deadlines& deadlines = context_.deadlines;
+  const auto patience = is_first_ ? deadlines.header : deadlines.idle;
+  is_first_ = false;
+  if (!input_.empty()) co_return true;
+  if (context_.is_stopping) co_return false;
+  std::string().swap(input_);
+  stream_->set_deadline(Stream::Clock::now() + patience);
+  is_idle_ = true;
+  const bool has_input = co_await receive();
+  is_idle_ = false;
+  co_return has_input;
+}
+
+/// Serves the request whose first bytes are there. Returns whether another one can follow.
+asio::awaitable<bool> Connection::serve_one() {
+  const auto exchange =
+      std::make_unique<Exchange>(context_.budget, context_.max_body, Stream::Clock::now());
+  stream_->set_deadline(exchange->start + context_.deadlines.header);
+  Arrival arrival = co_await read_header(*exchange);
+  if (arrival == Arrival::complete) {
+    stream_->clear_deadline();
+    std::optional<Response> early = co_await site_.judge(exchange->request);
+    if (early) {
+      exchange->response = std::move(*early);
+      const Framing& framing = exchange->request.framing;
+      if (framing.is_broken || framing.has_body()) arrival = Arrival::refused;
+    } else {
+      arrival = co_await read_body(*exchange);
+      if (arrival == Arrival::complete) {
+        stream_->clear_deadline();
+        exchange->response = co_await site_.respond(exchange->request);
+      }
+    }
+  }
+  // The rest of a request that was not read whole would be taken for the next one.
+  exchange->keeps_alive =
+      arrival == Arrival::complete && exchange->parser.keep_alive() && !context_.is_stopping;
+  const bool is_connected = arrival != Arrival::disconnected;
+  const bool is_sent = is_connected && co_await send(*exchange);
+  if (is_connected && !is_sent) {
+    exchange->response.status = 0;
+    exchange->response.code = "not-sent";
+  }
+  const auto duration =
+      std::chrono::duration_cast<std::chrono::microseconds>(Stream::Clock::now() - exchange->start);
+  site_.finish(exchange->request, exchange->response, {exchange->bytes, duration});
+  if (is_sent && exchange->keeps_alive) co_return true;
+  if (is_sent && (arrival == Arrival::refused || !input_.empty())) co_await linger();
+  co_return false;
+}
+
+/// Adds what arrives to the input. Returns false at the end of the stream.
+asio::awaitable<bool> Connection::receive() {
+  const std::size_t count = co_await stream_->read(context_.buffer);
+  if (count == 0) co_return false;
+  input_.append(context_.buffer.data(), count);
+  co_return true;
+}
+
+asio::awaitable<Connection::Arrival> Connection::read_header(Exchange& exchange) {
+  while (true) {
+    // Some clients end a body with a line end that is no part of it (RFC 9112, 2.2).
+    if (!exchange.parser.got_some() && input_.starts_with("\r\n")) input_.erase(0, 2);
+    const bool is_line_end = !exchange.parser.got_some() && input_ == "\r";
+    if (!input_.empty() && !is_line_end && !parse_header(exchange)) {
+      exchange.response = refusal_response(Refusal::not_multipart);
+      co_return Arrival::refused;
+    }
+    if (exchange.parser.is_header_done()) break;
+    const bool has_input = co_await receive();
+    if (!has_input) co_return refuse_lost(exchange);
+  }
+  take_header(exchange);
+  co_return Arrival::complete;
+}
+
+asio::awaitable<Connection::Arrival> Connection::read_body(Exchange& exchange) {
+  constexpr std::string_view go_on = "HTTP/1.1 100 Continue\r\n\r\n";
+  const auto now = Stream::Clock::now();
+  const Request& request = exchange.request;
+  const auto expectations = request.values("Expect");
+  const bool is_awaited = request.is_http_1_1 && request.framing.has_body() && input_.empty() &&
+                          expectations.size() == 1 &&
+                          boost::beast::iequals(expectations.front(), "100-continue");
+  if (is_awaited) {
+    stream_->set_deadline(now + context_.deadlines.header);
+    const bool is_sent = co_await stream_->write(go_on);
+    if (!is_sent) co_return refuse_lost(exchange);
+  }
+
+  exchange.body_start = now;
+  exchange.parser.eager(true);
+  Sink& sink = exchange.sink();
+  while (!exchange.parser.is_done()) {
+    const bool is_well = parse_body(exchange);
+    exchange.bytes = sink.text.size();
+    if (!is_well) {
+      exchange.response = refusal_response(sink.failure.value_or(Refusal::not_multipart));
+      co_return Arrival::refused;
+    }
+    if (exchange.parser.is_done()) break;
+    stream_->set_deadline(exchange.body_start +
+                          body_allowance(context_.deadlines, sink.text.size()));
+    const bool has_input = co_await receive();
+    if (!has_input) co_return refuse_lost(exchange);
+  }
+  exchange.request.body = std::move(sink.text);
+  co_return Arrival::complete;
+}
+
+/// What becomes of a request whose bytes ended early.
+Connection::Arrival Connection::refuse_lost(Exchange& exchange) const {
+  if (stream_->has_expired()) {
+    exchange.response = refusal_response(Refusal::timeout);
+    return Arrival::refused;
+  }
+  exchange.response.status = 0;
+  exchange.response.code = "disconnected";
+  return Arrival::disconnected;
+}
+
+/// Returns false if the input is no header.
+bool Connection::parse_header(Exchange& exchange) {
+  boost::beast::error_code error;
+  const std::size_t used = exchange.parser.put(asio::buffer(input_), error);
+  input_.erase(0, used);
+  return !error || error == http::error::need_more;
+}
+
+/// Takes from the parser what it has read of the header.
+void Connection::take_header(Exchange& exchange) const {
+  const auto& message = exchange.parser.get();
+  Request& request = exchange.request;
+  request.method = to_string(message.method_string());
+  request.target = to_string(message.target());
+  request.is_http_1_1 = message.version() >= 11;
+  request.peer = peer_;
+  for (const auto& field : message) {
+    request.fields.push_back({to_string(field.name_string()), to_string(field.value())});
+  }
+  request.framing = find_framing(request.values("Content-Length"),
+                                 request.values("Transfer-Encoding"), request.is_http_1_1);
+}
+
+/// Uses as much of the input as possible. Returns false if it is no body, or the sink has failed.
+bool Connection::parse_body(Exchange& exchange) {
+  // The shortest end of a chunked body is "0", a line end and an empty line. Beast asserts that it
+  // is not called again with less after it has seen the zero.
+  constexpr std::size_t shortest_end = 5;
+  const bool is_chunked = exchange.request.framing.is_chunked;
+  if (input_.empty() || (is_chunked && input_.size() < shortest_end)) return true;
+  boost::beast::error_code error;
+  const std::size_t used = exchange.parser.put(asio::buffer(input_), error);
+  input_.erase(0, used);
+  if (error && error != http::error::need_more) return false;
+  return input_.size() <= largest_header || exchange.parser.is_done();
+}
+
+asio::awaitable<bool> Connection::send(const Exchange& exchange) {
+  stream_->set_deadline(Stream::Clock::now() + context_.deadlines.header);
+  ResponseForm form;
+  form.now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  form.keeps_alive = exchange.keeps_alive;
+  form.has_body = exchange.request.method != "HEAD";
+  const std::string bytes = format_response(exchange.response, form);
+  co_return co_await stream_->write(bytes);
+}
+
+/// Reads and throws away what the client still sends. Closing a socket with unread bytes resets the
+/// connection, and the client might lose the response.
+asio::awaitable<void> Connection::linger() {
+  std::string().swap(input_);
+  stream_->end_writing();
+  stream_->set_deadline(Stream::Clock::now() + context_.deadlines.linger);
+  std::size_t count = 0;
+  do {
+    count = co_await stream_->read(context_.buffer);
+  } while (count > 0);
+}
+
+}  // namespace pelto::collector

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <boost/asio/thread_pool.hpp>
+#include <functional>
+
+#include "collector/serve/LogWriter.h"
+#include "collector/serve/Metrics.h"
+#include "collector/serve/Site.h"
+#include "collector/storage/Storage.h"
+
+namespace pelto::collector {
+
+/// The listener of the pages. Shows the metrics to this machine, and nothing else yet.
+class MetricsSite : public Site {
+ public:
+  /// All references must outlive the site. `gauges` measures at the moment of the call; whether the
+  /// storage is ready is added to it.
+  MetricsSite(Storage& storage, boost::asio::thread_pool& pool, const Metrics& metrics,
+              std::function<Gauges()> gauges, LogWriter& log);
+
+  boost::asio::awaitable<std::optional<Response>> judge(Request& request) override;
+  boost::asio::awaitable<Response> respond(Request& request) override;
+  void finish(const Request& request, const Response& response,
+              const RequestSummary& summary) override;
+
+ private:
+  Storage& storage_;
+  boost::asio::thread_pool& pool_;
+  const Metrics& metrics_;
+  std::function<Gauges()> gauges_;
+  LogWriter& log_;
+};
+
+}  // namespace pelto::collector
