@@ -81,12 +81,15 @@ step_fuzz() {
   say 'Fuzz targets (20 s, side by side)'
   check configure-fuzz cmake --preset fuzz
   check build-fuzz cmake --build --preset fuzz
-  local target runs=()
-  for target in log_reader report_load upload_address upload_answer; do
+  local path folder target runs=()
+  for path in tests/fuzz/{log_reader,report_load,upload_address,upload_answer} \
+    tests/collector/fuzz/{form,payload,report}; do
+    folder=${path%/*}
+    target=${path##*/}
     mkdir -p "$build/fuzz/found/$target"
-    quietly "fuzz-$target" "$build/fuzz/tests/fuzz/fuzz_$target" -max_total_time=20 -max_len=4096 \
+    quietly "fuzz-$target" "$build/fuzz/$folder/fuzz_$target" -max_total_time=20 -max_len=4096 \
       -timeout=20 -artifact_prefix="$build/fuzz/found/$target-" \
-      "$build/fuzz/found/$target" "tests/fuzz/corpus/$target" &
+      "$build/fuzz/found/$target" "$folder/corpus/$target" &
     runs+=($!)
   done
   local run
