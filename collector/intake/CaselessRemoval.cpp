@@ -4,6 +4,7 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
+#include <bitset>
 #include <cstddef>
 #include <utility>
 
@@ -40,6 +41,9 @@ class WordSearch {
   }
 
   std::size_t length() const { return word_.size(); }
+  char32_t first() const { return word_.front(); }
+  /// Whether the characters so far end with the beginning of the word.
+  bool has_begun() const { return matched_ > 0; }
   bool has(char32_t c) const { return word_.find(c) != std::u32string::npos; }
 
   /// Whether an occurrence ends with this character.
@@ -82,14 +86,34 @@ void add_range(std::vector<Range>& ranges, Range range) {
   ranges.push_back(range);
 }
 
+/// The characters with which words begin. All but those of ASCII count as such.
+class FirstCharacters {
+ public:
+  explicit FirstCharacters(const std::vector<WordSearch>& searches) {
+    for (const WordSearch& search : searches) {
+      if (search.first() < is_first_.size()) is_first_.set(search.first());
+    }
+  }
+
+  bool contain(char32_t c) const { return c >= is_first_.size() || is_first_[c]; }
+
+ private:
+  std::bitset<128> is_first_;
+};
+
 std::vector<Range> find_words(std::string_view text, std::vector<WordSearch>& searches) {
+  const FirstCharacters first_characters(searches);
   std::vector<Range> ranges;
   std::size_t count = 0;
+  bool has_begun = false;
   for (std::size_t at = 0; at < text.size();) {
     const char32_t c = take_folded(text, at);
     ++count;
+    if (!has_begun && !first_characters.contain(c)) continue;
+    has_begun = false;
     for (WordSearch& search : searches) {
       if (search.take(c)) add_range(ranges, {count - search.length(), count});
+      has_begun = has_begun || search.has_begun();
     }
   }
   return ranges;

@@ -2,8 +2,7 @@
 
 #include <tinyxml.h>
 
-#include <algorithm>
-#include <array>
+#include <cstddef>
 
 #include "collector/intake/CaselessRemoval.h"
 #include "collector/intake/HeaderValue.h"
@@ -15,32 +14,140 @@ namespace pelto::collector {
 namespace {
 
 constexpr std::string_view adapter_address_property = "macaddress";
+/// Spaces for each level of the text.
+constexpr std::size_t indent = 4;
 
-bool identifies_somebody(std::string_view property) {
+/// Whether the element is a property whose value identifies somebody.
+bool is_taken_out(const TiXmlElement& element) {
+  if (std::string_view(element.Value()) != report::PropertyElement) return false;
+  const char* const property = element.Attribute(report::NameAttribute);
+  if (property == nullptr) return false;
   const std::string name = to_small_letters(property);
   return name == to_small_letters(report::IdentifierProperty) ||
          name == to_small_letters(report::EmailProperty) || name == adapter_address_property;
 }
 
-/// Elements nest no deeper than the guard of the parser allows.
-void take_out(TiXmlElement& element, const TextDecoder& decoder) {
-  const std::string_view kind = element.Value();
-  const char* const name = element.Attribute(report::NameAttribute);
-  if (name != nullptr && kind == report::PropertyElement && identifies_somebody(name)) {
-    element.Clear();
-  }
-  if (name != nullptr && kind == report::FileTypeElement &&
-      !is_plain_extension(decoder.decode(name))) {
-    element.SetAttribute(report::NameAttribute, other_file_type);
-  }
-  for (TiXmlElement* child = element.FirstChildElement(); child != nullptr;
-       child = child->NextSiblingElement()) {
-    take_out(*child, decoder);
+/// Appends `text` with references in place of markup and control characters, as the parser's own
+/// printer does it.
+void append_encoded(std::string& out, std::string_view text) {
+  constexpr std::string_view hexadecimal = "0123456789ABCDEF";
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '&') {
+      out += "&amp;";
+    } else if (c == '<') {
+      out += "&lt;";
+    } else if (c == '>') {
+      out += "&gt;";
+    } else if (c == '"') {
+      out += "&quot;";
+    } else if (c == '\'') {
+      out += "&apos;";
+    } else if (byte < 0x20) {
+      out += "&#x";
+      out += hexadecimal[byte >> 4U];
+      out += hexadecimal[byte & 0x0FU];
+      out += ';';
+    } else {
+      out += c;
+    }
   }
 }
 
-/// The words as the printed document has them: as they are in comments and the like, with
-/// references everywhere else.
+std::string_view view(const TiXmlString& text) {
+  return {text.data(), text.size()};
+}
+
+/// Writes the nodes of a document in its code page, laid out as the sender does it. The parser's
+/// own printer takes several times as long.
+class Writer {
+ public:
+  explicit Writer(const TextDecoder& decoder) : decoder_(decoder) {}
+
+  /// Writes the children of `parent`. Elements nest no deeper than the parser's guard allows.
+  void write_children(const TiXmlNode& parent, std::size_t depth) {
+    for (const TiXmlNode* node = parent.FirstChild(); node != nullptr; node = node->NextSibling()) {
+      write(*node, depth);
+    }
+  }
+
+  const std::string& bytes() const { return bytes_; }
+
+ private:
+  void write(const TiXmlNode& node, std::size_t depth) {
+    // A declaration would name another encoding.
+    if (node.ToDeclaration() != nullptr) return;
+    bytes_.append(depth * indent, ' ');
+    if (const TiXmlElement* const element = node.ToElement()) {
+      write_element(*element, depth);
+    } else if (const TiXmlText* const text = node.ToText()) {
+      write_text(*text);
+    } else if (node.ToComment() != nullptr) {
+      write_marked("<!--", node, "-->");
+    } else {
+      write_marked("<", node, ">");
+    }
+    bytes_ += '\n';
+  }
+
+  void write_element(const TiXmlElement& element, std::size_t depth) {
+    bytes_ += '<';
+    bytes_ += view(element.ValueTStr());
+    write_attributes(element);
+    const TiXmlNode* const child = is_taken_out(element) ? nullptr : element.FirstChild();
+    if (child == nullptr) {
+      bytes_ += " />";
+      return;
+    }
+    bytes_ += '>';
+    const TiXmlText* const text = child->ToText();
+    if (text != nullptr && !text->CDATA() && child->NextSibling() == nullptr) {
+      write_text(*text);
+    } else {
+      bytes_ += '\n';
+      write_children(element, depth + 1);
+      bytes_.append(depth * indent, ' ');
+    }
+    bytes_ += "</";
+    bytes_ += view(element.ValueTStr());
+    bytes_ += '>';
+  }
+
+  void write_attributes(const TiXmlElement& element) {
+    const bool is_file_type = std::string_view(element.Value()) == report::FileTypeElement;
+    for (const TiXmlAttribute* attribute = element.FirstAttribute(); attribute != nullptr;
+         attribute = attribute->Next()) {
+      const bool is_other = is_file_type &&
+                            std::string_view(attribute->Name()) == report::NameAttribute &&
+                            !is_plain_extension(decoder_.decode(attribute->Value()));
+      bytes_ += ' ';
+      append_encoded(bytes_, view(attribute->NameTStr()));
+      bytes_ += "=\"";
+      append_encoded(bytes_, is_other ? other_file_type : attribute->Value());
+      bytes_ += '"';
+    }
+  }
+
+  void write_text(const TiXmlText& text) {
+    if (text.CDATA()) {
+      write_marked("<![CDATA[", text, "]]>");
+    } else {
+      append_encoded(bytes_, view(text.ValueTStr()));
+    }
+  }
+
+  void write_marked(std::string_view start, const TiXmlNode& node, std::string_view end) {
+    bytes_ += start;
+    bytes_ += view(node.ValueTStr());
+    bytes_ += end;
+  }
+
+  const TextDecoder& decoder_;
+  std::string bytes_;
+};
+
+/// The words as the text has them: as they are in comments and the like, with references everywhere
+/// else.
 std::vector<std::string> words_of(const std::vector<std::string_view>& secrets,
                                   const TextDecoder& decoder) {
   std::vector<std::string> words;
@@ -48,33 +155,20 @@ std::vector<std::string> words_of(const std::vector<std::string_view>& secrets,
     // What is longer than any name identifies nobody.
     if (secret.empty() || secret.size() > longest_name) continue;
     words.push_back(decoder.decode(secret, Lines::kept));
-    TiXmlString encoded;
-    TiXmlBase::EncodeString(TiXmlString(secret.data(), secret.size()), &encoded);
-    if (std::string_view(encoded.data(), encoded.size()) != secret) {
-      words.push_back(decoder.decode({encoded.data(), encoded.size()}, Lines::kept));
-    }
+    std::string encoded;
+    append_encoded(encoded, secret);
+    if (encoded != secret) words.push_back(decoder.decode(encoded, Lines::kept));
   }
   return words;
 }
 
 }  // namespace
 
-std::string text_to_keep(TiXmlDocument& document, const TextDecoder& decoder,
+std::string text_to_keep(const TiXmlDocument& document, const TextDecoder& decoder,
                          const std::vector<std::string_view>& secrets) {
-  // The secrets may be texts of the document.
-  const std::vector<std::string> words = words_of(secrets, decoder);
-  for (TiXmlNode* node = document.FirstChild(); node != nullptr;) {
-    TiXmlNode* const next = node->NextSibling();
-    if (node->ToDeclaration() != nullptr) {
-      document.RemoveChild(node);
-    } else if (TiXmlElement* const element = node->ToElement()) {
-      take_out(*element, decoder);
-    }
-    node = next;
-  }
-  TiXmlPrinter printer;
-  document.Accept(&printer);
-  return remove_words(decoder.decode({printer.CStr(), printer.Size()}, Lines::kept), words);
+  Writer writer(decoder);
+  writer.write_children(document, 0);
+  return remove_words(decoder.decode(writer.bytes(), Lines::kept), words_of(secrets, decoder));
 }
 
 bool is_adapter_address(std::string_view name) {

@@ -28,13 +28,16 @@ bool is_kept(char32_t c, Lines lines) {
 
 /// ASCII is the same in every code page.
 std::string decode_ascii(std::string_view bytes, Lines lines) {
+  const auto is_replaced = [lines](char c) {
+    return !is_kept(static_cast<unsigned char>(c), lines);
+  };
+  if (std::ranges::none_of(bytes, is_replaced)) return std::string(bytes);
   std::string text;
-  text.reserve(bytes.size());
   for (const char c : bytes) {
-    if (is_kept(static_cast<unsigned char>(c), lines)) {
-      text += c;
-    } else {
+    if (is_replaced(c)) {
       text += replacement_bytes;
+    } else {
+      text += c;
     }
   }
   return text;
