@@ -22,6 +22,10 @@ bool is_control(char32_t c) {
   return c < 0x20 || (c >= 0x7F && c <= 0x9F);
 }
 
+bool is_ascii(char c) {
+  return static_cast<unsigned char>(c) < 0x80;
+}
+
 bool is_kept(char32_t c, Lines lines) {
   return !is_control(c) || (lines == Lines::kept && (c == '\t' || c == '\n'));
 }
@@ -60,9 +64,20 @@ TextDecoder::TextDecoder(int code_page) {
 }
 
 std::string TextDecoder::decode(std::string_view bytes, Lines lines) const {
-  const bool is_ascii =
-      std::ranges::all_of(bytes, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-  if (is_ascii) return decode_ascii(bytes, lines);
+  if (lines == Lines::removed) return decode_piece(bytes, lines);
+  // A line feed is no part of another character, and most lines are ASCII.
+  std::string text;
+  text.reserve(bytes.size());
+  while (!bytes.empty()) {
+    const std::size_t line_end = std::min(bytes.find('\n'), bytes.size() - 1);
+    text += decode_piece(bytes.substr(0, line_end + 1), lines);
+    bytes.remove_prefix(line_end + 1);
+  }
+  return text;
+}
+
+std::string TextDecoder::decode_piece(std::string_view bytes, Lines lines) const {
+  if (std::ranges::all_of(bytes, is_ascii)) return decode_ascii(bytes, lines);
 
   UErrorCode error = U_ZERO_ERROR;
   icu::UnicodeString wide(bytes.data(), static_cast<std::int32_t>(bytes.size()), converter_.get(),

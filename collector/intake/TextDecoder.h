@@ -23,6 +23,8 @@ class TextDecoder {
   std::string decode(std::string_view bytes, Lines lines = Lines::removed) const;
 
  private:
+  std::string decode_piece(std::string_view bytes, Lines lines) const;
+
   struct Close {
     void operator()(UConverter* converter) const;
   };

@@ -86,6 +86,10 @@ TEST(TextDecoder, LinesCanBeKept) {
   const TextDecoder decoder(1252);
   EXPECT_EQ(decoder.decode("a\n\tb\r\x01", Lines::kept), "a\n\tb\uFFFD\uFFFD");
   EXPECT_EQ(decoder.decode("\xE4\n\tb\r\x01", Lines::kept), "ä\n\tb\uFFFD\uFFFD");
+  EXPECT_EQ(decoder.decode("\n\xE4\nb\n\n", Lines::kept), "\nä\nb\n\n");
+  EXPECT_EQ(decoder.decode("", Lines::kept), "");
+  // A line end does not complete a character that is cut.
+  EXPECT_EQ(TextDecoder(932).decode("\x95\n\x95\x5C\n", Lines::kept), "\uFFFD\n表\n");
 }
 
 TEST(TextDecoder, EachTextIsReadAnew) {
