@@ -20,11 +20,15 @@ struct Selection {
   Period to = 0;
 };
 
+/// `Basis::elsewhere` is only compared with a threshold, and no threshold is larger than this.
+inline constexpr std::int64_t many_installations = 1000;
+
 /// The numbers of different installations on which a number rests.
 struct Basis {
   std::int64_t installations = 0;
   /// The installations on which the same number rests that is counted over all other versions of
-  /// the range; 0 if no version is selected.
+  /// the range; 0 if no version is selected. Exact below `many_installations`; any number from
+  /// there on means that many or more.
   std::int64_t elsewhere = 0;
 
   bool operator==(const Basis&) const = default;
@@ -62,6 +66,7 @@ struct VersionRow {
   Period period = 0;
   std::string application;
   std::string version;
+  /// Elsewhere: of the same period and application.
   Basis installations;
 };
 

@@ -2,8 +2,11 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string>
+#include <vector>
 
+#include <SQLiteCpp/Statement.h>
 #include <SQLiteCpp/Transaction.h>
 
 #include "collector/storage/Storage.h"
@@ -84,6 +87,37 @@ INSERT INTO secret VALUES ('name hash', randomblob(16));
 /// What makes a file of version `index` one of version `index + 1`.
 constexpr std::array<const char*, schema_version> steps{first_tables};
 
+/// Copies a table row by row in its order and puts the copy in its place.
+void rewrite(SQLite::Database& database, const std::string& table) {
+  std::vector<std::string> indexes;
+  std::string definition;
+  SQLite::Statement found(database, "SELECT type, sql FROM sqlite_master WHERE tbl_name = ?1");
+  found.bind(1, table);
+  while (found.executeStep()) {
+    const std::string sql = found.getColumn(1).getString();
+    if (found.getColumn(0).getString() == "table") {
+      definition = sql.substr(sql.find('('));
+    } else {
+      indexes.push_back(sql);
+    }
+  }
+  found.reset();
+  // Numbers are never given twice: the last one is kept.
+  SQLite::Statement last(database, "SELECT seq FROM sqlite_sequence WHERE name = ?1");
+  last.bind(1, table);
+  const std::int64_t sequence = last.executeStep() ? last.getColumn(0).getInt64() : 0;
+  last.reset();
+  database.exec("CREATE TABLE rewritten" + definition);
+  database.exec("INSERT INTO rewritten SELECT * FROM " + table + " ORDER BY 1");
+  database.exec("DROP TABLE " + table);
+  database.exec("ALTER TABLE rewritten RENAME TO " + table);
+  for (const std::string& index : indexes) database.exec(index);
+  if (sequence == 0) return;
+  database.exec("DELETE FROM sqlite_sequence WHERE name = '" + table + "'");
+  database.exec("INSERT INTO sqlite_sequence VALUES ('" + table + "', " + std::to_string(sequence) +
+                ")");
+}
+
 int version_of(SQLite::Database& database) {
   return database.execAndGet("PRAGMA user_version").getInt();
 }
@@ -104,6 +138,15 @@ void migrate(SQLite::Database& database) {
     database.exec(steps[step]);
   }
   database.exec("PRAGMA user_version = " + std::to_string(schema_version));
+  transaction.commit();
+}
+
+void rewrite_texts(SQLite::Database& database, bool with_reports) {
+  SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+  for (const char* const table : {"installation", "contact", "adapter", "name"}) {
+    rewrite(database, table);
+  }
+  if (with_reports) rewrite(database, "report_text");
   transaction.commit();
 }
 

@@ -1,0 +1,1 @@
+collector_tests(storage AgreementTest.cpp Model.cpp Samples.cpp)

@@ -1,0 +1,437 @@
+#include "collector/storage/sqlite/Counting.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "collector/storage/sqlite/CellScan.h"
+#include "collector/storage/sqlite/Keeping.h"
+#include "collector/storage/sqlite/Names.h"
+
+namespace pelto::collector {
+
+namespace {
+
+/// A union of sets that are added one after the other.
+class Union {
+ public:
+  void add(const Installations& set) {
+    roaring_bitmap_lazy_or_inplace(&set_.roaring, &set.roaring, true);
+    is_clean_ = false;
+  }
+  const Installations& set() {
+    if (!is_clean_) roaring_bitmap_repair_after_lazy(&set_.roaring);
+    is_clean_ = true;
+    return set_;
+  }
+  std::int64_t size() { return static_cast<std::int64_t>(set().cardinality()); }
+  bool has_many() { return size() >= many_installations; }
+
+ private:
+  Installations set_;
+  bool is_clean_ = true;
+};
+
+/// The two sides of a selection.
+struct BasisUnion {
+  Union selected;
+  Union elsewhere;
+
+  void add(const Installations& set, bool is_selected) {
+    if (is_selected) {
+      selected.add(set);
+    } else if (!elsewhere.has_many()) {
+      elsewhere.add(set);
+    }
+  }
+  Basis basis() { return {selected.size(), std::min(elsewhere.size(), many_installations)}; }
+};
+
+/// A selection in the storage's numbers.
+class Scope {
+ public:
+  Scope(Connection& connection, const Selection& selection)
+      : connection_(connection),
+        selection_(selection),
+        product_(find_product(connection, selection.product)) {
+    Query version = connection.query("SELECT number, text FROM name WHERE kind = ?1",
+                                     static_cast<std::int64_t>(Kind::version));
+    while (version->executeStep()) {
+      auto [application, number] = split_texts(bytes_of(version->getColumn(1)));
+      versions_.emplace(static_cast<Number>(version->getColumn(0).getInt64()),
+                        Version{std::move(application), std::move(number)});
+    }
+  }
+
+  struct Version {
+    std::string application;
+    std::string version;
+  };
+
+  std::int64_t product() const { return product_; }
+  bool has_version() const { return selection_.version.has_value(); }
+  bool is_in_range(Period period) const {
+    return period >= selection_.from && period <= selection_.to;
+  }
+  bool is_selected(Number version) const {
+    return !selection_.version || version_of(version).version == *selection_.version;
+  }
+  const Version& version_of(Number number) const {
+    const auto found = versions_.find(number);
+    if (found == versions_.end()) {
+      throw StorageError("the storage's dictionary is damaged; run check, and restore a backup");
+    }
+    return found->second;
+  }
+
+ private:
+  Connection& connection_;
+  const Selection& selection_;
+  std::int64_t product_;
+  std::unordered_map<Number, Version> versions_;
+};
+
+/// All installations of the selection.
+Basis count_all(CellScan& scan, const Scope& scope) {
+  BasisUnion all;
+  scan.run(Kind::report, {[&](const Group& group) { return scope.is_in_range(group.period); },
+                          [&](const Group& group, const Cell& cell) {
+                            all.add(cell.installations, scope.is_selected(group.version));
+                          },
+                          [](Number) {}});
+  return all.basis();
+}
+
+/// The lower median; none without a place.
+std::optional<std::int64_t> median_of(const Places& places) {
+  std::int64_t count = 0;
+  for (const auto& [place, reports] : places) count += reports;
+  std::int64_t left = (count + 1) / 2;
+  if (left <= 0) return std::nullopt;
+  for (const auto& [place, reports] : places) {
+    left -= reports;
+    if (left <= 0) return place;
+  }
+  return std::nullopt;
+}
+
+std::int64_t seconds_of(Day day) {
+  return Time{day}.time_since_epoch().count();
+}
+
+/// The sets of a period, for each version.
+using PeriodSets = std::map<Period, std::map<Number, Installations>>;
+
+/// Reads the sets of a kind that has one item, up to a period.
+void read_sets(CellScan& scan, Kind kind, const std::function<bool(const Group&)>& wants,
+               const std::function<void(const Group&, const Cell&)>& take) {
+  scan.run(kind, {wants, take, [](Number) {}});
+}
+
+/// The version of the installation's first counted report.
+Number first_version(Connection& connection, std::int64_t product, Number installation) {
+  return static_cast<Number>(connection.number(
+      0,
+      "SELECT version FROM report WHERE installation = ?1 AND product = ?2 AND replaced = 0 "
+      "ORDER BY received, delivery LIMIT 1",
+      std::int64_t{installation}, product));
+}
+
+/// What describes the machines of one side of a selection: which installations' values count in
+/// which period, and which installations have to be looked up.
+struct MachineSide {
+  std::map<Period, Installations> described;
+  std::map<Period, Installations> ambiguous;
+  std::map<Period, Installations> counted;
+  Installations to_look_up;
+
+  void add(Period period, const Cell& cell) {
+    Installations& known = described[period];
+    ambiguous[period] |= known & cell.installations;
+    ambiguous[period] |= cell.first();
+    known |= cell.installations;
+  }
+
+  /// An installation counts in the last period in which it described its machine.
+  void decide() {
+    Installations seen;
+    for (auto period = described.rbegin(); period != described.rend(); ++period) {
+      const Installations latest = period->second - seen;
+      const Installations& twice = ambiguous[period->first];
+      counted[period->first] = latest - twice;
+      to_look_up |= latest & twice;
+      seen |= period->second;
+    }
+  }
+};
+
+/// The values of the installation's latest description on one side of the selection.
+void look_up_machine(Connection& connection, const Scope& scope, const Selection& selection,
+                     Number installation, bool is_selected,
+                     std::map<Number, std::int64_t>& counts) {
+  Query found = connection.query(
+      "SELECT number, installation, product, received, version, packed FROM report "
+      "WHERE installation = ?1 AND product = ?2 AND received >= ?3 AND received < ?4 "
+      "AND replaced = 0 ORDER BY received DESC, delivery DESC",
+      std::int64_t{installation}, scope.product(), seconds_of(first_day_of(selection.from)),
+      seconds_of(first_day_of(selection.to + 1)));
+  StoredReport report;
+  while (found->executeStep()) {
+    read_report(*found.operator->(), report);
+    if (report.counts.machine.empty()) continue;
+    if (scope.is_selected(report.group.version) != is_selected) continue;
+    for (const auto& property : report.counts.machine) ++counts[property.name];
+    return;
+  }
+}
+
+}  // namespace
+
+std::optional<std::pair<Period, Period>> read_periods(Connection& connection,
+                                                      const std::string& product) {
+  const std::int64_t number = find_product(connection, product);
+  std::map<Period, std::int64_t> reports;
+  CellScan scan(connection, number, {Kind::report});
+  scan.run(Kind::report,
+           {[](const Group&) { return true; },
+            [&](const Group& group, const Cell& cell) { reports[group.period] += cell.reports; },
+            [](Number) {}});
+  std::erase_if(reports, [](const auto& entry) { return entry.second == 0; });
+  if (reports.empty()) return std::nullopt;
+  return std::pair{reports.begin()->first, reports.rbegin()->first};
+}
+
+Counts<PeriodRow> count_periods(Connection& connection, const Selection& selection) {
+  const Scope scope(connection, selection);
+  CellScan scan(connection, scope.product(), {Kind::report});
+  struct Sides {
+    std::int64_t reports = 0;
+    Installations selected;
+    Installations elsewhere;
+  };
+  std::map<Period, Sides> periods;
+  read_sets(
+      scan, Kind::report, [&](const Group& group) { return group.period <= selection.to; },
+      [&](const Group& group, const Cell& cell) {
+        Sides& sides = periods[group.period];
+        const bool is_selected = scope.is_selected(group.version);
+        if (is_selected) sides.reports += cell.reports;
+        (is_selected ? sides.selected : sides.elsewhere) |= cell.installations;
+      });
+
+  Counts<PeriodRow> counts;
+  Installations seen;
+  BasisUnion all;
+  for (const auto& [period, sides] : periods) {
+    if (scope.is_in_range(period)) {
+      all.add(sides.selected, true);
+      all.add(sides.elsewhere, false);
+      PeriodRow row{period, sides.reports, {}, {}};
+      const auto size = [](const Installations& set) {
+        return static_cast<std::int64_t>(set.cardinality());
+      };
+      row.installations = {size(sides.selected), size(sides.elsewhere)};
+      const Installations both = (sides.selected & sides.elsewhere) - seen;
+      row.first_reports = {size(sides.selected - seen - both), size(sides.elsewhere - seen - both)};
+      for (const Number installation : both) {
+        const Number version = first_version(connection, scope.product(), installation);
+        ++(scope.is_selected(version) ? row.first_reports.installations
+                                      : row.first_reports.elsewhere);
+      }
+      if (row.reports > 0) counts.rows.push_back(row);
+    }
+    seen |= sides.selected;
+    seen |= sides.elsewhere;
+  }
+  counts.installations = all.basis();
+  return counts;
+}
+
+Counts<CommandRow> count_commands(Connection& connection, const Selection& selection) {
+  const Scope scope(connection, selection);
+  CellScan scan(connection, scope.product(), {Kind::report, Kind::command});
+  Counts<CommandRow> counts;
+  counts.installations = count_all(scan, scope);
+
+  Names names(connection);
+  struct Sum {
+    std::int64_t reports = 0;
+    CommandRow row;
+    BasisUnion all;
+    BasisUnion placed;
+    Places places;
+  };
+  Sum sum;
+  scan.run(Kind::command, {[&](const Group& group) { return scope.is_in_range(group.period); },
+                           [&](const Group& group, const Cell& cell) {
+                             const bool is_selected = scope.is_selected(group.version);
+                             sum.all.add(cell.installations, is_selected);
+                             sum.placed.add(cell.first(), is_selected);
+                             if (!is_selected) return;
+                             sum.reports += cell.reports;
+                             sum.row.uses += cell.first_sum;
+                             for (const auto& [place, reports] : cell.places) {
+                               sum.places[place] += reports;
+                             }
+                           },
+                           [&](Number item) {
+                             if (sum.reports > 0) {
+                               sum.row.command = names.text_of(item);
+                               sum.row.installations = sum.all.basis();
+                               sum.row.placed = sum.placed.basis();
+                               sum.row.median_order = median_of(sum.places);
+                               counts.rows.push_back(std::move(sum.row));
+                             }
+                             sum = {};
+                           }});
+  return counts;
+}
+
+Counts<FileTypeRow> count_file_types(Connection& connection, const Selection& selection) {
+  const Scope scope(connection, selection);
+  CellScan scan(connection, scope.product(), {Kind::report, Kind::file_type});
+  Counts<FileTypeRow> counts;
+  counts.installations = count_all(scan, scope);
+
+  Names names(connection);
+  struct Sum {
+    std::int64_t reports = 0;
+    FileTypeRow row;
+    BasisUnion all;
+    BasisUnion opening;
+    BasisUnion saving;
+  };
+  Sum sum;
+  scan.run(Kind::file_type, {[&](const Group& group) { return scope.is_in_range(group.period); },
+                             [&](const Group& group, const Cell& cell) {
+                               const bool is_selected = scope.is_selected(group.version);
+                               sum.all.add(cell.installations, is_selected);
+                               sum.opening.add(cell.first(), is_selected);
+                               sum.saving.add(cell.second(), is_selected);
+                               if (!is_selected) return;
+                               sum.reports += cell.reports;
+                               sum.row.opened += cell.first_sum;
+                               sum.row.saved += cell.second_sum;
+                             },
+                             [&](Number item) {
+                               if (sum.reports > 0) {
+                                 sum.row.file_type = names.text_of(item);
+                                 sum.row.installations = sum.all.basis();
+                                 sum.row.opening = sum.opening.basis();
+                                 sum.row.saving = sum.saving.basis();
+                                 counts.rows.push_back(std::move(sum.row));
+                               }
+                               sum = {};
+                             }});
+  return counts;
+}
+
+Counts<VersionRow> count_versions(Connection& connection, const Selection& selection) {
+  const Scope scope(connection, selection);
+  CellScan scan(connection, scope.product(), {Kind::report});
+  Counts<VersionRow> counts;
+  counts.installations = count_all(scan, scope);
+
+  struct Sum {
+    std::int64_t reports = 0;
+    Installations installations;
+  };
+  std::map<Period, std::map<Number, Sum>> periods;
+  read_sets(
+      scan, Kind::report, [&](const Group& group) { return scope.is_in_range(group.period); },
+      [&](const Group& group, const Cell& cell) {
+        Sum& sum = periods[group.period][group.version];
+        sum.reports += cell.reports;
+        sum.installations |= cell.installations;
+      });
+  for (const auto& [period, versions] : periods) {
+    for (const auto& [number, sum] : versions) {
+      if (sum.reports == 0 || !scope.is_selected(number)) continue;
+      const Scope::Version& version = scope.version_of(number);
+      BasisUnion all;
+      all.add(sum.installations, true);
+      for (const auto& [other, other_sum] : versions) {
+        if (!scope.has_version() || scope.is_selected(other)) continue;
+        if (scope.version_of(other).application != version.application) continue;
+        all.add(other_sum.installations, false);
+      }
+      counts.rows.push_back({period, version.application, version.version, all.basis()});
+    }
+  }
+  return counts;
+}
+
+Counts<MachineRow> count_machines(Connection& connection, const Selection& selection) {
+  const Scope scope(connection, selection);
+  CellScan scan(connection, scope.product(), {Kind::report, Kind::described, Kind::machine});
+  Counts<MachineRow> counts;
+  counts.installations = count_all(scan, scope);
+
+  const auto wants = [&](const Group& group) { return scope.is_in_range(group.period); };
+  MachineSide sides[2];
+  read_sets(scan, Kind::described, wants, [&](const Group& group, const Cell& cell) {
+    sides[scope.is_selected(group.version) ? 1 : 0].add(group.period, cell);
+  });
+  std::map<Number, std::int64_t> sums[2];
+  for (const bool is_selected : {false, true}) {
+    MachineSide& side = sides[is_selected ? 1 : 0];
+    side.decide();
+    for (const Number installation : side.to_look_up) {
+      look_up_machine(connection, scope, selection, installation, is_selected,
+                      sums[is_selected ? 1 : 0]);
+    }
+  }
+  std::int64_t found[2] = {0, 0};
+  scan.run(Kind::machine,
+           {wants,
+            [&](const Group& group, const Cell& cell) {
+              const int side = scope.is_selected(group.version) ? 1 : 0;
+              found[side] += static_cast<std::int64_t>(
+                  cell.installations.and_cardinality(sides[side].counted[group.period]));
+            },
+            [&](Number item) {
+              for (const int side : {0, 1}) {
+                if (found[side] > 0) sums[side][item] += found[side];
+                found[side] = 0;
+              }
+            }});
+
+  Names names(connection);
+  for (const auto& [item, installations] : sums[1]) {
+    MachineValue value = split_property(names.text_of(item));
+    const auto elsewhere = sums[0].find(item);
+    counts.rows.push_back({std::move(value.category),
+                           std::move(value.name),
+                           std::move(value.value),
+                           {installations, elsewhere == sums[0].end() ? 0 : elsewhere->second}});
+  }
+  return counts;
+}
+
+IntakeCounts count_intake(Connection& connection, const Selection& selection) {
+  IntakeCounts counts;
+  const auto day_number = [](Day day) { return std::int64_t{day.time_since_epoch().count()}; };
+  Query row = connection.query(
+      "SELECT outcome, code, sum(deliveries) FROM intake WHERE product IN (?1, 0) "
+      "AND day BETWEEN ?2 AND ?3 GROUP BY outcome, code",
+      find_product(connection, selection.product), day_number(first_day_of(selection.from)),
+      day_number(last_day_of(selection.to)));
+  while (row->executeStep()) {
+    const std::string outcome = row->getColumn(0).getString();
+    const std::int64_t deliveries = row->getColumn(2).getInt64();
+    if (deliveries == 0) continue;
+    if (outcome == "accepted") counts.accepted = deliveries;
+    if (outcome == "replaced") counts.replaced = deliveries;
+    if (outcome == "repeated") counts.repeated = deliveries;
+    if (outcome == "refused") counts.refused[row->getColumn(1).getString()] = deliveries;
+  }
+  return counts;
+}
+
+}  // namespace pelto::collector

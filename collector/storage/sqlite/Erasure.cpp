@@ -1,0 +1,219 @@
+#include "collector/storage/sqlite/Erasure.h"
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <map>
+#include <set>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include <sqlite3.h>
+
+#include <SQLiteCpp/Transaction.h>
+
+#include "collector/storage/sqlite/Database.h"
+#include "collector/storage/sqlite/Folding.h"
+#include "collector/storage/sqlite/Schema.h"
+
+namespace pelto::collector {
+
+namespace {
+
+/// Shorter texts are in every file by chance.
+constexpr std::size_t shortest_trace = 6;
+/// With more texts than this, writing the tables anew takes less time than looking for each.
+constexpr std::size_t most_traces = 200;
+
+class Eraser {
+ public:
+  Eraser(Connection& connection, Keeper& keeper)
+      : connection_(connection),
+        keeper_(keeper),
+        folded_(read_state(connection, "folded_report")) {}
+
+  void erase(std::int64_t installation) {
+    erase_reports(installation);
+    take_texts("SELECT address FROM contact WHERE installation = ?1", installation);
+    erasure_.counts.contacts +=
+        connection_.run("DELETE FROM contact WHERE installation = ?1", installation);
+    take_texts("SELECT hash FROM adapter WHERE installation = ?1", installation);
+    connection_.run("DELETE FROM adapter WHERE installation = ?1", installation);
+    take_texts("SELECT identifier FROM installation WHERE number = ?1", installation);
+    erasure_.counts.installations +=
+        connection_.run("DELETE FROM installation WHERE number = ?1", installation);
+    erased_.add(static_cast<Number>(installation));
+  }
+
+  Erasure finish() {
+    std::map<std::int64_t, Withdrawn> withdrawn;
+    std::set<Group> groups;
+    for (const auto& [key, cells] : builder_.take_cells()) {
+      const auto [kind, item] = key;
+      for (const auto& [group, cell] : cells) {
+        groups.insert(group);
+        auto known = withdrawn.find(group.product);
+        if (known == withdrawn.end()) {
+          known =
+              withdrawn.emplace(group.product, Withdrawn::read(connection_, group.product)).first;
+        }
+        merge_cell(connection_, group, kind, item, known->second, erased_, cell);
+      }
+    }
+    for (const Group& group : groups) erase_withdrawn(group);
+    std::ranges::move(keeper_.finish(), std::back_inserter(erasure_.texts));
+    return std::move(erasure_);
+  }
+
+ private:
+  void erase_reports(std::int64_t installation) {
+    std::vector<std::int64_t> numbers;
+    {
+      Query row = connection_.query(
+          "SELECT number, installation, product, received, version, packed, replaced, sign "
+          "FROM report LEFT JOIN changed ON report = number WHERE installation = ?1 "
+          "ORDER BY product, received, delivery",
+          installation);
+      StoredReport report;
+      std::int64_t product_before = 0;
+      bool is_replaced_before = false;
+      while (row->executeStep()) {
+        read_report(*row.operator->(), report);
+        const bool is_replaced = row->getColumn(6).getInt() != 0;
+        const Time received{std::chrono::seconds{row->getColumn(3).getInt64()}};
+        keeper_.intake().count(report.group.product, received, "accepted", "", -1);
+        if (report.group.product == product_before && is_replaced_before) {
+          keeper_.intake().count(report.group.product, received, "replaced", "", -1);
+        }
+        product_before = report.group.product;
+        is_replaced_before = is_replaced;
+        release_names(report.counts, keeper_.names());
+        keeper_.names().use(report.group.version, -1);
+        numbers.push_back(report.number);
+        if (report.number > folded_) {
+          keeper_.drop_pending(1);
+          continue;
+        }
+        const bool was_counted =
+            row->isColumnNull(7) ? !is_replaced : row->getColumn(7).getInt() < 0;
+        was_counted ? builder_.take_back(report) : builder_.touch(report);
+      }
+    }
+    for (const std::int64_t number : numbers) {
+      connection_.run("DELETE FROM changed WHERE report = ?1", number);
+      connection_.run("DELETE FROM report_text WHERE report = ?1", number);
+      connection_.run("DELETE FROM report WHERE number = ?1", number);
+    }
+    erasure_.counts.deliveries += static_cast<std::int64_t>(numbers.size());
+  }
+
+  void take_texts(const char* sql, std::int64_t installation) {
+    Query text = connection_.query(sql, installation);
+    while (text->executeStep()) erasure_.texts.push_back(text->getColumn(0).getString());
+  }
+
+  void erase_withdrawn(const Group& group) {
+    std::map<std::int64_t, Installations> segments;
+    {
+      Query row = connection_.query(
+          "SELECT segment, installations FROM withdrawn WHERE product = ?1 AND period = ?2 "
+          "AND version = ?3",
+          group.product, std::int64_t{group.period}, std::int64_t{group.version});
+      while (row->executeStep()) {
+        Installations set = read_installations(bytes_of(row->getColumn(1)));
+        if (!set.intersect(erased_)) continue;
+        segments.emplace(row->getColumn(0).getInt64(), set - erased_);
+      }
+    }
+    for (const auto& [segment, set] : segments) {
+      const std::string bytes = bytes_of(set);
+      connection_.run(
+          "UPDATE withdrawn SET installations = ?5 WHERE product = ?1 AND period = ?2 "
+          "AND version = ?3 AND segment = ?4",
+          group.product, std::int64_t{group.period}, std::int64_t{group.version}, segment,
+          std::string_view(bytes));
+    }
+  }
+
+  Connection& connection_;
+  Keeper& keeper_;
+  std::int64_t folded_;
+  CellBuilder builder_;
+  Installations erased_;
+  Erasure erasure_;
+};
+
+void empty_log(Connection& connection, const std::filesystem::path& path) {
+  const auto limit = std::chrono::steady_clock::now() + longest_wait;
+  for (;;) {
+    const int result = sqlite3_wal_checkpoint_v2(connection.database().getHandle(), nullptr,
+                                                 SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+    if (result == SQLITE_OK) return;
+    if (result != SQLITE_BUSY || std::chrono::steady_clock::now() > limit) {
+      throw StorageError(path.string() +
+                         ": erased, but traces are left in the write-ahead log, which another "
+                         "process uses; end that one and erase again");
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds{5});
+  }
+}
+
+bool has_any(const std::filesystem::path& path, const std::vector<std::string>& texts) {
+  constexpr std::size_t step = std::size_t{1} << 20;
+  std::size_t longest = 0;
+  for (const std::string& text : texts) longest = std::max(longest, text.size());
+  std::ifstream file(path, std::ios::binary);
+  std::string part;
+  std::string buffer(step, '\0');
+  while (file.read(buffer.data(), step) || file.gcount() > 0) {
+    part.append(buffer, 0, static_cast<std::size_t>(file.gcount()));
+    for (const std::string& text : texts) {
+      if (part.find(text) != std::string::npos) return true;
+    }
+    // A text may lie on both sides of the boundary.
+    if (part.size() > longest) part.erase(0, part.size() - longest);
+  }
+  return false;
+}
+
+}  // namespace
+
+void Erasure::add(Erasure other) {
+  counts.installations += other.counts.installations;
+  counts.deliveries += other.counts.deliveries;
+  counts.contacts += other.counts.contacts;
+  std::ranges::move(other.texts, std::back_inserter(texts));
+}
+
+Erasure erase_installations(Connection& connection, Keeper& keeper,
+                            const std::vector<std::int64_t>& installations) {
+  SQLite::Transaction transaction(connection.database(), SQLite::TransactionBehavior::IMMEDIATE);
+  try {
+    keeper.begin();
+    Eraser eraser(connection, keeper);
+    for (const std::int64_t installation : installations) eraser.erase(installation);
+    Erasure erasure = eraser.finish();
+    transaction.commit();
+    return erasure;
+  } catch (...) {
+    keeper.forget();
+    throw;
+  }
+}
+
+void remove_traces(Connection& connection, const std::filesystem::path& path,
+                   const std::vector<std::string>& texts) {
+  empty_log(connection, path);
+  std::vector<std::string> traces;
+  std::ranges::copy_if(texts, std::back_inserter(traces),
+                       [](const std::string& text) { return text.size() >= shortest_trace; });
+  for (const bool with_reports : {false, true}) {
+    if (traces.size() <= most_traces && !has_any(path, traces)) return;
+    rewrite_texts(connection.database(), with_reports);
+    empty_log(connection, path);
+    if (traces.size() > most_traces) return;
+  }
+}
+
+}  // namespace pelto::collector

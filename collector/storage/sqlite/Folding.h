@@ -1,0 +1,85 @@
+// The way of reports into the cells.
+//
+// A report that arrives changes no cell: it is in the file as a row, and whoever counts adds the
+// rows after the last folded one to the cells. From time to time these are folded: their cells are
+// appended to the file as one segment. A report that was folded and is replaced later is listed in
+// `changed`; the next fold takes its sums back, and declares its installation's part in the earlier
+// segments of its period and version void.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "collector/storage/sqlite/Cells.h"
+#include "collector/storage/sqlite/Connection.h"
+
+namespace pelto::collector {
+
+/// Numbers in the table `state`.
+std::int64_t read_state(Connection& connection, const char* name);
+void write_state(Connection& connection, const char* name, std::int64_t value);
+
+/// The installations whose part in a group is void in segments before a given one.
+class Withdrawn {
+ public:
+  /// Those of the file.
+  static Withdrawn read(Connection& connection, std::int64_t product);
+
+  void add(const Group& group, std::int64_t segment, const Installations& installations);
+  /// Removes from the cell of a segment what is void in it.
+  void remove_from(const Group& group, std::int64_t segment, Cell& cell) const;
+
+ private:
+  std::map<Group, std::map<std::int64_t, Installations>> groups_;
+};
+
+/// What a fold would append.
+struct Pending {
+  CellBuilder::Cells cells;
+  std::map<Group, Installations> withdrawn;
+};
+
+/// Which reports a `Pending` is about; by default all.
+struct PendingScope {
+  std::optional<std::int64_t> product;
+  CellBuilder::Filter needs;
+};
+
+/// Reads what is not folded yet. Within a transaction.
+Pending read_pending(Connection& connection, const PendingScope& scope);
+
+/// Folds everything that is not folded yet. Within a transaction that writes.
+void fold(Connection& connection);
+
+/// One row of the table `cell`, read as far as it is needed.
+class StoredCell {
+ public:
+  StoredCell(std::int64_t product, SQLite::Statement& row) : product_(product), row_(row) {}
+
+  Kind kind() const { return static_cast<Kind>(row_.getColumn(0).getInt()); }
+  Number item() const { return static_cast<Number>(row_.getColumn(1).getInt64()); }
+  Group group() const;
+  std::int64_t segment() const { return row_.getColumn(4).getInt64(); }
+  Cell read() const;
+
+ private:
+  std::int64_t product_;
+  SQLite::Statement& row_;
+};
+
+/// Calls `take` for each row of a product and kind, by item.
+void for_each_cell(Connection& connection, std::int64_t product, Kind kind,
+                   const std::function<void(const StoredCell&)>& take);
+
+/// Makes one row of all segments of an item and group, without what is withdrawn or in `erased`,
+/// with `change` added; no row if no report is left. Within a transaction that writes.
+void merge_cell(Connection& connection, const Group& group, Kind kind, Number item,
+                const Withdrawn& withdrawn, const Installations& erased, const Cell& change);
+
+/// Reads the report in the current row: number, installation, product, received, version, packed.
+void read_report(SQLite::Statement& row, StoredReport& report);
+
+}  // namespace pelto::collector

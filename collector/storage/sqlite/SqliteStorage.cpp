@@ -1,0 +1,315 @@
+#include "collector/storage/sqlite/SqliteStorage.h"
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include <SQLiteCpp/Transaction.h>
+#include <sodium.h>
+
+#include "collector/storage/sqlite/Backup.h"
+#include "collector/storage/sqlite/Checking.h"
+#include "collector/storage/sqlite/Counting.h"
+#include "collector/storage/sqlite/Database.h"
+#include "collector/storage/sqlite/Erasure.h"
+#include "collector/storage/sqlite/Exporting.h"
+#include "collector/storage/sqlite/Writer.h"
+
+namespace pelto::collector {
+
+namespace {
+
+constexpr int first_threshold = 5;
+constexpr std::size_t secret_size = 32;
+/// More are opened when they are needed, and closed afterward.
+constexpr std::size_t most_idle_readers = 2;
+/// Installations that are erased in one transaction, while deliveries wait.
+constexpr std::size_t erasure_step = 500;
+
+/// The writer and the readers of a file.
+class Access {
+ public:
+  Access(const std::filesystem::path& path, const SqliteOptions& options)
+      : path_(path), writer_(path, options) {}
+
+ protected:
+  template <typename Work>
+  auto translate(Work work) {
+    try {
+      return work();
+    } catch (const SQLite::Exception& error) {
+      throw storage_error(path_, error);
+    }
+  }
+
+  /// Runs `work` in a transaction that reads.
+  template <typename Work>
+  auto read(Work work) {
+    return translate([&] {
+      std::unique_ptr<Connection> connection = take_reader();
+      SQLite::Transaction transaction(connection->database());
+      auto result = work(*connection);
+      transaction.commit();
+      give_back(std::move(connection));
+      return result;
+    });
+  }
+
+  /// Runs `work` in a transaction on the writer's thread.
+  template <typename Work>
+  auto write(Work work) {
+    return translate([&] {
+      return writer_.run([work](Connection& connection, Keeper& keeper) {
+        SQLite::Transaction transaction(connection.database(),
+                                        SQLite::TransactionBehavior::IMMEDIATE);
+        keeper.begin();
+        struct Finish {
+          SQLite::Transaction& transaction;
+          Keeper& keeper;
+          void operator()() const {
+            keeper.finish();
+            transaction.commit();
+          }
+        } const finish{transaction, keeper};
+        try {
+          if constexpr (std::is_void_v<decltype(work(connection, keeper))>) {
+            work(connection, keeper);
+            finish();
+          } else {
+            auto result = work(connection, keeper);
+            finish();
+            return result;
+          }
+        } catch (...) {
+          keeper.forget();
+          throw;
+        }
+      });
+    });
+  }
+
+  /// Erases the installations that `find` returns, until it returns none.
+  template <typename Find>
+  ErasedCounts erase(Find find) {
+    return translate([&] {
+      return writer_.run([find, path = path_](Connection& connection, Keeper& keeper) {
+        Erasure all;
+        for (;;) {
+          const std::vector<std::int64_t> found = find(connection, keeper);
+          if (found.empty()) break;
+          all.add(erase_installations(connection, keeper, found));
+        }
+        if (all.counts.installations > 0) remove_traces(connection, path, all.texts);
+        return all.counts;
+      });
+    });
+  }
+
+  Writer& writer() { return writer_; }
+  const std::filesystem::path& file() const { return path_; }
+
+ private:
+  std::unique_ptr<Connection> take_reader() {
+    {
+      const std::lock_guard lock(mutex_);
+      if (!idle_readers_.empty()) {
+        std::unique_ptr<Connection> reader = std::move(idle_readers_.back());
+        idle_readers_.pop_back();
+        return reader;
+      }
+    }
+    return std::make_unique<Connection>(path_);
+  }
+
+  void give_back(std::unique_ptr<Connection> connection) {
+    const std::lock_guard lock(mutex_);
+    if (idle_readers_.size() < most_idle_readers) idle_readers_.push_back(std::move(connection));
+  }
+
+  std::filesystem::path path_;
+  std::mutex mutex_;
+  std::vector<std::unique_ptr<Connection>> idle_readers_;
+  Writer writer_;
+};
+
+class SqliteStorage final : public Storage, private Access {
+ public:
+  using Access::Access;
+
+  void keep(Delivery delivery, TimeKind time_kind, std::function<void(Outcome)> done) override {
+    writer().keep(std::move(delivery), time_kind, std::move(done));
+  }
+
+  void count_refusal(const std::string& product, Time received, std::string_view code) override {
+    writer().count_refusal(product, received, code);
+  }
+
+  bool is_ready() noexcept override {
+    try {
+      return writer().is_ready();
+    } catch (...) {
+      return false;
+    }
+  }
+
+  void add_product(const std::string& product) override {
+    write([product](Connection&, Keeper& keeper) { keeper.product_number(product); });
+  }
+
+  std::vector<std::string> products() override {
+    return read([](Connection& connection) {
+      std::vector<std::string> names;
+      Query row = connection.query("SELECT name FROM product ORDER BY name");
+      while (row->executeStep()) names.push_back(row->getColumn(0).getString());
+      return names;
+    });
+  }
+
+  std::optional<std::pair<Period, Period>> periods(const std::string& product) override {
+    return read([&](Connection& connection) { return read_periods(connection, product); });
+  }
+
+  Counts<PeriodRow> count_periods(const Selection& selection) override {
+    return read(
+        [&](Connection& connection) { return collector::count_periods(connection, selection); });
+  }
+  Counts<CommandRow> count_commands(const Selection& selection) override {
+    return read(
+        [&](Connection& connection) { return collector::count_commands(connection, selection); });
+  }
+  Counts<FileTypeRow> count_file_types(const Selection& selection) override {
+    return read(
+        [&](Connection& connection) { return collector::count_file_types(connection, selection); });
+  }
+  Counts<VersionRow> count_versions(const Selection& selection) override {
+    return read(
+        [&](Connection& connection) { return collector::count_versions(connection, selection); });
+  }
+  Counts<MachineRow> count_machines(const Selection& selection) override {
+    return read(
+        [&](Connection& connection) { return collector::count_machines(connection, selection); });
+  }
+  IntakeCounts count_intake(const Selection& selection) override {
+    return read(
+        [&](Connection& connection) { return collector::count_intake(connection, selection); });
+  }
+
+  int threshold() override {
+    return read([](Connection& connection) {
+      Query row = connection.query("SELECT value FROM setting WHERE name = 'threshold'");
+      return row->executeStep() ? row->getColumn(0).getInt() : first_threshold;
+    });
+  }
+
+  void set_threshold(int threshold) override {
+    write([threshold](Connection& connection, Keeper&) {
+      connection.run("INSERT OR REPLACE INTO setting VALUES ('threshold', ?1)",
+                     std::to_string(threshold));
+    });
+  }
+
+  std::string secret(const std::string& name) override {
+    return write([name](Connection& connection, Keeper&) {
+      std::string value(secret_size, '\0');
+      randombytes_buf(value.data(), value.size());
+      connection.run("INSERT OR IGNORE INTO secret VALUES (?1, ?2)", name, std::string_view(value));
+      Query row = connection.query("SELECT value FROM secret WHERE name = ?1", name);
+      row->executeStep();
+      return std::string(bytes_of(row->getColumn(0)));
+    });
+  }
+
+  void export_deliveries(const std::optional<std::string>& installation,
+                         const std::function<void(const KeptDelivery&)>& take) override {
+    ExportPlace place;
+    for (;;) {
+      const auto part = read([&](Connection& connection) -> std::vector<KeptDelivery> {
+        std::int64_t number = 0;
+        if (installation) {
+          number = find_installation(connection, TextHash(connection), *installation);
+          if (number == 0) return {};
+        }
+        Names names(connection);
+        return export_part(connection, names, number, place);
+      });
+      if (part.empty()) return;
+      for (const KeptDelivery& delivery : part) take(delivery);
+    }
+  }
+
+  ErasedCounts erase_installation(const std::string& installation) override {
+    return erase([installation](Connection& connection, Keeper& keeper) {
+      const std::int64_t number = find_installation(connection, keeper.hash(), installation);
+      return number == 0 ? std::vector<std::int64_t>{} : std::vector{number};
+    });
+  }
+
+  ErasedCounts erase_email(const std::string& address) override {
+    return erase([folded = fold_case(address)](Connection& connection, Keeper& keeper) {
+      std::vector<std::int64_t> numbers;
+      Query row =
+          connection.query("SELECT DISTINCT installation, address FROM contact WHERE hash = ?1",
+                           keeper.hash()(folded));
+      while (row->executeStep()) {
+        if (fold_case(row->getColumn(1).getString()) != folded) continue;
+        const std::int64_t number = row->getColumn(0).getInt64();
+        if (numbers.empty() || numbers.back() != number) numbers.push_back(number);
+      }
+      return numbers;
+    });
+  }
+
+  ErasedCounts erase_silent(Time before) override {
+    return erase([before](Connection& connection, Keeper&) {
+      std::vector<std::int64_t> numbers;
+      Query row = connection.query(
+          "SELECT installation FROM report GROUP BY installation HAVING max(received) < ?1 LIMIT "
+          "?2",
+          before.time_since_epoch().count(), static_cast<std::int64_t>(erasure_step));
+      while (row->executeStep()) numbers.push_back(row->getColumn(0).getInt64());
+      return numbers;
+    });
+  }
+
+  std::int64_t remove_texts(Time before) override {
+    std::int64_t removed = 0;
+    for (;;) {
+      const int step = write([before](Connection& connection, Keeper&) {
+        return connection.run(
+            "DELETE FROM report_text WHERE report IN (SELECT number FROM report JOIN report_text "
+            "ON report = number WHERE received < ?1 LIMIT 5000)",
+            before.time_since_epoch().count());
+      });
+      if (step == 0) return removed;
+      removed += step;
+    }
+  }
+
+  void back_up(const std::string& path) override {
+    translate([&] {
+      Connection connection(file());
+      collector::back_up(connection, path);
+    });
+  }
+
+  std::vector<std::string> check() override {
+    return read([](Connection& connection) { return check_storage(connection); });
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<Storage> open_sqlite_storage(const std::filesystem::path& path,
+                                             const SqliteOptions& options) {
+  if (sodium_init() < 0) throw StorageError("the system has no source of random numbers");
+  try {
+    return std::make_unique<SqliteStorage>(path, options);
+  } catch (const SQLite::Exception& error) {
+    throw storage_error(path, error);
+  }
+}
+
+}  // namespace pelto::collector

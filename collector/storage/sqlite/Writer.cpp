@@ -1,0 +1,232 @@
+#include "collector/storage/sqlite/Writer.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <exception>
+
+#include <SQLiteCpp/Transaction.h>
+#include <sys/stat.h>
+
+#include "collector/storage/sqlite/Database.h"
+#include "collector/storage/sqlite/Folding.h"
+
+namespace pelto::collector {
+
+namespace {
+
+/// More deliveries would let the first of a group wait for long.
+constexpr std::size_t largest_group = 256;
+/// Packed counts beyond this are folded even if they are of few reports.
+constexpr std::int64_t bytes_per_fold = std::int64_t{4} * 1024 * 1024;
+/// For how long the outcome of a write tells whether the next one will succeed.
+constexpr std::chrono::seconds state_lifetime{1};
+constexpr std::chrono::milliseconds longest_probe{250};
+constexpr std::chrono::seconds refusals_delay{1};
+
+std::pair<dev_t, ino_t> identify(const std::filesystem::path& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return {};
+  return {status.st_dev, status.st_ino};
+}
+
+}  // namespace
+
+Writer::Writer(std::filesystem::path path, const SqliteOptions& options)
+    : path_(std::move(path)),
+      options_(options),
+      connection_(path_),
+      keeper_(connection_, options),
+      checkpointer_(path_, connection_),
+      file_(identify(path_)) {
+  thread_ = std::thread([this] { work(); });
+}
+
+Writer::~Writer() {
+  {
+    const std::lock_guard lock(mutex_);
+    is_stopping_ = true;
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+void Writer::keep(Delivery delivery, TimeKind time_kind, std::function<void(Outcome)> done) {
+  normalize(delivery.report);
+  add(Job{std::move(delivery), time_kind, std::move(done)});
+}
+
+void Writer::count_refusal(const std::string& product, Time received, std::string_view code) {
+  const Day day = std::chrono::floor<std::chrono::days>(received);
+  const std::lock_guard lock(mutex_);
+  if (refusals_.empty()) {
+    refusals_time_ = Clock::now();
+    changed_.notify_all();
+  }
+  ++refusals_[{product, day, std::string(code)}];
+}
+
+bool Writer::is_ready() {
+  std::unique_lock lock(mutex_);
+  const auto is_known = [this] { return Clock::now() - state_time_ < state_lifetime; };
+  if (is_known()) return is_ready_;
+  if (!is_probing_) {
+    is_probing_ = true;
+    jobs_.emplace_back(Task{[this] {
+      std::vector<std::variant<Job, Task>> none;
+      keep_group(none);
+    }});
+    changed_.notify_all();
+  }
+  // Who asks may serve others on the same thread. A write that takes longer is no good sign either.
+  return changed_.wait_for(lock, longest_probe, is_known) && is_ready_;
+}
+
+void Writer::add(std::variant<Job, Task> job) {
+  const std::lock_guard lock(mutex_);
+  jobs_.push_back(std::move(job));
+  changed_.notify_all();
+}
+
+void Writer::work() {
+  for (;;) {
+    auto jobs = take_next();
+    if (jobs.empty()) {
+      write_refusals();
+      const std::lock_guard lock(mutex_);
+      if (is_stopping_ && jobs_.empty()) return;
+      continue;
+    }
+    if (auto* const task = std::get_if<Task>(&jobs.front())) {
+      (*task)();
+    } else {
+      keep_group(jobs);
+      fold_if_due();
+    }
+    checkpointer_.keep_log_small();
+  }
+}
+
+std::vector<std::variant<Writer::Job, Writer::Task>> Writer::take_next() {
+  std::unique_lock lock(mutex_);
+  const auto has_work = [this] { return !jobs_.empty() || is_stopping_; };
+  if (refusals_.empty()) {
+    changed_.wait(lock, [&] { return has_work() || !refusals_.empty(); });
+  }
+  changed_.wait_until(lock, refusals_time_ + refusals_delay, has_work);
+  std::vector<std::variant<Job, Task>> next;
+  while (!jobs_.empty() && next.size() < largest_group) {
+    const bool is_task = std::holds_alternative<Task>(jobs_.front());
+    if (is_task && !next.empty()) break;
+    next.push_back(std::move(jobs_.front()));
+    jobs_.pop_front();
+    if (is_task) break;
+  }
+  return next;
+}
+
+void Writer::keep_group(std::vector<std::variant<Job, Task>>& jobs) {
+  std::vector<Outcome> outcomes(jobs.size(), Outcome::failed);
+  bool is_done = false;
+  try {
+    outcomes = commit(jobs);
+    is_done = true;
+  } catch (const StorageError&) {
+    // What is damaged may belong to one installation: the others' deliveries can be kept.
+    if (jobs.size() > 1) {
+      for (auto& job : jobs) {
+        std::vector<std::variant<Job, Task>> alone;
+        alone.push_back(std::move(job));
+        keep_group(alone);
+      }
+      return;
+    }
+  } catch (const std::exception&) {
+    // Full, locked or gone: nothing is kept, and `failed` says so.
+    outcomes.assign(jobs.size(), Outcome::failed);
+  }
+  note_state(is_done);
+  for (std::size_t i = 0; i < jobs.size(); ++i) std::get<Job>(jobs[i]).done(outcomes[i]);
+}
+
+std::vector<Outcome> Writer::commit(std::vector<std::variant<Job, Task>>& jobs) {
+  check_file();
+  SQLite::Transaction transaction(connection_.database(), SQLite::TransactionBehavior::IMMEDIATE);
+  try {
+    keeper_.begin();
+    std::vector<Outcome> outcomes;
+    outcomes.reserve(jobs.size());
+    for (const auto& job : jobs) {
+      const Job& delivery = std::get<Job>(job);
+      outcomes.push_back(keeper_.keep(delivery.delivery, delivery.time_kind));
+    }
+    keeper_.finish();
+    // Without deliveries this is a try whether a write succeeds.
+    if (jobs.empty()) write_state(connection_, "tries", read_state(connection_, "tries") + 1);
+    transaction.commit();
+    return outcomes;
+  } catch (...) {
+    keeper_.forget();
+    throw;
+  }
+}
+
+void Writer::write_refusals() {
+  Refusals refusals;
+  {
+    const std::lock_guard lock(mutex_);
+    refusals.swap(refusals_);
+  }
+  if (refusals.empty()) return;
+  try {
+    check_file();
+    SQLite::Transaction transaction(connection_.database(), SQLite::TransactionBehavior::IMMEDIATE);
+    keeper_.begin();
+    for (const auto& [key, count] : refusals) {
+      const auto& [product, day, code] = key;
+      const std::int64_t number = product.empty() ? 0 : keeper_.product_number(product);
+      keeper_.intake().count(number, day, "refused", code, count);
+    }
+    keeper_.finish();
+    transaction.commit();
+  } catch (const std::exception&) {
+    keeper_.forget();
+    const std::lock_guard lock(mutex_);
+    refusals_time_ = Clock::now();
+    // At the end there is no later try.
+    if (is_stopping_) return;
+    for (const auto& [key, count] : refusals) refusals_[key] += count;
+  }
+}
+
+void Writer::fold_if_due() {
+  try {
+    if (read_state(connection_, "pending_reports") < options_.reports_per_fold &&
+        read_state(connection_, "pending_bytes") < bytes_per_fold) {
+      return;
+    }
+    SQLite::Transaction transaction(connection_.database(), SQLite::TransactionBehavior::IMMEDIATE);
+    fold(connection_);
+    transaction.commit();
+  } catch (const std::exception&) {
+    // The counts are the same without it, and the next group tries again.
+  }
+}
+
+void Writer::check_file() const {
+  // SQLite would go on writing to a file that nobody finds any more.
+  if (identify(path_) != file_) {
+    throw StorageError(path_.string() + " was moved or deleted; put it back, or start again");
+  }
+}
+
+void Writer::note_state(bool is_ready) {
+  {
+    const std::lock_guard lock(mutex_);
+    is_ready_ = is_ready;
+    is_probing_ = false;
+    state_time_ = Clock::now();
+  }
+  changed_.notify_all();
+}
+
+}  // namespace pelto::collector

@@ -1,0 +1,100 @@
+// The one thread of a storage that writes.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <future>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <tuple>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include <sys/types.h>
+
+#include "collector/storage/Storage.h"
+#include "collector/storage/sqlite/Checkpointer.h"
+#include "collector/storage/sqlite/Connection.h"
+#include "collector/storage/sqlite/Keeping.h"
+
+namespace pelto::collector {
+
+/// Works off what it is given in the order of the calls. Deliveries that wait together are kept in
+/// one transaction: the disk is synced once for all of them.
+class Writer {
+ public:
+  /// Throws `StorageError`.
+  Writer(std::filesystem::path path, const SqliteOptions& options);
+  /// Works off the rest first.
+  ~Writer();
+  Writer(const Writer&) = delete;
+  Writer& operator=(const Writer&) = delete;
+
+  void keep(Delivery delivery, TimeKind time_kind, std::function<void(Outcome)> done);
+  void count_refusal(const std::string& product, Time received, std::string_view code);
+  /// Whether the last write succeeded; tries one if that was some time ago.
+  bool is_ready();
+
+  /// Runs `work(connection, keeper)` on the writer's thread, outside of a transaction, and returns
+  /// its result or throws what it throws.
+  template <typename Work>
+  auto run(Work work) {
+    using Result = decltype(work(std::declval<Connection&>(), std::declval<Keeper&>()));
+    auto task = std::make_shared<std::packaged_task<Result()>>(
+        [this, work = std::move(work)]() mutable { return work(connection_, keeper_); });
+    std::future<Result> result = task->get_future();
+    add([task] { (*task)(); });
+    return result.get();
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  struct Job {
+    Delivery delivery;
+    TimeKind time_kind;
+    std::function<void(Outcome)> done;
+  };
+  using Task = std::function<void()>;
+  using Refusals = std::map<std::tuple<std::string, Day, std::string>, std::int64_t>;
+
+  void add(std::variant<Job, Task> job);
+  void work();
+  /// What is to be done next: deliveries, or one task.
+  std::vector<std::variant<Job, Task>> take_next();
+  void keep_group(std::vector<std::variant<Job, Task>>& jobs);
+  /// In one transaction: all of them or none. Throws.
+  std::vector<Outcome> commit(std::vector<std::variant<Job, Task>>& jobs);
+  void write_refusals();
+  void fold_if_due();
+  void check_file() const;
+  void note_state(bool is_ready);
+
+  std::filesystem::path path_;
+  SqliteOptions options_;
+  Connection connection_;
+  Keeper keeper_;
+  Checkpointer checkpointer_;
+  std::pair<dev_t, ino_t> file_;
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::variant<Job, Task>> jobs_;
+  Refusals refusals_;
+  bool is_stopping_ = false;
+  bool is_probing_ = false;
+  bool is_ready_ = true;
+  Clock::time_point state_time_ = Clock::now();
+  Clock::time_point refusals_time_ = Clock::now();
+  std::thread thread_;
+};
+
+}  // namespace pelto::collector
