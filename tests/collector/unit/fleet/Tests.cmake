@@ -1,0 +1,1 @@
+collector_tests(fleet CatalogTest.cpp CodePageTest.cpp InstallationTest.cpp RandomTest.cpp)
