@@ -1,1 +1,1 @@
-collector_tests(fleet CatalogTest.cpp CodePageTest.cpp InstallationTest.cpp RandomTest.cpp)
+collector_tests(fleet ArrivalTest.cpp CatalogTest.cpp CodePageTest.cpp InstallationTest.cpp OracleTest.cpp RandomTest.cpp)
