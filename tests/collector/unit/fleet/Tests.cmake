@@ -1,1 +1,3 @@
-collector_tests(fleet ArrivalTest.cpp CatalogTest.cpp CodePageTest.cpp InstallationTest.cpp OracleTest.cpp RandomTest.cpp)
+collector_tests(fleet
+  ArrivalTest.cpp CatalogTest.cpp CodePageTest.cpp FleetTest.cpp InstallationTest.cpp
+  OracleTest.cpp RandomTest.cpp ReportTextTest.cpp SenderRequestTest.cpp)
