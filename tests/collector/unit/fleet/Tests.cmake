@@ -1,3 +1,3 @@
 collector_tests(fleet
-  ArrivalTest.cpp CatalogTest.cpp CodePageTest.cpp FleetTest.cpp InstallationTest.cpp
+  ArrivalTest.cpp CatalogTest.cpp CodePageTest.cpp FleetTest.cpp InstallationTest.cpp LoadTest.cpp
   OracleTest.cpp RandomTest.cpp ReportTextTest.cpp SenderRequestTest.cpp)
