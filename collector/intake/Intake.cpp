@@ -42,19 +42,19 @@ std::variant<KnownFields, Refusal> find_fields(const std::vector<FormField>& for
 std::variant<Received, Refusal> read_request(std::string_view content_type, std::string_view body,
                                              const IntakeOptions& options) {
   const auto form = read_form(content_type, body);
-  if (const Refusal* const refusal = std::get_if<Refusal>(&form)) return *refusal;
+  if (const auto* const refusal = std::get_if<Refusal>(&form)) return *refusal;
   const auto found = find_fields(std::get<std::vector<FormField>>(form), options.largest_part);
-  if (const Refusal* const refusal = std::get_if<Refusal>(&found)) return *refusal;
+  if (const auto* const refusal = std::get_if<Refusal>(&found)) return *refusal;
 
-  const KnownFields& fields = std::get<KnownFields>(found);
+  const auto& fields = std::get<KnownFields>(found);
   if (!fields.id) return Refusal::no_id;
   std::optional<std::string> id = normalize_guid(*fields.id);
   if (!id) return Refusal::bad_id;
   if (!fields.report) return Refusal::no_report;
   auto payload = read_payload(*fields.report);
-  if (const Refusal* const refusal = std::get_if<Refusal>(&payload)) return *refusal;
+  if (const auto* const refusal = std::get_if<Refusal>(&payload)) return *refusal;
   auto report = read_report(std::get<std::string>(std::move(payload)), options);
-  if (const Refusal* const refusal = std::get_if<Refusal>(&report)) return *refusal;
+  if (const auto* const refusal = std::get_if<Refusal>(&report)) return *refusal;
   return Received{*std::move(id), std::get<Report>(std::move(report))};
 }
 

@@ -21,7 +21,7 @@ TEST(CaselessRemoval, LetterCaseMakesNoDifference) {
 }
 
 TEST(CaselessRemoval, LeavesWhatIsNotAWord) {
-  EXPECT_EQ(remove_words("use ser uuse rus", {"user"}), "use ser uuse rus");
+  EXPECT_EQ(remove_words("use uses uuse us", {"user"}), "use uses uuse us");
   EXPECT_EQ(remove_words("", {"user"}), "");
   EXPECT_EQ(remove_words("text", {}), "text");
   EXPECT_EQ(remove_words("text", {""}), "text");

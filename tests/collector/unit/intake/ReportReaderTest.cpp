@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include "tests/collector/unit/intake/FormText.h"
 
@@ -188,6 +189,15 @@ TEST(ReportReader, EqualFileTypesAreAddedUp) {
   EXPECT_TRUE(report.is_capped);
 }
 
+TEST(ReportReader, ATooLargeCountOfAFileTypeIsNoticed) {
+  const auto is_capped = [](const std::string& count) {
+    return read(report_text(file_types_text("<ftype name='.a' ocnt='" + count + "'/>"))).is_capped;
+  };
+  EXPECT_FALSE(is_capped("1000000000"));
+  EXPECT_TRUE(is_capped("1000000001"));
+  EXPECT_TRUE(is_capped("9223372036854775808"));
+}
+
 TEST(ReportReader, FileTypesThatMayHoldAPathCountAsOther) {
   EXPECT_EQ(file_types_of("<ftype name='.last/README' ocnt='1' scnt='2' />"
                           "<ftype name='.dwg' ocnt='3' scnt='4' />"
@@ -273,6 +283,25 @@ TEST(ReportReader, AdapterHashIsKeyed) {
   IntakeOptions other = options;
   other.adapter_key.back() = 'l';
   EXPECT_NE(read(text, other).adapter_hash, read(text, options).adapter_hash);
+}
+
+TEST(ReportReader, KeptTextHasNothingThatIdentifiesSomebody) {
+  const Report report = read(
+      report_text(commands_text("<cmd id='1' name='a THE-ID b U@X.de c 02:FC:01' count='1'/>") +
+                      file_types_text("<ftype name='C:/Users/x'/>") +
+                      "<cust_info><prop name='Email'>u@x.de</prop></cust_info><!-- u@x.de -->",
+                  "<prop name='MACAddress' cat='Adapter'>02:fc:01</prop>"));
+  EXPECT_EQ(report.text,
+            "<PeltoRpt>\n    <cmd_stat>\n        <cmds>\n"
+            "            <cmd id=\"1\" name=\"a * b * c *\" count=\"1\" />\n"
+            "        </cmds>\n    </cmd_stat>\n    <ftype_stat>\n        <ftypes>\n"
+            "            <ftype name=\"(other)\" />\n        </ftypes>\n    </ftype_stat>\n"
+            "    <cust_info>\n        <prop name=\"Email\" />\n    </cust_info>\n"
+            "    <!-- * -->\n    <sys_info>\n"
+            "        <prop name=\"MACAddress\" cat=\"Adapter\" />\n"
+            "        <prop name=\"ID\" />\n    </sys_info>\n</PeltoRpt>\n");
+  // What is counted is not cut.
+  EXPECT_EQ(report.commands, (std::vector<CommandCount>{{"a THE-ID b U@X.de c 02:FC:01", 1, 1}}));
 }
 
 TEST(ReportReader, MachinesLanguageTellsTheCodePage) {
