@@ -1,1 +1,8 @@
-collector_tests(storage AgreementTest.cpp Model.cpp Samples.cpp)
+collector_tests(storage
+  AgreementTest.cpp
+  ErasureTest.cpp
+  FaultTest.cpp
+  KeepingTest.cpp
+  Model.cpp
+  PackingTest.cpp
+  Samples.cpp)

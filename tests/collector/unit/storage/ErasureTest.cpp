@@ -1,0 +1,184 @@
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/collector/unit/storage/Samples.h"
+
+namespace pelto::collector::testing {
+
+namespace {
+
+using ::testing::IsEmpty;
+
+/// The files of a folder that have the text anywhere.
+std::vector<std::string> files_with(const std::filesystem::path& folder, const std::string& text) {
+  std::vector<std::string> found;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    if (!entry.is_regular_file()) continue;
+    std::ifstream file(entry.path(), std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    if (bytes.find(text) != std::string::npos) found.push_back(entry.path().filename());
+  }
+  return found;
+}
+
+class Erasing : public ::testing::Test {
+ protected:
+  /// Many installations in a mixed order, so that tables grow in the middle and pages are split.
+  void fill(unsigned count) {
+    for (unsigned i = 0; i < count; ++i) {
+      const unsigned number = i * 7919 % count;
+      Delivery delivery =
+          sample_delivery(i, "2026-01-05T10:00:00Z", sample_report(identifier(number)));
+      delivery.received += std::chrono::hours{i % 900};
+      Report& report = delivery.report;
+      report.email = address(number);
+      report.adapter_hash = "adapter-hash-" + std::to_string(number);
+      report.commands.push_back({command(number), 5, 2});
+      report.machine = {{"OS", "Caption", "Unheard-of System " + std::to_string(number) + "."}};
+      report.text = "<PeltoRpt>\n" + command(number) + "\n" + report.machine[0].value +
+                    " and more text of its own</PeltoRpt>\n";
+      storage->keep(delivery, TimeKind::stated,
+                    [](Outcome outcome) { EXPECT_EQ(outcome, Outcome::accepted); });
+    }
+    // The writer works in the order of the calls.
+    storage->add_product("default");
+  }
+
+  static std::string identifier(unsigned number) {
+    return "identifier-of-installation-" + std::to_string(number) + ".";
+  }
+  static std::string address(unsigned number) {
+    return "Person." + std::to_string(number) + "@example.com";
+  }
+  static std::string command(unsigned number) {
+    return "Command only of " + std::to_string(number) + ".";
+  }
+
+  void expect_no_trace(unsigned number) {
+    for (const std::string& text : {identifier(number), address(number), command(number),
+                                    "adapter-hash-" + std::to_string(number) + ".",
+                                    "Unheard-of System " + std::to_string(number) + "."}) {
+      EXPECT_THAT(files_with(folder.path(), text), IsEmpty()) << text;
+    }
+  }
+
+  SqliteOptions options = {.keeps_email = true, .reports_per_fold = 100};
+  TemporaryFolder folder;
+  std::unique_ptr<Storage> storage = open_sqlite_storage(folder.file(), options);
+};
+
+TEST_F(Erasing, LeavesNoTraceInAnyFileWhileAnotherServes) {
+  fill(1500);
+  const auto other = open_sqlite_storage(folder.file(), options);
+  EXPECT_EQ(other->count_commands(everything()).rows.size(), 1501U);
+  EXPECT_THAT(files_with(folder.path(), identifier(77)), ::testing::Not(IsEmpty()));
+  for (const unsigned number : {77U, 78U, 1499U, 0U, 700U}) {
+    const auto begin = std::chrono::steady_clock::now();
+    const ErasedCounts erased = storage->erase_installation(identifier(number));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{5});
+    EXPECT_EQ(erased.installations, 1);
+    EXPECT_EQ(erased.deliveries, 1);
+    EXPECT_EQ(erased.contacts, 1);
+    expect_no_trace(number);
+  }
+  EXPECT_EQ(other->count_commands(everything()).rows.size(), 1496U);
+  EXPECT_THAT(storage->check(), IsEmpty());
+}
+
+TEST_F(Erasing, LeavesNoTraceOfAnyoneHoweverManyGoOneAfterTheOther) {
+  fill(400);
+  for (unsigned number = 0; number < 400; number += 2) {
+    storage->erase_installation(identifier(number));
+  }
+  for (unsigned number = 0; number < 400; number += 2) expect_no_trace(number);
+  EXPECT_EQ(export_all(*storage).size(), 200U);
+  EXPECT_THAT(storage->check(), IsEmpty());
+}
+
+TEST_F(Erasing, ByAddressIgnoresLetterCaseAndErasesEveryInstallationWithIt) {
+  fill(20);
+  Delivery delivery = sample_delivery(500, "2026-02-05T10:00:00Z", sample_report("another"));
+  delivery.report.email = "PERSON.3@EXAMPLE.COM";
+  delivery.product = "other";
+  keep(*storage, delivery);
+  const ErasedCounts erased = storage->erase_email("person.3@Example.com");
+  EXPECT_EQ(erased.installations, 2);
+  EXPECT_EQ(erased.deliveries, 2);
+  EXPECT_EQ(erased.contacts, 2);
+  EXPECT_THAT(export_all(*storage, "another"), IsEmpty());
+  expect_no_trace(3);
+  EXPECT_EQ(storage->erase_email("person.3@example.com").installations, 0);
+}
+
+TEST_F(Erasing, OfTheUnknownErasesNothing) {
+  fill(3);
+  EXPECT_EQ(storage->erase_installation("unknown").installations, 0);
+  EXPECT_EQ(storage->erase_installation("").deliveries, 0);
+  EXPECT_EQ(storage->erase_email("").contacts, 0);
+  EXPECT_EQ(export_all(*storage).size(), 3U);
+}
+
+TEST_F(Erasing, TakesBackIntakeAndForgetsIdentifiers) {
+  const Delivery first = sample_delivery(1, "2026-01-05T10:00:00Z", sample_report("first", 1));
+  keep(*storage, first);
+  keep(*storage, sample_delivery(2, "2026-01-06T10:00:00Z", sample_report("first", 2)));
+  keep(*storage, sample_delivery(3, "2026-01-06T10:00:00Z", sample_report("second", 2)));
+  EXPECT_EQ(storage->erase_installation("first").deliveries, 2);
+  EXPECT_EQ(storage->count_intake(everything()).accepted, 1);
+  EXPECT_EQ(storage->count_intake(everything()).replaced, 0);
+  EXPECT_EQ(keep(*storage, first), Outcome::accepted);
+  EXPECT_THAT(storage->check(), IsEmpty());
+}
+
+TEST_F(Erasing, OfSilentInstallationsGoesByTheirLastDelivery) {
+  keep(*storage, sample_delivery(1, "2025-01-05T10:00:00Z", sample_report("silent", 9)));
+  keep(*storage, sample_delivery(2, "2025-01-05T10:00:00Z", sample_report("heard", 9)));
+  keep(*storage, sample_delivery(3, "2026-01-05T10:00:00Z", sample_report("heard"), "other"));
+  const ErasedCounts erased = storage->erase_silent(at("2026-01-05T10:00:00Z"));
+  EXPECT_EQ(erased.installations, 1);
+  EXPECT_THAT(export_all(*storage, "silent"), IsEmpty());
+  EXPECT_EQ(export_all(*storage, "heard").size(), 2U);
+  EXPECT_EQ(storage->erase_silent(at("2026-01-05T10:00:00Z")).installations, 0);
+}
+
+TEST_F(Erasing, OfManySilentInstallationsLeavesNoTrace) {
+  fill(1200);
+  EXPECT_EQ(storage->erase_silent(at("2026-01-30T10:00:00Z")).installations, 900);
+  EXPECT_EQ(export_all(*storage).size(), 300U);
+  unsigned gone = 0;
+  for (unsigned number = 0; number < 1200; number += 7) {
+    if (!export_all(*storage, identifier(number)).empty()) continue;
+    expect_no_trace(number);
+    ++gone;
+  }
+  EXPECT_GT(gone, 50U);
+  EXPECT_THAT(storage->check(), IsEmpty());
+}
+
+TEST_F(Erasing, AnAddressThatWasReplacedIsGone) {
+  Delivery delivery = sample_delivery(1, "2026-01-05T10:00:00Z", sample_report("first"));
+  delivery.report.email = "earlier@example.com";
+  keep(*storage, delivery);
+  delivery.id = guid(2);
+  delivery.received += std::chrono::hours{1};
+  delivery.report.email = "later@example.com";
+  keep(*storage, delivery);
+  EXPECT_EQ(storage->erase_email("earlier@example.com").installations, 0);
+  EXPECT_EQ(storage->erase_email("later@example.com").installations, 1);
+}
+
+TEST_F(Erasing, AddressesAreNotKeptWhenTheirKeepingIsOff) {
+  storage = open_sqlite_storage(folder.file(), {.keeps_email = false});
+  fill(3);
+  EXPECT_EQ(storage->erase_email(address(1)).installations, 0);
+  EXPECT_THAT(files_with(folder.path(), address(1)), IsEmpty());
+  EXPECT_EQ(export_all(*storage).size(), 3U);
+}
+
+}  // namespace
+
+}  // namespace pelto::collector::testing

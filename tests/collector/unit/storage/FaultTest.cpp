@@ -1,0 +1,336 @@
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <atomic>
+#include <csignal>
+#include <fstream>
+#include <map>
+#include <thread>
+
+#include <SQLiteCpp/Database.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "collector/storage/sqlite/Database.h"
+#include "tests/collector/unit/storage/Samples.h"
+
+namespace pelto::collector::testing {
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+std::string error_of(const std::filesystem::path& path) {
+  try {
+    open_sqlite_storage(path);
+  } catch (const StorageError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+Delivery numbered(unsigned number) {
+  Delivery delivery = sample_delivery(number, "2026-01-05T10:00:00Z",
+                                      sample_report("installation-" + std::to_string(number)));
+  for (int i = 0; i < 60; ++i) {
+    delivery.report.commands.push_back({"Command " + std::to_string(i), i, i + 2});
+  }
+  return delivery;
+}
+
+TEST(Fault, EveryAnsweredDeliveryIsThereOnceAfterAKillInTheMiddle) {
+  const TemporaryFolder folder;
+  for (unsigned round = 0; round < 4; ++round) {
+    int pipe[2];
+    ASSERT_EQ(::pipe(pipe), 0);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      SqliteOptions options;
+      options.reports_per_fold = 50;
+      const auto storage = open_sqlite_storage(folder.file(), options);
+      for (unsigned i = 0;; ++i) {
+        const unsigned number = round * 1'000'000 + i;
+        storage->keep(numbered(number), TimeKind::arrival, [&, number](Outcome outcome) {
+          if (outcome == Outcome::accepted && ::write(pipe[1], &number, sizeof number) < 0) {
+            ::_exit(1);
+          }
+        });
+        if (i % 100 == 0) std::this_thread::sleep_for(std::chrono::milliseconds{5});
+      }
+    }
+    ::close(pipe[1]);
+    std::vector<unsigned> answered;
+    unsigned number = 0;
+    while (answered.size() < 400 + 90 * round &&
+           ::read(pipe[0], &number, sizeof number) == sizeof number) {
+      answered.push_back(number);
+    }
+    ::kill(child, SIGKILL);
+    // What was answered before the end is in the pipe.
+    while (::read(pipe[0], &number, sizeof number) == sizeof number) answered.push_back(number);
+    ::close(pipe[0]);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status));
+
+    const auto storage = open_sqlite_storage(folder.file());
+    EXPECT_THAT(storage->check(), IsEmpty());
+    std::map<std::string, int> found;
+    for (const KeptDelivery& kept : export_all(*storage)) ++found[kept.delivery.id];
+    for (const unsigned one : answered) EXPECT_EQ(found[guid(one)], 1) << one;
+    EXPECT_EQ(storage->count_commands(everything()).installations.installations,
+              static_cast<std::int64_t>(found.size()));
+  }
+}
+
+/// Files of this process cannot grow beyond some size. As long as that is so, the disk is full.
+class FullDisk {
+ public:
+  explicit FullDisk(rlim_t size) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    rlimit limit = before_;
+    limit.rlim_cur = size;
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &before_); }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+TEST(Fault, AFullDiskFailsDeliveriesAndIsNotReadyUntilThereIsSpace) {
+  const TemporaryFolder folder;
+  const auto storage = open_sqlite_storage(folder.file());
+  unsigned number = 0;
+  for (; number < 20; ++number) {
+    ASSERT_EQ(keep(*storage, numbered(number), TimeKind::arrival), Outcome::accepted);
+  }
+  unsigned kept = number;
+  {
+    const FullDisk full(std::filesystem::file_size(folder.file().string() + "-wal") + 20'000);
+    Outcome outcome = Outcome::accepted;
+    for (; number < 200; ++number) {
+      outcome = keep(*storage, numbered(number), TimeKind::arrival);
+      if (outcome == Outcome::failed) break;
+      ++kept;
+    }
+    EXPECT_EQ(outcome, Outcome::failed);
+    EXPECT_FALSE(storage->is_ready());
+    EXPECT_EQ(export_all(*storage).size(), kept);
+    EXPECT_THROW(storage->add_product(std::string(100'000, 'p')), StorageError);
+  }
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds{10};
+  while (!storage->is_ready() && std::chrono::steady_clock::now() < limit) {
+    std::this_thread::sleep_for(std::chrono::milliseconds{20});
+  }
+  EXPECT_TRUE(storage->is_ready());
+  EXPECT_EQ(keep(*storage, numbered(number), TimeKind::arrival), Outcome::accepted);
+  EXPECT_EQ(export_all(*storage).size(), kept + 1);
+  EXPECT_THAT(storage->check(), IsEmpty());
+}
+
+TEST(Fault, AGroupThatDoesNotFitIsNotKeptByHalf) {
+  const TemporaryFolder folder;
+  const auto storage = open_sqlite_storage(folder.file());
+  keep(*storage, numbered(0));
+  std::atomic<unsigned> kept = 1;
+  std::atomic<unsigned> failed = 0;
+  {
+    const FullDisk full(std::filesystem::file_size(folder.file().string() + "-wal") + 60'000);
+    for (unsigned number = 1; number < 400; ++number) {
+      storage->keep(numbered(number), TimeKind::arrival,
+                    [&](Outcome outcome) { ++(outcome == Outcome::failed ? failed : kept); });
+    }
+    while (kept + failed < 400) std::this_thread::sleep_for(std::chrono::milliseconds{1});
+  }
+  EXPECT_GT(failed, 0U);
+  EXPECT_EQ(export_all(*storage).size(), kept);
+  EXPECT_THAT(storage->check(), IsEmpty());
+  for (unsigned number = 1; number < 400; ++number) {
+    EXPECT_NE(keep(*storage, numbered(number), TimeKind::arrival), Outcome::failed);
+  }
+  EXPECT_EQ(export_all(*storage).size(), 400U);
+}
+
+TEST(Fault, AFileThatIsGoneIsNotReadyAndKeepsNothing) {
+  const TemporaryFolder folder;
+  const auto storage = open_sqlite_storage(folder.file());
+  keep(*storage, numbered(0));
+  std::filesystem::rename(folder.file(), folder.path() / "elsewhere");
+  EXPECT_EQ(keep(*storage, numbered(1)), Outcome::failed);
+  EXPECT_FALSE(storage->is_ready());
+  std::filesystem::rename(folder.path() / "elsewhere", folder.file());
+  EXPECT_EQ(keep(*storage, numbered(1)), Outcome::accepted);
+  EXPECT_TRUE(storage->is_ready());
+}
+
+TEST(Fault, AFileOfANewerVersionIsRefusedWithOneLine) {
+  const TemporaryFolder folder;
+  open_sqlite_storage(folder.file());
+  SQLite::Database(folder.file(), SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 1000");
+  const std::string error = error_of(folder.file());
+  EXPECT_THAT(error, HasSubstr("update this program"));
+  EXPECT_EQ(error.find('\n'), std::string::npos);
+}
+
+TEST(Fault, AFileThatIsSomethingElseIsRefused) {
+  const TemporaryFolder folder;
+  std::ofstream(folder.file()) << std::string(10'000, 'x');
+  EXPECT_THAT(error_of(folder.file()), HasSubstr("restore a backup"));
+}
+
+TEST(Fault, AFolderThatIsMissingIsRefused) {
+  const TemporaryFolder folder;
+  EXPECT_THAT(error_of(folder.path() / "missing" / "file"), HasSubstr("check that its folder"));
+}
+
+TEST(Fault, AReadOnlyFileIsRefused) {
+  // Nothing is read-only for the system's administrator but what no process may write.
+  EXPECT_THAT(error_of("/proc/version"), HasSubstr("check"));
+  EXPECT_THAT(error_of("/proc/reports.sqlite"), HasSubstr("check"));
+}
+
+TEST(Fault, ANewFileIsForItsOwnerOnly) {
+  const TemporaryFolder folder;
+  const auto storage = open_sqlite_storage(folder.file());
+  keep(*storage, numbered(0));
+  for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+    struct stat status {};
+    ASSERT_EQ(::stat(entry.path().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U) << entry.path();
+  }
+}
+
+TEST(Fault, WhatTwoKeepEachSeesAtOnce) {
+  const TemporaryFolder folder;
+  SqliteOptions options;
+  options.reports_per_fold = 5;
+  const auto first = open_sqlite_storage(folder.file(), options);
+  const auto second = open_sqlite_storage(folder.file(), options);
+  for (unsigned i = 0; i < 60; ++i) {
+    Storage& writer = i % 3 == 0 ? *first : *second;
+    Storage& reader = i % 3 == 0 ? *second : *first;
+    Delivery delivery = numbered(i);
+    delivery.report.commands.push_back({"Own command " + std::to_string(i), 1, 0});
+    ASSERT_EQ(keep(writer, delivery), Outcome::accepted);
+    EXPECT_EQ(keep(reader, delivery), Outcome::repeated);
+    EXPECT_EQ(reader.count_commands(everything()).rows.size(), i + 62);
+    // Names that the other one has in its cache go and come back under another number.
+    if (i % 7 == 6) {
+      reader.erase_installation(delivery.report.installation);
+      ASSERT_EQ(keep(writer, delivery), Outcome::accepted);
+      EXPECT_EQ(reader.count_commands(everything()).rows.size(), i + 62);
+    }
+  }
+  EXPECT_THAT(first->check(), IsEmpty());
+}
+
+TEST(Fault, TwoProcessesKeepAtATime) {
+  const TemporaryFolder folder;
+  open_sqlite_storage(folder.file());
+  constexpr unsigned each = 300;
+  pid_t children[2];
+  for (unsigned process = 0; process < 2; ++process) {
+    children[process] = ::fork();
+    ASSERT_GE(children[process], 0);
+    if (children[process] != 0) continue;
+    bool is_fine = true;
+    {
+      SqliteOptions options;
+      options.reports_per_fold = 40;
+      const auto storage = open_sqlite_storage(folder.file(), options);
+      for (unsigned i = 0; i < each; ++i) {
+        is_fine = is_fine && keep(*storage, numbered(process * each + i)) == Outcome::accepted;
+      }
+    }
+    ::_exit(is_fine ? 0 : 1);
+  }
+  for (const pid_t child : children) {
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  const auto storage = open_sqlite_storage(folder.file());
+  EXPECT_EQ(storage->count_commands(everything()).installations.installations, 2 * each);
+  EXPECT_THAT(storage->check(), IsEmpty());
+}
+
+TEST(Fault, ALockThatIsHeldForTooLongFailsAndIsOver) {
+  const TemporaryFolder folder;
+  const auto storage = open_sqlite_storage(folder.file());
+  {
+    SQLite::Database other = open_database(folder.file());
+    other.exec("BEGIN IMMEDIATE");
+    EXPECT_EQ(keep(*storage, numbered(1)), Outcome::failed);
+    EXPECT_FALSE(storage->is_ready());
+    other.exec("ROLLBACK");
+  }
+  EXPECT_EQ(keep(*storage, numbered(1)), Outcome::accepted);
+}
+
+TEST(Fault, ABackupBesideAWriterIsWholeAndOfOneMoment) {
+  const TemporaryFolder folder;
+  const auto storage = open_sqlite_storage(folder.file());
+  std::atomic<bool> is_over = false;
+  std::thread writer([&] {
+    for (unsigned i = 0; !is_over; ++i) keep(*storage, numbered(i), TimeKind::arrival);
+  });
+  while (export_all(*storage).size() < 50) std::this_thread::yield();
+  const auto path = folder.path() / "copy.sqlite";
+  storage->back_up(path);
+  is_over = true;
+  writer.join();
+  EXPECT_THROW(storage->back_up(path), StorageError);
+  EXPECT_THROW(storage->back_up(folder.path() / "missing" / "copy"), StorageError);
+
+  const auto copy = open_sqlite_storage(path);
+  EXPECT_GE(export_all(*copy).size(), 50U);
+  EXPECT_THAT(copy->check(), IsEmpty());
+  EXPECT_EQ(copy->secret("s").size(), 32U);
+}
+
+/// Changes a file from outside, and returns what the check says.
+std::vector<std::string> check_after(const char* sql) {
+  const TemporaryFolder folder;
+  SqliteOptions options;
+  options.reports_per_fold = 10;
+  {
+    const auto storage = open_sqlite_storage(folder.file(), options);
+    for (unsigned i = 0; i < 15; ++i) {
+      Delivery delivery = numbered(i);
+      delivery.report.machine = {{"OS", "Caption", "Windows"}};
+      delivery.report.text = "<PeltoRpt></PeltoRpt>";
+      keep(*storage, delivery);
+    }
+    keep(*storage, sample_delivery(99, "2026-01-06T10:00:00Z", numbered(3).report));
+  }
+  SQLite::Database(folder.file(), SQLite::OPEN_READWRITE).exec(sql);
+  return open_sqlite_storage(folder.file(), options)->check();
+}
+
+TEST(Fault, CheckFindsWhatIsWrong) {
+  EXPECT_THAT(check_after("SELECT 1"), IsEmpty());
+  for (const char* const sql :
+       {"UPDATE report SET replaced = 1 WHERE number = 5",
+        "UPDATE report SET replaced = 0 WHERE number = 4", "UPDATE cell SET reports = reports + 1",
+        "UPDATE cell SET first_sum = 0 WHERE item = 4", "DELETE FROM cell WHERE kind = 1",
+        "UPDATE cell SET item = 9999 WHERE item = 3", "UPDATE cell SET period = 3 WHERE kind = 4",
+        "DELETE FROM changed", "DELETE FROM intake WHERE outcome = 'accepted'",
+        "UPDATE intake SET deliveries = 7 WHERE outcome = 'replaced'",
+        "UPDATE name_use SET reports = reports + 1 WHERE name = 3", "DELETE FROM name_use",
+        "DELETE FROM report WHERE number = 7", "DELETE FROM installation WHERE number = 2",
+        "UPDATE report_text SET text = x'00' WHERE report = 2",
+        "UPDATE state SET value = 3 WHERE name = 'folded_report'"}) {
+    EXPECT_THAT(check_after(sql), ::testing::Not(IsEmpty())) << sql;
+  }
+}
+
+}  // namespace
+
+}  // namespace pelto::collector::testing
