@@ -31,7 +31,6 @@ constexpr std::string_view locale_category = "OS";
 constexpr std::string_view locale_property = "Locale";
 constexpr std::string_view adapter_category = "Adapter";
 
-constexpr std::size_t longest_identifier = 128;
 constexpr std::size_t longest_address = 320;
 constexpr std::string_view no_text = "\xEF\xBF\xBD";
 
@@ -235,7 +234,7 @@ std::variant<Report, Refusal> read_report(std::string bytes, const IntakeOptions
       find_property(*root, report::SystemSection, report::IdentifierProperty);
   Report result;
   result.installation = decoder.decode(identifier);
-  if (result.installation.empty() || result.installation.size() > longest_identifier) {
+  if (result.installation.empty() || result.installation.size() > longest_installation) {
     return Refusal::no_installation;
   }
   result.application =

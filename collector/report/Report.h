@@ -69,6 +69,8 @@ struct Delivery {
 inline constexpr std::int64_t largest_count = 1'000'000'000;
 /// In bytes of UTF-8. A sender's log line, and so each name, is shorter.
 inline constexpr std::size_t longest_name = 4096;
+/// In bytes of UTF-8. Deliveries without an identifier, or with a longer one, are refused.
+inline constexpr std::size_t longest_installation = 128;
 inline constexpr char other_file_type[] = "(other)";
 
 /// Brings a report of any origin into the form that is counted: numbers lie between 0 and
