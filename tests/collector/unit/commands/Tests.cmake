@@ -1,0 +1,3 @@
+collector_tests(commands
+  ExportLineTest.cpp ImportLineTest.cpp)
+target_link_libraries(commands_tests PRIVATE collector_test_support)

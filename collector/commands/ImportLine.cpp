@@ -1,0 +1,142 @@
+#include "collector/commands/ImportLine.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "collector/intake/Intake.h"
+#include "collector/intake/Refusal.h"
+#include "collector/report/Guid.h"
+#include "collector/report/MachineClass.h"
+
+namespace pelto::collector {
+
+namespace {
+
+using nlohmann::json;
+
+/// An entry of a list is the deepest: line, list, entry.
+constexpr int deepest_level = 3;
+constexpr std::size_t longest_product = 128;
+
+class WrongForm : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Throws `WrongForm`.
+json parse(std::string_view line) {
+  const auto limit_depth = [](int depth, json::parse_event_t event, const json&) {
+    const bool begins =
+        event == json::parse_event_t::object_start || event == json::parse_event_t::array_start;
+    if (begins && depth >= deepest_level) throw WrongForm("nested too deeply");
+    return true;
+  };
+  json parsed = json::parse(line, limit_depth, false);
+  if (!parsed.is_object()) throw WrongForm("no object");
+  return parsed;
+}
+
+/// The text of a member, empty if it is missing. Throws `WrongForm` for any other type.
+std::string text_of(const json& object, const char* name) {
+  const auto member = object.find(name);
+  if (member == object.end()) return "";
+  if (!member->is_string()) throw WrongForm(name);
+  return member->get<std::string>();
+}
+
+/// The whole number of a member, 0 if it is missing. Throws `WrongForm` for any other type.
+std::int64_t number_of(const json& object, const char* name) {
+  const auto member = object.find(name);
+  if (member == object.end()) return 0;
+  if (!member->is_number_integer()) throw WrongForm(name);
+  // One that does not fit is cut to the largest count in any case.
+  if (member->is_number_unsigned() && member->get<std::uint64_t>() > largest_count) {
+    return largest_count + 1;
+  }
+  return member->get<std::int64_t>();
+}
+
+/// Calls `take` with each object of a member's list; with none if it is missing. Throws `WrongForm`
+/// for any other type.
+template <typename Take>
+void for_each_entry(const json& object, const char* name, Take take) {
+  const auto member = object.find(name);
+  if (member == object.end()) return;
+  if (!member->is_array()) throw WrongForm(name);
+  for (const json& entry : *member) {
+    if (!entry.is_object()) throw WrongForm(name);
+    take(entry);
+  }
+}
+
+Report read_counts(const json& line) {
+  Report report;
+  report.installation = text_of(line, "installation");
+  report.application = text_of(line, "application");
+  report.version = text_of(line, "version");
+  for (std::string* const name : {&report.application, &report.version}) {
+    if (name->size() <= longest_name) continue;
+    name->clear();
+    report.is_capped = true;
+  }
+  for_each_entry(line, "commands", [&](const json& entry) {
+    report.commands.push_back(
+        {text_of(entry, "name"), number_of(entry, "uses"), number_of(entry, "order")});
+  });
+  for_each_entry(line, "file_types", [&](const json& entry) {
+    report.file_types.push_back(
+        {text_of(entry, "name"), number_of(entry, "opened"), number_of(entry, "saved")});
+  });
+  for_each_entry(line, "machine", [&](const json& entry) {
+    MachineValue property{text_of(entry, "category"), text_of(entry, "name"),
+                          text_of(entry, "value")};
+    if (machine_class(property)) report.machine.push_back(std::move(property));
+  });
+  normalize(report);
+  return report;
+}
+
+std::variant<Report, Refusal> read_report(const json& line, const IntakeOptions& options) {
+  if (line.contains("report")) {
+    const std::string text = text_of(line, "report");
+    if (text.empty()) return Refusal::empty_report;
+    return read_report_text(text, options);
+  }
+  Report report = read_counts(line);
+  const std::size_t length = report.installation.size();
+  if (length == 0 || length > longest_installation) return Refusal::no_installation;
+  return report;
+}
+
+/// Whether a product can have this name: it is shown in lists of one line.
+bool is_product_name(const std::string& name) {
+  return !name.empty() && name.size() <= longest_product &&
+         std::ranges::none_of(name, [](char c) { return static_cast<unsigned char>(c) < ' '; });
+}
+
+}  // namespace
+
+std::variant<Delivery, BadLine> read_import_line(std::string_view line,
+                                                 const IntakeOptions& options) {
+  try {
+    const json parsed = parse(line);
+    const auto received = parse_time(text_of(parsed, "received"));
+    const std::string product = text_of(parsed, "product");
+    if (!received || !is_product_name(product)) return BadLine{bad_line_code};
+    const auto refuse = [&](Refusal refusal) {
+      return BadLine{std::string(code_of(refusal)), product, *received};
+    };
+    const std::string id = text_of(parsed, "id");
+    if (id.empty()) return refuse(Refusal::no_id);
+    const auto guid = normalize_guid(id);
+    if (!guid) return refuse(Refusal::bad_id);
+    auto report = read_report(parsed, options);
+    if (const auto* const refusal = std::get_if<Refusal>(&report)) return refuse(*refusal);
+    return Delivery{product, *guid, *received, std::move(std::get<Report>(report))};
+  } catch (const WrongForm&) {
+    return BadLine{bad_line_code};
+  }
+}
+
+}  // namespace pelto::collector
