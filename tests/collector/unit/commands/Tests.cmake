@@ -1,3 +1,3 @@
 collector_tests(commands
-  ExportLineTest.cpp ImportLineTest.cpp LineFileTest.cpp LineOrderTest.cpp)
+  ExportLineTest.cpp ImportLineTest.cpp ImportTest.cpp LineFileTest.cpp LineOrderTest.cpp)
 target_link_libraries(commands_tests PRIVATE collector_test_support)
