@@ -47,6 +47,9 @@ class CommandError : public std::runtime_error {
 /// takes the options that it has.
 int run_command_line(int argc, const char* const* argv) noexcept;
 
+/// Adds all commands to `app`, as those below do.
+void add_commands(CLI::App& app, Command& chosen);
+
 // Each of these adds its command to `app`. If the command line names the command, it puts into
 // `chosen` what is to be done; nothing is done before the whole command line has been read.
 void add_serve_command(CLI::App& app, Command& chosen);

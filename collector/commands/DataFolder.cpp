@@ -1,0 +1,64 @@
+#include "collector/commands/DataFolder.h"
+
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+#include "collector/commands/CommandLine.h"
+#include "collector/storage/sqlite/SqliteStorage.h"
+
+namespace pelto::collector {
+
+namespace {
+
+constexpr char adapter_secret[] = "adapter";
+
+/// For the owner alone: reports are in it. Folders above it get the usual mode.
+void make_folder(const std::filesystem::path& folder) {
+  std::error_code error;
+  if (folder.has_parent_path()) std::filesystem::create_directories(folder.parent_path(), error);
+  if (::mkdir(folder.c_str(), 0700) == 0) return;
+  const int reason = errno;
+  if (reason == EEXIST && std::filesystem::is_directory(folder, error)) return;
+  throw CommandError("cannot make the data folder " + folder.string() + ": " +
+                     std::strerror(reason) + "; name another one with --data");
+}
+
+}  // namespace
+
+void add_data_option(CLI::App& command, DataOptions& options) {
+  command.add_option("--data", options.folder, "The data folder; it is made if it is missing")
+      ->type_name("DIR");
+}
+
+void add_keeping_options(CLI::App& command, KeepingOptions& options) {
+  command.add_flag_callback(
+      "--no-email", [&options] { options.keeps_email = false; }, "Keep no e-mail addresses");
+  command.add_flag("--adapter-hash", options.keeps_adapter,
+                   "Keep a keyed hash of the network adapter's address");
+}
+
+std::filesystem::path use_data_folder(const DataOptions& options) {
+  if (options.folder.empty()) {
+    throw CommandError("name the data folder with --data DIR, or as data in the file of --config");
+  }
+  // Without a separator at its end the last name is that of the folder.
+  auto folder = options.folder.lexically_normal();
+  if (!folder.has_filename()) folder = folder.parent_path();
+  make_folder(folder);
+  return folder;
+}
+
+std::unique_ptr<Storage> open_storage(const DataOptions& data, const KeepingOptions& keeping) {
+  return open_sqlite_storage(use_data_folder(data) / sqlite_file_name,
+                             {.keeps_email = keeping.keeps_email});
+}
+
+std::string adapter_key(Storage& storage, const KeepingOptions& keeping) {
+  return keeping.keeps_adapter ? storage.secret(adapter_secret) : std::string();
+}
+
+}  // namespace pelto::collector
