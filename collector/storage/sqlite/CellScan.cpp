@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <optional>
 #include <vector>
 
 namespace pelto::collector {
@@ -19,47 +18,32 @@ CellScan::CellScan(Connection& connection, std::int64_t product, std::initialize
 }
 
 void CellScan::run(Kind kind, const Visitor& visitor) {
+  const std::vector<CellRow> rows =
+      read_cell_rows(connection_, product_, kind, visitor.from, visitor.to);
+  auto row = rows.begin();
   auto pending = pending_.cells.lower_bound({kind, 0});
-  const auto is_pending = [&] {
-    return pending != pending_.cells.end() && std::get<Kind>(pending->first) == kind;
-  };
-  const auto pending_item = [&] { return std::get<Number>(pending->first); };
-  const auto take_pending = [&] {
-    for (const auto& [group, cell] : pending->second) {
-      if (visitor.wants(group)) visitor.take(group, cell);
+  for (;;) {
+    const bool has_pending =
+        pending != pending_.cells.end() && std::get<Kind>(pending->first) == kind;
+    if (row == rows.end() && !has_pending) return;
+    const Number pending_item = has_pending ? std::get<Number>(pending->first) : 0;
+    const bool is_stored_first = row != rows.end() && (!has_pending || row->item < pending_item);
+    const Number item = is_stored_first ? row->item : pending_item;
+    for (; row != rows.end() && row->item == item; ++row) {
+      if (!visitor.needs(row->group)) continue;
+      Cell cell = read_cell(connection_, *row);
+      withdrawn_.remove_from(row->group, row->segment, cell);
+      visitor.take(row->group, cell);
     }
-    ++pending;
-  };
-
-  std::optional<Number> current;
-  const auto finish_current = [&] {
-    if (!current) return;
-    if (is_pending() && pending_item() == *current) take_pending();
-    visitor.finish(*current);
-  };
-  const auto take_pending_before = [&](std::uint64_t item) {
-    while (is_pending() && pending_item() < item) {
-      const Number alone = pending_item();
-      take_pending();
-      visitor.finish(alone);
+    if (has_pending && pending_item == item) {
+      for (const auto& [group, cell] : pending->second) {
+        const bool is_in_range = group.period >= visitor.from && group.period <= visitor.to;
+        if (is_in_range && visitor.needs(group)) visitor.take(group, cell);
+      }
+      ++pending;
     }
-  };
-
-  for_each_cell(connection_, product_, kind, [&](const StoredCell& stored) {
-    const Number item = stored.item();
-    if (current != item) {
-      finish_current();
-      take_pending_before(item);
-      current = item;
-    }
-    const Group group = stored.group();
-    if (!visitor.wants(group)) return;
-    Cell cell = stored.read();
-    withdrawn_.remove_from(group, stored.segment(), cell);
-    visitor.take(group, cell);
-  });
-  finish_current();
-  take_pending_before(std::numeric_limits<std::uint64_t>::max());
+    visitor.finish(item);
+  }
 }
 
 }  // namespace pelto::collector

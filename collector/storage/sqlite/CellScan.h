@@ -2,10 +2,9 @@
 // that are not folded yet.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <initializer_list>
-#include <set>
-#include <string>
 
 #include "collector/storage/sqlite/Folding.h"
 
@@ -16,11 +15,15 @@ class CellScan {
   /// Prepares the scan of cells of some kinds.
   CellScan(Connection& connection, std::int64_t product, std::initializer_list<Kind> kinds);
 
-  /// Which cells are of interest, and what to do with one; after the cells of an item, `finish` is
-  /// called. Items come in order, those of the same item one after the other.
+  /// What to do with the cells of a range of periods. Items come one after the other, with all
+  /// their cells.
   struct Visitor {
-    std::function<bool(const Group&)> wants;
+    Period from = 0;
+    Period to = 0;
+    /// Whether a cell of the current item is needed.
+    std::function<bool(const Group&)> needs;
     std::function<void(const Group&, const Cell&)> take;
+    /// Called after the last cell of an item.
     std::function<void(Number item)> finish;
   };
   void run(Kind kind, const Visitor& visitor);

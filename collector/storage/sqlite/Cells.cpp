@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 #include "collector/storage/Storage.h"
 #include "collector/storage/sqlite/Bytes.h"
@@ -31,6 +32,20 @@ std::optional<Installations> make_part(std::vector<Number>& numbers, const Insta
   Installations part = make_set(numbers);
   if (part == whole) return std::nullopt;
   return part;
+}
+
+/// Makes one of each place's entries in a sorted list.
+void sum_places(Places& places) {
+  std::size_t last = 0;
+  for (std::size_t i = 1; i < places.size(); ++i) {
+    if (places[i].first == places[last].first) {
+      places[last].second += places[i].second;
+    } else {
+      places[++last] = places[i];
+    }
+  }
+  if (!places.empty()) places.resize(last + 1);
+  std::erase_if(places, [](const auto& entry) { return entry.second == 0; });
 }
 
 /// `mine` and `other` are parts of `mine_whole` and `other_whole`.
@@ -63,7 +78,6 @@ std::string bytes_of(const Places& places) {
   ByteWriter writer;
   std::int64_t last = 0;
   for (const auto& [place, reports] : places) {
-    if (reports == 0) continue;
     writer.number(static_cast<std::uint64_t>(place - last));
     writer.signed_number(reports);
     last = place;
@@ -71,13 +85,24 @@ std::string bytes_of(const Places& places) {
   return writer.bytes();
 }
 
-void add_places(Places& places, std::string_view bytes) {
+Places read_places(std::string_view bytes) {
+  Places places;
   ByteReader reader(bytes);
   std::int64_t place = 0;
   while (!reader.rest().empty()) {
     place += static_cast<std::int64_t>(reader.number());
-    places[place] += reader.signed_number();
+    const std::int64_t reports = reader.signed_number();
+    places.emplace_back(place, reports);
   }
+  return places;
+}
+
+Places add_places(const Places& left, const Places& right) {
+  Places all;
+  all.reserve(left.size() + right.size());
+  std::ranges::merge(left, right, std::back_inserter(all));
+  sum_places(all);
+  return all;
 }
 
 void Cell::add(Kind kind, const Cell& other) {
@@ -92,7 +117,7 @@ void Cell::add(Kind kind, const Cell& other) {
     add_part(second_set, installations, other.second_set, other.installations);
   }
   installations |= other.installations;
-  for (const auto& [place, count] : other.places) places[place] += count;
+  places = add_places(places, other.places);
 }
 
 void Cell::remove(const Installations& gone) {
@@ -120,8 +145,7 @@ void CellBuilder::put(const StoredReport& report, std::int64_t sign, bool is_mar
       found.first_sum += sign * command.uses;
       if (command.order == 0) continue;
       if (is_marked) found.first_set.push_back(report.installation);
-      if (sign > 0) found.places.push_back(command.order);
-      if (sign < 0) found.places_taken_back.push_back(command.order);
+      if (sign != 0) found.places.emplace_back(command.order, sign);
     }
   }
   if (needs(Kind::file_type)) {
@@ -157,8 +181,9 @@ CellBuilder::Cells CellBuilder::take_cells() {
         cell.first_set = make_part(item.first_set, cell.installations);
         cell.second_set = make_part(item.second_set, cell.installations);
       }
-      for (const std::int64_t place : item.places) ++cell.places[place];
-      for (const std::int64_t place : item.places_taken_back) --cell.places[place];
+      std::ranges::sort(item.places);
+      sum_places(item.places);
+      cell.places = std::move(item.places);
       item = {};
     }
   }

@@ -35,11 +35,13 @@ struct Group {
   auto operator<=>(const Group&) const = default;
 };
 
-/// How many reports have a command at which place; numbers below 0 take back.
-using Places = std::map<std::int64_t, std::int64_t>;
+/// How many reports have a command at which place, by place; numbers below 0 take back.
+using Places = std::vector<std::pair<std::int64_t, std::int64_t>>;
 
 std::string bytes_of(const Places& places);
-void add_places(Places& places, std::string_view bytes);
+Places read_places(std::string_view bytes);
+/// Sums of both, without zeros.
+Places add_places(const Places& left, const Places& right);
 
 struct Cell {
   std::int64_t reports = 0;
@@ -99,8 +101,7 @@ class CellBuilder {
     std::vector<Number> installations;
     std::vector<Number> first_set;
     std::vector<Number> second_set;
-    std::vector<std::int64_t> places;
-    std::vector<std::int64_t> places_taken_back;
+    Places places;
   };
   using Items = std::unordered_map<std::uint64_t, Item>;
 

@@ -23,15 +23,10 @@ namespace {
 constexpr std::size_t most_findings = 100;
 
 bool is_equal(const Cell& left, const Cell& right) {
-  Places left_places = left.places;
-  Places right_places = right.places;
-  const auto is_empty = [](const auto& entry) { return entry.second == 0; };
-  std::erase_if(left_places, is_empty);
-  std::erase_if(right_places, is_empty);
   return left.reports == right.reports && left.first_sum == right.first_sum &&
          left.second_sum == right.second_sum && left.installations == right.installations &&
          left.first() == right.first() && left.second() == right.second() &&
-         left_places == right_places;
+         left.places == right.places;
 }
 
 class Checker {
@@ -193,13 +188,11 @@ class Checker {
     CellBuilder::Cells cells;
     for (const Kind kind :
          {Kind::report, Kind::described, Kind::command, Kind::file_type, Kind::machine}) {
-      for_each_cell(connection_, product, kind, [&](const StoredCell& stored) {
-        const Group group = stored.group();
-        if (group.period != period) return;
-        Cell cell = stored.read();
-        withdrawn.remove_from(group, stored.segment(), cell);
-        cells[{kind, stored.item()}][group].add(kind, cell);
-      });
+      for (const CellRow& row : read_cell_rows(connection_, product, kind, period, period)) {
+        Cell cell = read_cell(connection_, row);
+        withdrawn.remove_from(row.group, row.segment, cell);
+        cells[{kind, row.item}][row.group].add(kind, cell);
+      }
     }
     return cells;
   }

@@ -4,10 +4,9 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
-#include <set>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "collector/storage/sqlite/CellScan.h"
@@ -17,6 +16,9 @@
 namespace pelto::collector {
 
 namespace {
+
+constexpr Period first_of_all = std::numeric_limits<Period>::min();
+constexpr Period last_of_all = std::numeric_limits<Period>::max();
 
 /// A union of sets that are added one after the other.
 class Union {
@@ -50,7 +52,66 @@ struct BasisUnion {
       elsewhere.add(set);
     }
   }
+  /// Whether a set of that side would change what is returned.
+  bool needs(bool is_selected) { return is_selected || !elsewhere.has_many(); }
   Basis basis() { return {selected.size(), std::min(elsewhere.size(), many_installations)}; }
+};
+
+/// The union of sets and that of their parts, which are the whole sets as a rule.
+struct PartUnion {
+  BasisUnion whole;
+  BasisUnion part;
+  bool is_whole = true;
+
+  void add(const Installations& set, const std::optional<Installations>& set_part,
+           bool is_selected) {
+    if (is_whole && set_part) {
+      part = whole;
+      is_whole = false;
+    }
+    whole.add(set, is_selected);
+    if (!is_whole) part.add(set_part ? *set_part : set, is_selected);
+  }
+  bool needs(bool is_selected) {
+    return whole.needs(is_selected) || (!is_whole && part.needs(is_selected));
+  }
+  Basis part_basis() { return is_whole ? whole.basis() : part.basis(); }
+};
+
+/// Sums of places. Nearly all are small.
+class PlaceSum {
+ public:
+  void add(const Places& places) {
+    for (const auto& [place, reports] : places) {
+      if (place < largest_small) {
+        if (small_.empty()) small_.resize(largest_small);
+        small_[static_cast<std::size_t>(place)] += reports;
+      } else {
+        large_[place] += reports;
+      }
+      count_ += reports;
+    }
+  }
+  /// The lower median; none without a place.
+  std::optional<std::int64_t> median() const {
+    std::int64_t left = (count_ + 1) / 2;
+    if (left <= 0) return std::nullopt;
+    for (std::size_t place = 0; place < small_.size(); ++place) {
+      left -= small_[place];
+      if (left <= 0) return static_cast<std::int64_t>(place);
+    }
+    for (const auto& [place, reports] : large_) {
+      left -= reports;
+      if (left <= 0) return place;
+    }
+    return std::nullopt;
+  }
+
+ private:
+  static constexpr std::int64_t largest_small = 1024;
+  std::vector<std::int64_t> small_;
+  std::map<std::int64_t, std::int64_t> large_;
+  std::int64_t count_ = 0;
 };
 
 /// A selection in the storage's numbers.
@@ -76,6 +137,8 @@ class Scope {
 
   std::int64_t product() const { return product_; }
   bool has_version() const { return selection_.version.has_value(); }
+  Period from() const { return selection_.from; }
+  Period to() const { return selection_.to; }
   bool is_in_range(Period period) const {
     return period >= selection_.from && period <= selection_.to;
   }
@@ -100,38 +163,28 @@ class Scope {
 /// All installations of the selection.
 Basis count_all(CellScan& scan, const Scope& scope) {
   BasisUnion all;
-  scan.run(Kind::report, {[&](const Group& group) { return scope.is_in_range(group.period); },
-                          [&](const Group& group, const Cell& cell) {
-                            all.add(cell.installations, scope.is_selected(group.version));
-                          },
-                          [](Number) {}});
+  scan.run(Kind::report,
+           {scope.from(), scope.to(),
+            [&](const Group& group) { return all.needs(scope.is_selected(group.version)); },
+            [&](const Group& group, const Cell& cell) {
+              all.add(cell.installations, scope.is_selected(group.version));
+            },
+            [](Number) {}});
   return all.basis();
-}
-
-/// The lower median; none without a place.
-std::optional<std::int64_t> median_of(const Places& places) {
-  std::int64_t count = 0;
-  for (const auto& [place, reports] : places) count += reports;
-  std::int64_t left = (count + 1) / 2;
-  if (left <= 0) return std::nullopt;
-  for (const auto& [place, reports] : places) {
-    left -= reports;
-    if (left <= 0) return place;
-  }
-  return std::nullopt;
 }
 
 std::int64_t seconds_of(Day day) {
   return Time{day}.time_since_epoch().count();
 }
 
-/// The sets of a period, for each version.
-using PeriodSets = std::map<Period, std::map<Number, Installations>>;
+bool needs_all(const Group&) {
+  return true;
+}
 
-/// Reads the sets of a kind that has one item, up to a period.
-void read_sets(CellScan& scan, Kind kind, const std::function<bool(const Group&)>& wants,
-               const std::function<void(const Group&, const Cell&)>& take) {
-  scan.run(kind, {wants, take, [](Number) {}});
+/// Calls `take` with each cell of a kind that has one item.
+void for_each_cell(CellScan& scan, Kind kind, Period from, Period to,
+                   const std::function<void(const Group&, const Cell&)>& take) {
+  scan.run(kind, {from, to, needs_all, take, [](Number) {}});
 }
 
 /// The version of the installation's first counted report.
@@ -198,10 +251,9 @@ std::optional<std::pair<Period, Period>> read_periods(Connection& connection,
   const std::int64_t number = find_product(connection, product);
   std::map<Period, std::int64_t> reports;
   CellScan scan(connection, number, {Kind::report});
-  scan.run(Kind::report,
-           {[](const Group&) { return true; },
-            [&](const Group& group, const Cell& cell) { reports[group.period] += cell.reports; },
-            [](Number) {}});
+  for_each_cell(
+      scan, Kind::report, first_of_all, last_of_all,
+      [&](const Group& group, const Cell& cell) { reports[group.period] += cell.reports; });
   std::erase_if(reports, [](const auto& entry) { return entry.second == 0; });
   if (reports.empty()) return std::nullopt;
   return std::pair{reports.begin()->first, reports.rbegin()->first};
@@ -216,14 +268,13 @@ Counts<PeriodRow> count_periods(Connection& connection, const Selection& selecti
     Installations elsewhere;
   };
   std::map<Period, Sides> periods;
-  read_sets(
-      scan, Kind::report, [&](const Group& group) { return group.period <= selection.to; },
-      [&](const Group& group, const Cell& cell) {
-        Sides& sides = periods[group.period];
-        const bool is_selected = scope.is_selected(group.version);
-        if (is_selected) sides.reports += cell.reports;
-        (is_selected ? sides.selected : sides.elsewhere) |= cell.installations;
-      });
+  for_each_cell(scan, Kind::report, first_of_all, selection.to,
+                [&](const Group& group, const Cell& cell) {
+                  Sides& sides = periods[group.period];
+                  const bool is_selected = scope.is_selected(group.version);
+                  if (is_selected) sides.reports += cell.reports;
+                  (is_selected ? sides.selected : sides.elsewhere) |= cell.installations;
+                });
 
   Counts<PeriodRow> counts;
   Installations seen;
@@ -263,33 +314,31 @@ Counts<CommandRow> count_commands(Connection& connection, const Selection& selec
   struct Sum {
     std::int64_t reports = 0;
     CommandRow row;
-    BasisUnion all;
-    BasisUnion placed;
-    Places places;
+    PartUnion sets;
+    PlaceSum places;
   };
   Sum sum;
-  scan.run(Kind::command, {[&](const Group& group) { return scope.is_in_range(group.period); },
-                           [&](const Group& group, const Cell& cell) {
-                             const bool is_selected = scope.is_selected(group.version);
-                             sum.all.add(cell.installations, is_selected);
-                             sum.placed.add(cell.first(), is_selected);
-                             if (!is_selected) return;
-                             sum.reports += cell.reports;
-                             sum.row.uses += cell.first_sum;
-                             for (const auto& [place, reports] : cell.places) {
-                               sum.places[place] += reports;
-                             }
-                           },
-                           [&](Number item) {
-                             if (sum.reports > 0) {
-                               sum.row.command = names.text_of(item);
-                               sum.row.installations = sum.all.basis();
-                               sum.row.placed = sum.placed.basis();
-                               sum.row.median_order = median_of(sum.places);
-                               counts.rows.push_back(std::move(sum.row));
-                             }
-                             sum = {};
-                           }});
+  scan.run(Kind::command,
+           {selection.from, selection.to,
+            [&](const Group& group) { return sum.sets.needs(scope.is_selected(group.version)); },
+            [&](const Group& group, const Cell& cell) {
+              const bool is_selected = scope.is_selected(group.version);
+              sum.sets.add(cell.installations, cell.first_set, is_selected);
+              if (!is_selected) return;
+              sum.reports += cell.reports;
+              sum.row.uses += cell.first_sum;
+              sum.places.add(cell.places);
+            },
+            [&](Number item) {
+              if (sum.reports > 0) {
+                sum.row.command = names.text_of(item);
+                sum.row.installations = sum.sets.whole.basis();
+                sum.row.placed = sum.sets.part_basis();
+                sum.row.median_order = sum.places.median();
+                counts.rows.push_back(std::move(sum.row));
+              }
+              sum = {};
+            }});
   return counts;
 }
 
@@ -308,7 +357,7 @@ Counts<FileTypeRow> count_file_types(Connection& connection, const Selection& se
     BasisUnion saving;
   };
   Sum sum;
-  scan.run(Kind::file_type, {[&](const Group& group) { return scope.is_in_range(group.period); },
+  scan.run(Kind::file_type, {selection.from, selection.to, needs_all,
                              [&](const Group& group, const Cell& cell) {
                                const bool is_selected = scope.is_selected(group.version);
                                sum.all.add(cell.installations, is_selected);
@@ -343,13 +392,12 @@ Counts<VersionRow> count_versions(Connection& connection, const Selection& selec
     Installations installations;
   };
   std::map<Period, std::map<Number, Sum>> periods;
-  read_sets(
-      scan, Kind::report, [&](const Group& group) { return scope.is_in_range(group.period); },
-      [&](const Group& group, const Cell& cell) {
-        Sum& sum = periods[group.period][group.version];
-        sum.reports += cell.reports;
-        sum.installations |= cell.installations;
-      });
+  for_each_cell(scan, Kind::report, selection.from, selection.to,
+                [&](const Group& group, const Cell& cell) {
+                  Sum& sum = periods[group.period][group.version];
+                  sum.reports += cell.reports;
+                  sum.installations |= cell.installations;
+                });
   for (const auto& [period, versions] : periods) {
     for (const auto& [number, sum] : versions) {
       if (sum.reports == 0 || !scope.is_selected(number)) continue;
@@ -373,11 +421,11 @@ Counts<MachineRow> count_machines(Connection& connection, const Selection& selec
   Counts<MachineRow> counts;
   counts.installations = count_all(scan, scope);
 
-  const auto wants = [&](const Group& group) { return scope.is_in_range(group.period); };
   MachineSide sides[2];
-  read_sets(scan, Kind::described, wants, [&](const Group& group, const Cell& cell) {
-    sides[scope.is_selected(group.version) ? 1 : 0].add(group.period, cell);
-  });
+  for_each_cell(scan, Kind::described, selection.from, selection.to,
+                [&](const Group& group, const Cell& cell) {
+                  sides[scope.is_selected(group.version) ? 1 : 0].add(group.period, cell);
+                });
   std::map<Number, std::int64_t> sums[2];
   for (const bool is_selected : {false, true}) {
     MachineSide& side = sides[is_selected ? 1 : 0];
@@ -389,7 +437,7 @@ Counts<MachineRow> count_machines(Connection& connection, const Selection& selec
   }
   std::int64_t found[2] = {0, 0};
   scan.run(Kind::machine,
-           {wants,
+           {selection.from, selection.to, needs_all,
             [&](const Group& group, const Cell& cell) {
               const int side = scope.is_selected(group.version) ? 1 : 0;
               found[side] += static_cast<std::int64_t>(

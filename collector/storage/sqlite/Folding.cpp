@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "collector/storage/Storage.h"
+
 namespace pelto::collector {
 
 namespace {
@@ -60,20 +62,34 @@ void read_changed(Connection& connection, const PendingScope& scope, std::int64_
 
 void append_cell(Connection& connection, const Group& group, Kind kind, Number item,
                  std::int64_t segment, const Cell& cell) {
-  Query insert = connection.query(
-      "INSERT INTO cell VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13)",
-      group.product, static_cast<std::int64_t>(kind), std::int64_t{item},
-      std::int64_t{group.period}, std::int64_t{group.version}, segment, cell.reports,
-      cell.first_sum, cell.second_sum);
-  const auto bind_bytes = [&](int index, const std::string& bytes) {
-    insert->bind(index, bytes.data(), static_cast<int>(bytes.size()));
-  };
-  bind_bytes(10, bytes_of(cell.installations));
-  cell.first_set ? bind_bytes(11, bytes_of(*cell.first_set)) : insert->bind(11);
-  cell.second_set ? bind_bytes(12, bytes_of(*cell.second_set)) : insert->bind(12);
-  const std::string places = bytes_of(cell.places);
-  places.empty() ? insert->bind(13) : bind_bytes(13, places);
-  insert->exec();
+  {
+    Query insert = connection.query(
+        "INSERT INTO cell_sets(installations, first_set, second_set, places) "
+        "VALUES (?1, ?2, ?3, ?4)");
+    const auto bind_bytes = [&](int index, const std::string& bytes) {
+      insert->bind(index, bytes.data(), static_cast<int>(bytes.size()));
+    };
+    bind_bytes(1, bytes_of(cell.installations));
+    cell.first_set ? bind_bytes(2, bytes_of(*cell.first_set)) : insert->bind(2);
+    cell.second_set ? bind_bytes(3, bytes_of(*cell.second_set)) : insert->bind(3);
+    cell.places.empty() ? insert->bind(4) : bind_bytes(4, bytes_of(cell.places));
+    insert->exec();
+  }
+  connection.run("INSERT INTO cell VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)", group.product,
+                 static_cast<std::int64_t>(kind), std::int64_t{group.period},
+                 std::int64_t{group.version}, std::int64_t{item}, segment, cell.reports,
+                 cell.first_sum, cell.second_sum,
+                 std::int64_t{connection.database().getLastInsertRowid()});
+}
+
+CellRow read_cell_row(std::int64_t product, SQLite::Statement& row) {
+  return {static_cast<Number>(row.getColumn(2).getInt64()),
+          {product, row.getColumn(0).getInt(), static_cast<Number>(row.getColumn(1).getInt64())},
+          row.getColumn(3).getInt64(),
+          row.getColumn(4).getInt64(),
+          row.getColumn(5).getInt64(),
+          row.getColumn(6).getInt64(),
+          row.getColumn(7).getInt64()};
 }
 
 }  // namespace
@@ -110,6 +126,11 @@ void Withdrawn::remove_from(const Group& group, std::int64_t segment, Cell& cell
   for (auto later = segments.upper_bound(segment); later != segments.end(); ++later) {
     cell.remove(later->second);
   }
+}
+
+std::int64_t Withdrawn::last_segment(const Group& group) const {
+  const auto found = groups_.find(group);
+  return found == groups_.end() ? 0 : found->second.rbegin()->first;
 }
 
 Pending read_pending(Connection& connection, const PendingScope& scope) {
@@ -150,60 +171,117 @@ void fold(Connection& connection) {
   write_state(connection, "pending_bytes", 0);
 }
 
-Group StoredCell::group() const {
-  return {product_, row_.getColumn(2).getInt(), static_cast<Number>(row_.getColumn(3).getInt64())};
-}
-
-Cell StoredCell::read() const {
-  Cell cell;
-  cell.reports = row_.getColumn(5).getInt64();
-  cell.first_sum = row_.getColumn(6).getInt64();
-  cell.second_sum = row_.getColumn(7).getInt64();
-  cell.installations = read_installations(bytes_of(row_.getColumn(8)));
-  if (!row_.isColumnNull(9)) cell.first_set = read_installations(bytes_of(row_.getColumn(9)));
-  if (!row_.isColumnNull(10)) cell.second_set = read_installations(bytes_of(row_.getColumn(10)));
-  add_places(cell.places, bytes_of(row_.getColumn(11)));
-  return cell;
-}
-
-void for_each_cell(Connection& connection, std::int64_t product, Kind kind,
-                   const std::function<void(const StoredCell&)>& take) {
+std::vector<CellRow> read_cell_rows(Connection& connection, std::int64_t product, Kind kind,
+                                    Period from, Period to) {
+  std::vector<CellRow> rows;
   Query row = connection.query(
-      "SELECT kind, item, period, version, segment, reports, first_sum, second_sum, "
-      "installations, first_set, second_set, places FROM cell WHERE product = ?1 AND kind = ?2 "
-      "ORDER BY item, period, version, segment",
-      product, static_cast<std::int64_t>(kind));
-  const StoredCell cell(product, *row.operator->());
-  while (row->executeStep()) take(cell);
+      "SELECT period, version, item, segment, reports, first_sum, second_sum, sets FROM cell "
+      "WHERE product = ?1 AND kind = ?2 AND period BETWEEN ?3 AND ?4",
+      product, static_cast<std::int64_t>(kind), std::int64_t{from}, std::int64_t{to});
+  while (row->executeStep()) rows.push_back(read_cell_row(product, *row.operator->()));
+  std::ranges::stable_sort(rows, {}, &CellRow::item);
+  return rows;
+}
+
+Cell read_cell(Connection& connection, const CellRow& row) {
+  Cell cell;
+  cell.reports = row.reports;
+  cell.first_sum = row.first_sum;
+  cell.second_sum = row.second_sum;
+  Query sets = connection.query(
+      "SELECT installations, first_set, second_set, places FROM cell_sets WHERE number = ?1",
+      row.sets);
+  if (!sets->executeStep()) {
+    throw StorageError("stored sums are missing; run check, and restore a backup");
+  }
+  cell.installations = read_installations(bytes_of(sets->getColumn(0)));
+  if (!sets->isColumnNull(1)) cell.first_set = read_installations(bytes_of(sets->getColumn(1)));
+  if (!sets->isColumnNull(2)) cell.second_set = read_installations(bytes_of(sets->getColumn(2)));
+  cell.places = read_places(bytes_of(sets->getColumn(3)));
+  return cell;
 }
 
 void merge_cell(Connection& connection, const Group& group, Kind kind, Number item,
                 const Withdrawn& withdrawn, const Installations& erased, const Cell& change) {
-  Cell merged = change;
-  std::int64_t segment = 0;
+  std::vector<CellRow> rows;
   {
     Query row = connection.query(
-        "SELECT kind, item, period, version, segment, reports, first_sum, second_sum, "
-        "installations, first_set, second_set, places FROM cell WHERE product = ?1 AND kind = ?2 "
-        "AND item = ?3 AND period = ?4 AND version = ?5",
-        group.product, static_cast<std::int64_t>(kind), std::int64_t{item},
-        std::int64_t{group.period}, std::int64_t{group.version});
-    const StoredCell stored(group.product, *row.operator->());
-    while (row->executeStep()) {
-      Cell cell = stored.read();
-      withdrawn.remove_from(group, stored.segment(), cell);
-      cell.remove(erased);
-      merged.add(kind, cell);
-      segment = std::max(segment, stored.segment());
-    }
+        "SELECT period, version, item, segment, reports, first_sum, second_sum, sets FROM cell "
+        "WHERE product = ?1 AND kind = ?2 AND period = ?3 AND version = ?4 AND item = ?5",
+        group.product, static_cast<std::int64_t>(kind), std::int64_t{group.period},
+        std::int64_t{group.version}, std::int64_t{item});
+    while (row->executeStep()) rows.push_back(read_cell_row(group.product, *row.operator->()));
+  }
+  Cell merged = change;
+  // What is void in earlier segments is removed here, so that it counts as one of the later ones.
+  std::int64_t segment = withdrawn.last_segment(group);
+  for (const CellRow& row : rows) {
+    Cell cell = read_cell(connection, row);
+    withdrawn.remove_from(group, row.segment, cell);
+    cell.remove(erased);
+    merged.add(kind, cell);
+    segment = std::max(segment, row.segment);
+    connection.run("DELETE FROM cell_sets WHERE number = ?1", row.sets);
   }
   connection.run(
-      "DELETE FROM cell WHERE product = ?1 AND kind = ?2 AND item = ?3 AND period = ?4 "
-      "AND version = ?5",
-      group.product, static_cast<std::int64_t>(kind), std::int64_t{item},
-      std::int64_t{group.period}, std::int64_t{group.version});
+      "DELETE FROM cell WHERE product = ?1 AND kind = ?2 AND period = ?3 AND version = ?4 "
+      "AND item = ?5",
+      group.product, static_cast<std::int64_t>(kind), std::int64_t{group.period},
+      std::int64_t{group.version}, std::int64_t{item});
   if (merged.reports == 0) return;
   append_cell(connection, group, kind, item, segment, merged);
+}
+
+void Merging::plan(Connection& connection) {
+  if (!is_done()) return;
+  connection.run(
+      "DELETE FROM withdrawn WHERE NOT EXISTS (SELECT 1 FROM cell "
+      "WHERE cell.product = withdrawn.product AND kind IN (0, 1, 2, 3, 4) "
+      "AND cell.period = withdrawn.period AND cell.version = withdrawn.version "
+      "AND cell.segment < withdrawn.segment)");
+  constexpr std::int64_t many_segments = 4;
+  constexpr std::int64_t quiet_segments = 4;
+  std::vector<Group> groups;
+  {
+    Query group = connection.query(
+        "SELECT product, period, version FROM cell WHERE kind = 0 "
+        "GROUP BY product, period, version "
+        "HAVING count(*) >= ?1 OR (count(*) > 1 AND max(segment) <= ?2)",
+        many_segments, read_state(connection, "segment") - quiet_segments);
+    while (group->executeStep()) {
+      groups.push_back({group->getColumn(0).getInt64(), group->getColumn(1).getInt(),
+                        static_cast<Number>(group->getColumn(2).getInt64())});
+    }
+  }
+  for (const Group& group : groups) {
+    // The reports' own cell comes last: as long as it has segments, the group is found again.
+    for (const Kind kind :
+         {Kind::report, Kind::described, Kind::command, Kind::file_type, Kind::machine}) {
+      Query item = connection.query(
+          "SELECT item FROM cell WHERE product = ?1 AND kind = ?2 AND period = ?3 "
+          "AND version = ?4 GROUP BY item HAVING count(*) > 1 OR min(segment) < "
+          "(SELECT max(segment) FROM withdrawn WHERE product = ?1 AND period = ?3 "
+          "AND version = ?4)",
+          group.product, static_cast<std::int64_t>(kind), std::int64_t{group.period},
+          std::int64_t{group.version});
+      while (item->executeStep()) {
+        left_.push_back({group, kind, static_cast<Number>(item->getColumn(0).getInt64())});
+      }
+    }
+  }
+}
+
+void Merging::step(Connection& connection) {
+  constexpr int most_cells = 32;
+  std::map<std::int64_t, Withdrawn> withdrawn;
+  for (int i = 0; i < most_cells && !left_.empty(); ++i) {
+    const auto [group, kind, item] = left_.back();
+    left_.pop_back();
+    if (!withdrawn.contains(group.product)) {
+      withdrawn.emplace(group.product, Withdrawn::read(connection, group.product));
+    }
+    merge_cell(connection, group, kind, item, withdrawn.at(group.product), {}, {});
+  }
 }
 
 void read_report(SQLite::Statement& row, StoredReport& report) {

@@ -12,6 +12,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "collector/storage/sqlite/Cells.h"
 #include "collector/storage/sqlite/Connection.h"
@@ -31,6 +32,8 @@ class Withdrawn {
   void add(const Group& group, std::int64_t segment, const Installations& installations);
   /// Removes from the cell of a segment what is void in it.
   void remove_from(const Group& group, std::int64_t segment, Cell& cell) const;
+  /// The last segment before which something is void; 0 without one.
+  std::int64_t last_segment(const Group& group) const;
 
  private:
   std::map<Group, std::map<std::int64_t, Installations>> groups_;
@@ -54,30 +57,48 @@ Pending read_pending(Connection& connection, const PendingScope& scope);
 /// Folds everything that is not folded yet. Within a transaction that writes.
 void fold(Connection& connection);
 
-/// One row of the table `cell`, read as far as it is needed.
-class StoredCell {
- public:
-  StoredCell(std::int64_t product, SQLite::Statement& row) : product_(product), row_(row) {}
-
-  Kind kind() const { return static_cast<Kind>(row_.getColumn(0).getInt()); }
-  Number item() const { return static_cast<Number>(row_.getColumn(1).getInt64()); }
-  Group group() const;
-  std::int64_t segment() const { return row_.getColumn(4).getInt64(); }
-  Cell read() const;
-
- private:
-  std::int64_t product_;
-  SQLite::Statement& row_;
+/// One row of the table `cell`.
+struct CellRow {
+  Number item = 0;
+  Group group;
+  std::int64_t segment = 0;
+  std::int64_t reports = 0;
+  std::int64_t first_sum = 0;
+  std::int64_t second_sum = 0;
+  std::int64_t sets = 0;
 };
 
-/// Calls `take` for each row of a product and kind, by item.
-void for_each_cell(Connection& connection, std::int64_t product, Kind kind,
-                   const std::function<void(const StoredCell&)>& take);
+/// The rows of a product and kind in a range of periods, by item.
+std::vector<CellRow> read_cell_rows(Connection& connection, std::int64_t product, Kind kind,
+                                    Period from, Period to);
+/// The rest of a row.
+Cell read_cell(Connection& connection, const CellRow& row);
 
 /// Makes one row of all segments of an item and group, without what is withdrawn or in `erased`,
 /// with `change` added; no row if no report is left. Within a transaction that writes.
 void merge_cell(Connection& connection, const Group& group, Kind kind, Number item,
                 const Withdrawn& withdrawn, const Installations& erased, const Cell& change);
+
+/// Cells of many segments, one after the other, take long to count. This makes them one of few.
+class Merging {
+ public:
+  /// Looks for groups with many segments, and for those with several to which nothing was added
+  /// for some time. Within a transaction that writes.
+  void plan(Connection& connection);
+  bool is_done() const { return left_.empty(); }
+  /// Merges some cells; takes a few milliseconds. Within a transaction that writes.
+  void step(Connection& connection);
+  /// After a failure.
+  void forget() { left_.clear(); }
+
+ private:
+  struct Place {
+    Group group;
+    Kind kind = Kind::report;
+    Number item = 0;
+  };
+  std::vector<Place> left_;
+};
 
 /// Reads the report in the current row: number, installation, product, received, version, packed.
 void read_report(SQLite::Statement& row, StoredReport& report);

@@ -88,9 +88,11 @@ void Writer::add(std::variant<Job, Task> job) {
 }
 
 void Writer::work() {
+  bool has_more = true;
   for (;;) {
-    auto jobs = take_next();
+    auto jobs = take_next(!has_more);
     if (jobs.empty()) {
+      has_more = has_more && tidy_up();
       write_refusals();
       const std::lock_guard lock(mutex_);
       if (is_stopping_ && jobs_.empty()) return;
@@ -100,19 +102,19 @@ void Writer::work() {
       (*task)();
     } else {
       keep_group(jobs);
-      fold_if_due();
+      has_more = tidy_up();
     }
     checkpointer_.keep_log_small();
   }
 }
 
-std::vector<std::variant<Writer::Job, Writer::Task>> Writer::take_next() {
+std::vector<std::variant<Writer::Job, Writer::Task>> Writer::take_next(bool waits) {
   std::unique_lock lock(mutex_);
   const auto has_work = [this] { return !jobs_.empty() || is_stopping_; };
-  if (refusals_.empty()) {
+  if (waits && refusals_.empty()) {
     changed_.wait(lock, [&] { return has_work() || !refusals_.empty(); });
   }
-  changed_.wait_until(lock, refusals_time_ + refusals_delay, has_work);
+  if (waits) changed_.wait_until(lock, refusals_time_ + refusals_delay, has_work);
   std::vector<std::variant<Job, Task>> next;
   while (!jobs_.empty() && next.size() < largest_group) {
     const bool is_task = std::holds_alternative<Task>(jobs_.front());
@@ -198,17 +200,25 @@ void Writer::write_refusals() {
   }
 }
 
-void Writer::fold_if_due() {
+bool Writer::tidy_up() {
   try {
-    if (read_state(connection_, "pending_reports") < options_.reports_per_fold &&
-        read_state(connection_, "pending_bytes") < bytes_per_fold) {
-      return;
-    }
+    const bool is_fold_due =
+        read_state(connection_, "pending_reports") >= options_.reports_per_fold ||
+        read_state(connection_, "pending_bytes") >= bytes_per_fold;
+    if (!is_fold_due && merging_.is_done()) return false;
     SQLite::Transaction transaction(connection_.database(), SQLite::TransactionBehavior::IMMEDIATE);
-    fold(connection_);
+    if (is_fold_due) {
+      fold(connection_);
+      merging_.plan(connection_);
+    } else {
+      merging_.step(connection_);
+    }
     transaction.commit();
+    return !merging_.is_done();
   } catch (const std::exception&) {
     // The counts are the same without it, and the next group tries again.
+    merging_.forget();
+    return false;
   }
 }
 

@@ -24,6 +24,7 @@
 #include "collector/storage/Storage.h"
 #include "collector/storage/sqlite/Checkpointer.h"
 #include "collector/storage/sqlite/Connection.h"
+#include "collector/storage/sqlite/Folding.h"
 #include "collector/storage/sqlite/Keeping.h"
 
 namespace pelto::collector {
@@ -68,13 +69,15 @@ class Writer {
 
   void add(std::variant<Job, Task> job);
   void work();
-  /// What is to be done next: deliveries, or one task.
-  std::vector<std::variant<Job, Task>> take_next();
+  /// What is to be done next: deliveries, or one task; nothing if refusals are due, or if it is not
+  /// to wait.
+  std::vector<std::variant<Job, Task>> take_next(bool waits);
   void keep_group(std::vector<std::variant<Job, Task>>& jobs);
   /// In one transaction: all of them or none. Throws.
   std::vector<Outcome> commit(std::vector<std::variant<Job, Task>>& jobs);
   void write_refusals();
-  void fold_if_due();
+  /// Works on the sums, if there is something to do. Returns whether there is more.
+  bool tidy_up();
   void check_file() const;
   void note_state(bool is_ready);
 
@@ -83,6 +86,7 @@ class Writer {
   Connection connection_;
   Keeper keeper_;
   Checkpointer checkpointer_;
+  Merging merging_;
   std::pair<dev_t, ino_t> file_;
 
   std::mutex mutex_;

@@ -65,10 +65,11 @@ TEST(Packing, RandomBytesAreDamagedOrAReport) {
 }
 
 TEST(Packing, PlacesComeBackWithTheirSigns) {
-  const Places places{{1, 3}, {2, 0}, {7, -2}, {1'000'000'000, 1}};
-  Places read{{7, 5}};
-  add_places(read, bytes_of(places));
-  EXPECT_THAT(read, ElementsAre(Pair(1, 3), Pair(7, 3), Pair(1'000'000'000, 1)));
+  const Places places{{1, 3}, {7, -2}, {1'000'000'000, 1}};
+  const Places read = read_places(bytes_of(places));
+  EXPECT_EQ(read, places);
+  EXPECT_THAT(add_places(read, {{2, 1}, {7, 2}}),
+              ElementsAre(Pair(1, 3), Pair(2, 1), Pair(1'000'000'000, 1)));
 }
 
 std::string sent_text(const Report& report) {
