@@ -2,7 +2,7 @@
 //
 //     storage_bench FOLDER [REPORTS] [DELIVERIES_PER_SECOND]
 //
-// A fifth as many installations as reports, a report a period each in the mean, 58 of 400 commands,
+// A fifth as many installations as reports, which report in turn, 58 of 400 commands,
 // ten versions of which three or four are in use in a period, and a machine in every second report.
 // With a rate, a last part measures how long deliveries at that rate wait for being kept.
 #include <algorithm>
@@ -56,7 +56,7 @@ class Reports {
     delivery.product = "default";
     delivery.id = guid(below(1U << 31U));
     delivery.received = received;
-    const unsigned installation = below(installations_);
+    const unsigned installation = next_++ % installations_;
     Report& report = delivery.report;
     report.installation = guid(installation);
     report.application = "Example Designer";
@@ -142,6 +142,7 @@ class Reports {
   }
 
   unsigned installations_;
+  unsigned next_ = 0;
   std::vector<std::string> names_;
   std::mt19937 random_{1};
 };

@@ -188,10 +188,13 @@ class Checker {
     CellBuilder::Cells cells;
     for (const Kind kind :
          {Kind::report, Kind::described, Kind::command, Kind::file_type, Kind::machine}) {
-      for (const CellRow& row : read_cell_rows(connection_, product, kind, period, period)) {
-        Cell cell = read_cell(connection_, row);
-        withdrawn.remove_from(row.group, row.segment, cell);
-        cells[{kind, row.item}][row.group].add(kind, cell);
+      for (const BlockRow& row : read_block_rows(connection_, product, kind, period, period)) {
+        const std::string bytes = read_block(connection_, row);
+        for (const PackedCell& packed : PackedCell::read_all(bytes)) {
+          Cell cell = packed.read();
+          withdrawn.remove_from(row.key.group, row.segment, cell);
+          cells[{kind, packed.item()}][row.key.group].add(kind, cell);
+        }
       }
     }
     return cells;

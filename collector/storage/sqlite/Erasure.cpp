@@ -49,17 +49,13 @@ class Eraser {
   Erasure finish() {
     std::map<std::int64_t, Withdrawn> withdrawn;
     std::set<Group> groups;
-    for (const auto& [key, cells] : builder_.take_cells()) {
-      const auto [kind, item] = key;
-      for (const auto& [group, cell] : cells) {
-        groups.insert(group);
-        auto known = withdrawn.find(group.product);
-        if (known == withdrawn.end()) {
-          known =
-              withdrawn.emplace(group.product, Withdrawn::read(connection_, group.product)).first;
-        }
-        merge_cell(connection_, group, kind, item, known->second, erased_, cell);
+    for (const auto& [key, changes] : make_blocks(builder_.take_cells())) {
+      const std::int64_t product = key.group.product;
+      groups.insert(key.group);
+      if (!withdrawn.contains(product)) {
+        withdrawn.emplace(product, Withdrawn::read(connection_, product));
       }
+      merge_block(connection_, key, withdrawn.at(product), erased_, changes);
     }
     for (const Group& group : groups) erase_withdrawn(group);
     std::ranges::move(keeper_.finish(), std::back_inserter(erasure_.texts));

@@ -60,38 +60,6 @@ void read_changed(Connection& connection, const PendingScope& scope, std::int64_
   }
 }
 
-void append_cell(Connection& connection, const Group& group, Kind kind, Number item,
-                 std::int64_t segment, const Cell& cell) {
-  {
-    Query insert = connection.query(
-        "INSERT INTO cell_sets(installations, first_set, second_set, places) "
-        "VALUES (?1, ?2, ?3, ?4)");
-    const auto bind_bytes = [&](int index, const std::string& bytes) {
-      insert->bind(index, bytes.data(), static_cast<int>(bytes.size()));
-    };
-    bind_bytes(1, bytes_of(cell.installations));
-    cell.first_set ? bind_bytes(2, bytes_of(*cell.first_set)) : insert->bind(2);
-    cell.second_set ? bind_bytes(3, bytes_of(*cell.second_set)) : insert->bind(3);
-    cell.places.empty() ? insert->bind(4) : bind_bytes(4, bytes_of(cell.places));
-    insert->exec();
-  }
-  connection.run("INSERT INTO cell VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)", group.product,
-                 static_cast<std::int64_t>(kind), std::int64_t{group.period},
-                 std::int64_t{group.version}, std::int64_t{item}, segment, cell.reports,
-                 cell.first_sum, cell.second_sum,
-                 std::int64_t{connection.database().getLastInsertRowid()});
-}
-
-CellRow read_cell_row(std::int64_t product, SQLite::Statement& row) {
-  return {static_cast<Number>(row.getColumn(2).getInt64()),
-          {product, row.getColumn(0).getInt(), static_cast<Number>(row.getColumn(1).getInt64())},
-          row.getColumn(3).getInt64(),
-          row.getColumn(4).getInt64(),
-          row.getColumn(5).getInt64(),
-          row.getColumn(6).getInt64(),
-          row.getColumn(7).getInt64()};
-}
-
 }  // namespace
 
 std::int64_t read_state(Connection& connection, const char* name) {
@@ -149,14 +117,11 @@ Pending read_pending(Connection& connection, const PendingScope& scope) {
 }
 
 void fold(Connection& connection) {
-  const Pending pending = read_pending(connection, {});
+  Pending pending = read_pending(connection, {});
   const std::int64_t segment = read_state(connection, "segment") + 1;
   write_state(connection, "segment", segment);
-  for (const auto& [key, groups] : pending.cells) {
-    const auto [kind, item] = key;
-    for (const auto& [group, cell] : groups) {
-      append_cell(connection, group, kind, item, segment, cell);
-    }
+  for (const auto& [key, block] : make_blocks(std::move(pending.cells))) {
+    append_block(connection, key, segment, block);
   }
   for (const auto& [group, installations] : pending.withdrawn) {
     const std::string bytes = bytes_of(installations);
@@ -171,65 +136,42 @@ void fold(Connection& connection) {
   write_state(connection, "pending_bytes", 0);
 }
 
-std::vector<CellRow> read_cell_rows(Connection& connection, std::int64_t product, Kind kind,
-                                    Period from, Period to) {
-  std::vector<CellRow> rows;
-  Query row = connection.query(
-      "SELECT period, version, item, segment, reports, first_sum, second_sum, sets FROM cell "
-      "WHERE product = ?1 AND kind = ?2 AND period BETWEEN ?3 AND ?4",
-      product, static_cast<std::int64_t>(kind), std::int64_t{from}, std::int64_t{to});
-  while (row->executeStep()) rows.push_back(read_cell_row(product, *row.operator->()));
-  std::ranges::stable_sort(rows, {}, &CellRow::item);
-  return rows;
-}
-
-Cell read_cell(Connection& connection, const CellRow& row) {
-  Cell cell;
-  cell.reports = row.reports;
-  cell.first_sum = row.first_sum;
-  cell.second_sum = row.second_sum;
-  Query sets = connection.query(
-      "SELECT installations, first_set, second_set, places FROM cell_sets WHERE number = ?1",
-      row.sets);
-  if (!sets->executeStep()) {
-    throw StorageError("stored sums are missing; run check, and restore a backup");
-  }
-  cell.installations = read_installations(bytes_of(sets->getColumn(0)));
-  if (!sets->isColumnNull(1)) cell.first_set = read_installations(bytes_of(sets->getColumn(1)));
-  if (!sets->isColumnNull(2)) cell.second_set = read_installations(bytes_of(sets->getColumn(2)));
-  cell.places = read_places(bytes_of(sets->getColumn(3)));
-  return cell;
-}
-
-void merge_cell(Connection& connection, const Group& group, Kind kind, Number item,
-                const Withdrawn& withdrawn, const Installations& erased, const Cell& change) {
-  std::vector<CellRow> rows;
+void merge_block(Connection& connection, const BlockKey& key, const Withdrawn& withdrawn,
+                 const Installations& erased, const Block& changes) {
+  const auto group_parameters = [&](const char* sql) {
+    return connection.query(sql, key.group.product, static_cast<std::int64_t>(key.kind),
+                            std::int64_t{key.group.period}, std::int64_t{key.group.version},
+                            std::int64_t{key.block});
+  };
+  std::vector<BlockRow> rows;
   {
-    Query row = connection.query(
-        "SELECT period, version, item, segment, reports, first_sum, second_sum, sets FROM cell "
-        "WHERE product = ?1 AND kind = ?2 AND period = ?3 AND version = ?4 AND item = ?5",
-        group.product, static_cast<std::int64_t>(kind), std::int64_t{group.period},
-        std::int64_t{group.version}, std::int64_t{item});
-    while (row->executeStep()) rows.push_back(read_cell_row(group.product, *row.operator->()));
+    Query row = group_parameters(
+        "SELECT segment, content FROM cell WHERE product = ?1 AND kind = ?2 AND period = ?3 "
+        "AND version = ?4 AND block = ?5");
+    while (row->executeStep()) {
+      rows.push_back({key, row->getColumn(0).getInt64(), row->getColumn(1).getInt64()});
+    }
   }
-  Cell merged = change;
+  Block merged = changes;
   // What is void in earlier segments is removed here, so that it counts as one of the later ones.
-  std::int64_t segment = withdrawn.last_segment(group);
-  for (const CellRow& row : rows) {
-    Cell cell = read_cell(connection, row);
-    withdrawn.remove_from(group, row.segment, cell);
-    cell.remove(erased);
-    merged.add(kind, cell);
+  std::int64_t segment = withdrawn.last_segment(key.group);
+  for (const BlockRow& row : rows) {
+    const std::string bytes = read_block(connection, row);
+    for (const PackedCell& packed : PackedCell::read_all(bytes)) {
+      Cell cell = packed.read();
+      withdrawn.remove_from(key.group, row.segment, cell);
+      cell.remove(erased);
+      merged[packed.item()].add(key.kind, cell);
+    }
     segment = std::max(segment, row.segment);
-    connection.run("DELETE FROM cell_sets WHERE number = ?1", row.sets);
+    connection.run("DELETE FROM cell_content WHERE number = ?1", row.content);
   }
-  connection.run(
+  group_parameters(
       "DELETE FROM cell WHERE product = ?1 AND kind = ?2 AND period = ?3 AND version = ?4 "
-      "AND item = ?5",
-      group.product, static_cast<std::int64_t>(kind), std::int64_t{group.period},
-      std::int64_t{group.version}, std::int64_t{item});
-  if (merged.reports == 0) return;
-  append_cell(connection, group, kind, item, segment, merged);
+      "AND block = ?5")
+      ->exec();
+  std::erase_if(merged, [](const auto& entry) { return entry.second.reports == 0; });
+  if (!merged.empty()) append_block(connection, key, segment, merged);
 }
 
 void Merging::plan(Connection& connection) {
@@ -257,30 +199,31 @@ void Merging::plan(Connection& connection) {
     // The reports' own cell comes last: as long as it has segments, the group is found again.
     for (const Kind kind :
          {Kind::report, Kind::described, Kind::command, Kind::file_type, Kind::machine}) {
-      Query item = connection.query(
-          "SELECT item FROM cell WHERE product = ?1 AND kind = ?2 AND period = ?3 "
-          "AND version = ?4 GROUP BY item HAVING count(*) > 1 OR min(segment) < "
+      Query block = connection.query(
+          "SELECT block FROM cell WHERE product = ?1 AND kind = ?2 AND period = ?3 "
+          "AND version = ?4 GROUP BY block HAVING count(*) > 1 OR min(segment) < "
           "(SELECT max(segment) FROM withdrawn WHERE product = ?1 AND period = ?3 "
           "AND version = ?4)",
           group.product, static_cast<std::int64_t>(kind), std::int64_t{group.period},
           std::int64_t{group.version});
-      while (item->executeStep()) {
-        left_.push_back({group, kind, static_cast<Number>(item->getColumn(0).getInt64())});
+      while (block->executeStep()) {
+        left_.push_back({group, kind, static_cast<Number>(block->getColumn(0).getInt64())});
       }
     }
   }
 }
 
 void Merging::step(Connection& connection) {
-  constexpr int most_cells = 32;
+  constexpr int most_blocks = 4;
   std::map<std::int64_t, Withdrawn> withdrawn;
-  for (int i = 0; i < most_cells && !left_.empty(); ++i) {
-    const auto [group, kind, item] = left_.back();
+  for (int i = 0; i < most_blocks && !left_.empty(); ++i) {
+    const BlockKey key = left_.back();
     left_.pop_back();
-    if (!withdrawn.contains(group.product)) {
-      withdrawn.emplace(group.product, Withdrawn::read(connection, group.product));
+    const std::int64_t product = key.group.product;
+    if (!withdrawn.contains(product)) {
+      withdrawn.emplace(product, Withdrawn::read(connection, product));
     }
-    merge_cell(connection, group, kind, item, withdrawn.at(group.product), {}, {});
+    merge_block(connection, key, withdrawn.at(product), {}, {});
   }
 }
 

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "collector/storage/sqlite/Blocks.h"
 #include "collector/storage/sqlite/Cells.h"
 #include "collector/storage/sqlite/Connection.h"
 
@@ -57,47 +58,26 @@ Pending read_pending(Connection& connection, const PendingScope& scope);
 /// Folds everything that is not folded yet. Within a transaction that writes.
 void fold(Connection& connection);
 
-/// One row of the table `cell`.
-struct CellRow {
-  Number item = 0;
-  Group group;
-  std::int64_t segment = 0;
-  std::int64_t reports = 0;
-  std::int64_t first_sum = 0;
-  std::int64_t second_sum = 0;
-  std::int64_t sets = 0;
-};
+/// Makes one row of all segments of a block, without what is withdrawn or in `erased`, with
+/// `changes` added, and without the items of which no report is left. Within a transaction that
+/// writes.
+void merge_block(Connection& connection, const BlockKey& key, const Withdrawn& withdrawn,
+                 const Installations& erased, const Block& changes);
 
-/// The rows of a product and kind in a range of periods, by item.
-std::vector<CellRow> read_cell_rows(Connection& connection, std::int64_t product, Kind kind,
-                                    Period from, Period to);
-/// The rest of a row.
-Cell read_cell(Connection& connection, const CellRow& row);
-
-/// Makes one row of all segments of an item and group, without what is withdrawn or in `erased`,
-/// with `change` added; no row if no report is left. Within a transaction that writes.
-void merge_cell(Connection& connection, const Group& group, Kind kind, Number item,
-                const Withdrawn& withdrawn, const Installations& erased, const Cell& change);
-
-/// Cells of many segments, one after the other, take long to count. This makes them one of few.
+/// Many segments, one after the other, take long to count. This makes them one of few.
 class Merging {
  public:
   /// Looks for groups with many segments, and for those with several to which nothing was added
   /// for some time. Within a transaction that writes.
   void plan(Connection& connection);
   bool is_done() const { return left_.empty(); }
-  /// Merges some cells; takes a few milliseconds. Within a transaction that writes.
+  /// Merges some blocks; takes a few milliseconds. Within a transaction that writes.
   void step(Connection& connection);
   /// After a failure.
   void forget() { left_.clear(); }
 
  private:
-  struct Place {
-    Group group;
-    Kind kind = Kind::report;
-    Number item = 0;
-  };
-  std::vector<Place> left_;
+  std::vector<BlockKey> left_;
 };
 
 /// Reads the report in the current row: number, installation, product, received, version, packed.

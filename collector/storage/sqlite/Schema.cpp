@@ -22,11 +22,11 @@ namespace {
 // `report.packed` holds the counts, see ReportPacking.h. `name` holds command names, file types,
 // machine values and versions; `name_use` how many reports mention each.
 //
-// `cell` holds sums for each product, item, period and version, and `cell_sets` the installations
-// on which they rest, apart, so that a scan of the cells reads no sets that it does not need. A
-// fold (see Folding.h) appends to it with a segment's number; `withdrawn` holds the installations
-// whose part in earlier segments of a period and version is void. `changed` lists reports that were
-// folded before they were replaced (-1), or before they were no longer replaced (1).
+// `cell` lists the sums of each product, period, version and block of items, and `cell_content`
+// holds them with the installations on which they rest (see Blocks.h). A fold (see Folding.h)
+// appends to them with a segment's number; `withdrawn` holds the installations whose part in
+// earlier segments of a period and version is void. `changed` lists reports that were folded before
+// they were replaced (-1), or before they were no longer replaced (1).
 constexpr char first_tables[] = R"(
 CREATE TABLE setting(name TEXT PRIMARY KEY, value TEXT NOT NULL);
 CREATE TABLE secret(name TEXT PRIMARY KEY, value BLOB NOT NULL);
@@ -70,13 +70,10 @@ CREATE TABLE report_text(report INTEGER PRIMARY KEY REFERENCES report, text BLOB
 CREATE TABLE changed(report INTEGER PRIMARY KEY REFERENCES report, sign INTEGER NOT NULL);
 CREATE TABLE cell(
   product INTEGER NOT NULL, kind INTEGER NOT NULL, period INTEGER NOT NULL,
-  version INTEGER NOT NULL, item INTEGER NOT NULL, segment INTEGER NOT NULL,
-  reports INTEGER NOT NULL, first_sum INTEGER NOT NULL, second_sum INTEGER NOT NULL,
-  sets INTEGER NOT NULL REFERENCES cell_sets,
-  PRIMARY KEY(product, kind, period, version, item, segment)) WITHOUT ROWID;
-CREATE TABLE cell_sets(
-  number INTEGER PRIMARY KEY, installations BLOB NOT NULL, first_set BLOB, second_set BLOB,
-  places BLOB);
+  version INTEGER NOT NULL, block INTEGER NOT NULL, segment INTEGER NOT NULL,
+  content INTEGER NOT NULL REFERENCES cell_content,
+  PRIMARY KEY(product, kind, period, version, block, segment)) WITHOUT ROWID;
+CREATE TABLE cell_content(number INTEGER PRIMARY KEY, cells BLOB NOT NULL);
 CREATE TABLE withdrawn(
   product INTEGER NOT NULL, period INTEGER NOT NULL, version INTEGER NOT NULL,
   segment INTEGER NOT NULL, installations BLOB NOT NULL,

@@ -13,7 +13,7 @@ struct SqliteOptions {
   bool keeps_email = true;
   /// After this many reports their sums are written. Fewer make writing slower, more make counting
   /// slower; the counts are the same.
-  std::int64_t reports_per_fold = 10'000;
+  std::int64_t reports_per_fold = 2000;
 };
 
 /// The file's name in the data folder.

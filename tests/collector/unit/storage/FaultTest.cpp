@@ -318,9 +318,12 @@ TEST(Fault, CheckFindsWhatIsWrong) {
   EXPECT_THAT(check_after("SELECT 1"), IsEmpty());
   for (const char* const sql :
        {"UPDATE report SET replaced = 1 WHERE number = 5",
-        "UPDATE report SET replaced = 0 WHERE number = 4", "UPDATE cell SET reports = reports + 1",
-        "UPDATE cell SET first_sum = 0 WHERE item = 4", "DELETE FROM cell WHERE kind = 1",
-        "UPDATE cell SET item = 9999 WHERE item = 3", "UPDATE cell SET period = 3 WHERE kind = 4",
+        "UPDATE report SET replaced = 0 WHERE number = 4", "DELETE FROM cell WHERE kind = 1",
+        "DELETE FROM cell WHERE kind = 2 AND block = 1",
+        "UPDATE cell SET period = 3 WHERE kind = 4",
+        "UPDATE cell SET content = (SELECT content FROM cell WHERE kind = 2 AND block = 1) "
+        "WHERE kind = 2",
+        "UPDATE cell SET version = version + 1", "DELETE FROM cell_content WHERE number = 2",
         "DELETE FROM changed", "DELETE FROM intake WHERE outcome = 'accepted'",
         "UPDATE intake SET deliveries = 7 WHERE outcome = 'replaced'",
         "UPDATE name_use SET reports = reports + 1 WHERE name = 3", "DELETE FROM name_use",
