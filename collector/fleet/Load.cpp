@@ -199,6 +199,7 @@ LoadSummary send_requests(const std::vector<PreparedRequest>& requests,
     for (Worker& worker : workers) threads.emplace_back([&] { worker.run(start); });
   }
   LoadSummary total;
+  for (const PreparedRequest& request : requests) total.bytes += std::ssize(request.bytes);
   total.seconds = std::chrono::duration<double>(Clock::now() - start).count();
   for (const Worker& worker : workers) {
     const LoadSummary& summary = worker.summary();
@@ -217,6 +218,7 @@ std::string format_summary(const LoadSummary& summary) {
   json["confirmed"] = summary.confirmed;
   json["failed"] = summary.failed;
   json["retries"] = summary.retries;
+  json["bytes"] = summary.bytes;
   json["seconds"] = summary.seconds;
   json["per_second"] =
       summary.seconds > 0 ? static_cast<double>(summary.confirmed) / summary.seconds : 0;

@@ -27,6 +27,8 @@ struct LoadSummary {
   /// Attempts that were not the first.
   std::int64_t retries = 0;
   double seconds = 0;
+  /// Of all requests, once each, header included.
+  std::int64_t bytes = 0;
   /// Of each confirmed request, from its due time (without a rate: its start) to its answer, in
   /// ascending order.
   std::vector<std::chrono::microseconds> latencies;

@@ -82,6 +82,7 @@ TEST(Load, CountsWhatIsConfirmed) {
   EXPECT_EQ(summary.failed, 0);
   EXPECT_EQ(summary.retries, 0);
   EXPECT_EQ(summary.latencies.size(), 2U);
+  EXPECT_EQ(summary.bytes, 10);
   EXPECT_EQ(server.received().size(), 2U);
 }
 
@@ -138,11 +139,13 @@ TEST(Load, TellsItsSummaryInOneLineOfJson) {
   summary.failed = 2;
   summary.retries = 3;
   summary.seconds = 4;
+  summary.bytes = 7;
   for (int i = 1; i <= 101; ++i) summary.latencies.emplace_back(i * 1000);
   const std::string text = format_summary(summary);
   EXPECT_EQ(text.find('\n'), std::string::npos);
   EXPECT_EQ(nlohmann::json::parse(text),
-            nlohmann::json::parse(R"({"confirmed": 100, "failed": 2, "retries": 3, "seconds": 4.0,
+            nlohmann::json::parse(
+                R"({"confirmed": 100, "failed": 2, "retries": 3, "bytes": 7, "seconds": 4.0,
       "per_second": 25.0, "latency_ms": {"p50": 51.0, "p99": 100.0, "max": 101.0}})"));
 }
 
