@@ -1,8 +1,16 @@
 #!/usr/bin/env bash
-# Prints the speed table: the program's times as ratios, measured in one run.
+# bench.sh: prints the sender's speed table, its times as ratios, measured in one run.
+# bench.sh collector [OPTION...]: prints the collector's; --reports N stores fewer than 1,000,000.
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+if [ "${1:-}" = collector ]; then
+  "$repo/scripts/build.sh" collector
+  cd "$repo"
+  quietly build-bench-collector cmake --build --preset collector --target bare_server sqlite_floor
+  say 'Measuring (about 15 minutes)'
+  exec bench/collector/run.py "$build" "$build/bench-collector" "${@:2}"
+fi
 "$repo/scripts/build.sh"
 cd "$repo"
 quietly build-bench cmake --build --preset windows
