@@ -87,7 +87,7 @@ int run(Options options) try {
     write_truth(fleet, options.truth);
     return write_lines(options, fleet);
   }
-  const CollectorAddress address = parse_address(options.to);
+  const CollectorAddress address = parse_collector_address(options.to);
   const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   const Fleet fleet = simulate_fleet(options.fleet, now);
   write_truth(fleet, options.truth);

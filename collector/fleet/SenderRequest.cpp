@@ -39,7 +39,7 @@ struct FormTexts {
 
 }  // namespace
 
-CollectorAddress parse_address(std::string_view address) {
+CollectorAddress parse_collector_address(std::string_view address) {
   constexpr std::string_view scheme = "http://";
   if (!address.starts_with(scheme)) {
     throw std::invalid_argument("the address must begin with http://");

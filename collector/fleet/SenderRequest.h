@@ -14,7 +14,7 @@ struct CollectorAddress {
 };
 
 /// Throws `std::invalid_argument` for an address of another form; TLS is not supported.
-CollectorAddress parse_address(std::string_view address);
+CollectorAddress parse_collector_address(std::string_view address);
 
 /// The bytes of a sender's whole request (see docs/server.md). `report` is the report's text in the
 /// code page of its machine.

@@ -102,8 +102,8 @@ TEST(Fleet, FallsIntoOnePeriodWhenItIsSentNow) {
 TEST(Fleet, PreparesARequestForEachDeliveryInItsOrder) {
   const FleetOptions options = options_of();
   const Fleet fleet = simulate_fleet(options, Time{});
-  const auto requests =
-      prepare_requests(options, fleet.deliveries, parse_address("http://127.0.0.1:1/collect"));
+  const auto requests = prepare_requests(options, fleet.deliveries,
+                                         parse_collector_address("http://127.0.0.1:1/collect"));
   ASSERT_EQ(requests.size(), fleet.deliveries.size());
   for (std::size_t i = 0; i < requests.size(); ++i) {
     EXPECT_EQ(requests[i].installation, fleet.deliveries[i].installation);

@@ -8,7 +8,8 @@ namespace pelto::collector {
 namespace {
 
 TEST(SenderRequest, IsWhatASenderSendsToTheByte) {
-  const CollectorAddress address = parse_address("http://127.0.0.1:32957/collect?product=7");
+  const CollectorAddress address =
+      parse_collector_address("http://127.0.0.1:32957/collect?product=7");
   EXPECT_EQ(format_request(address, "f702f125-e8ff-40f3-8c7a-65a2cc9357f8", "<a/>\n"),
             "POST /collect?product=7 HTTP/1.1\r\n"
             "Accept: */*\r\n"
@@ -31,7 +32,7 @@ TEST(SenderRequest, IsWhatASenderSendsToTheByte) {
 }
 
 TEST(CollectorAddress, HasPort80AndTheRootWithoutOthers) {
-  const CollectorAddress address = parse_address("http://localhost");
+  const CollectorAddress address = parse_collector_address("http://localhost");
   EXPECT_EQ(address.host, "localhost");
   EXPECT_EQ(address.port, "80");
   EXPECT_EQ(address.path, "/");
@@ -40,7 +41,7 @@ TEST(CollectorAddress, HasPort80AndTheRootWithoutOthers) {
 TEST(CollectorAddress, MustHaveTheFormOfAnHttpAddress) {
   for (const char* const text : {"", "localhost:80/", "https://localhost/", "http://",
                                  "http://:80/", "http://a:/", "http://a:b/"}) {
-    EXPECT_THROW(parse_address(text), std::invalid_argument) << text;
+    EXPECT_THROW(parse_collector_address(text), std::invalid_argument) << text;
   }
 }
 

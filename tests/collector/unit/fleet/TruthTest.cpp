@@ -83,8 +83,8 @@ TEST(Truth, IsWhatTheFiguresShowOfRequestsThatArriveNow) {
   const Time now = first_day_of(40) + std::chrono::hours(5);
   const Fleet fleet = simulate_fleet(options, now);
   test::FakeStorage storage;
-  for (const PreparedRequest& request :
-       prepare_requests(options, fleet.deliveries, parse_address("http://127.0.0.1:1/collect"))) {
+  for (const PreparedRequest& request : prepare_requests(
+           options, fleet.deliveries, parse_collector_address("http://127.0.0.1:1/collect"))) {
     const std::size_t header_end = request.bytes.find("\r\n\r\n") + 4;
     const auto received = read_request("multipart/form-data; boundary=AaB03x5fs1045fcc7",
                                        std::string_view(request.bytes).substr(header_end), {});
