@@ -110,6 +110,7 @@ struct Connection::Exchange {
   Parser parser;
   Request request;
   Response response;
+  std::size_t header_size = 0;
   std::uint64_t bytes = 0;
   bool keeps_alive = false;
 };
@@ -148,7 +149,7 @@ asio::awaitable<bool> Connection::await_request() {
 
 /// Serves the request whose first bytes are there. Returns whether another one can follow.
 asio::awaitable<bool> Connection::serve_one() {
-  const auto exchange =
+  auto exchange =
       std::make_unique<Exchange>(context_.budget, context_.max_body, Stream::Clock::now());
   stream_->set_deadline(exchange->start + context_.deadlines.header);
   Arrival arrival = co_await read_header(*exchange);
@@ -171,7 +172,9 @@ asio::awaitable<bool> Connection::serve_one() {
   exchange->keeps_alive =
       arrival == Arrival::complete && exchange->parser.keep_alive() && !context_.is_stopping;
   const bool is_connected = arrival != Arrival::disconnected;
-  const bool is_sent = is_connected && co_await send(*exchange);
+  if (is_connected) site_.count(exchange->request, exchange->response);
+  bool is_sent = false;
+  if (is_connected) is_sent = co_await send(*exchange);
   if (is_connected && !is_sent) {
     exchange->response.status = 0;
     exchange->response.code = "not-sent";
@@ -179,7 +182,10 @@ asio::awaitable<bool> Connection::serve_one() {
   const auto duration =
       std::chrono::duration_cast<std::chrono::microseconds>(Stream::Clock::now() - exchange->start);
   site_.finish(exchange->request, exchange->response, {exchange->bytes, duration});
-  if (is_sent && exchange->keeps_alive) co_return true;
+  const bool keeps_alive = exchange->keeps_alive;
+  // What the body took of the budget is not held while the connection lingers.
+  exchange.reset();
+  if (is_sent && keeps_alive) co_return true;
   if (is_sent && (arrival == Arrival::refused || !input_.empty())) co_await linger();
   co_return false;
 }
@@ -226,6 +232,8 @@ asio::awaitable<Connection::Arrival> Connection::read_body(Exchange& exchange) {
   exchange.body_start = now;
   exchange.parser.eager(true);
   Sink& sink = exchange.sink();
+  // An announced length keeps the memory from growing beyond it.
+  if (request.framing.length) sink.largest = *request.framing.length;
   while (!exchange.parser.is_done()) {
     const bool is_well = parse_body(exchange);
     exchange.bytes = sink.text.size();
@@ -258,8 +266,13 @@ Connection::Arrival Connection::refuse_lost(Exchange& exchange) const {
 bool Connection::parse_header(Exchange& exchange) {
   boost::beast::error_code error;
   const std::size_t used = exchange.parser.put(asio::buffer(input_), error);
+  const bool is_folded = has_folded_line(std::string_view(input_).substr(0, used));
   input_.erase(0, used);
-  return !error || error == http::error::need_more;
+  exchange.header_size += used;
+  if ((error && error != http::error::need_more) || is_folded) return false;
+  // Beast's own limit is for what has arrived and has not been used.
+  const bool is_done = exchange.parser.is_header_done();
+  return exchange.header_size + (is_done ? 0 : input_.size() + 1) <= largest_header;
 }
 
 /// Takes from the parser what it has read of the header.

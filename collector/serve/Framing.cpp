@@ -34,4 +34,9 @@ Framing find_framing(const std::vector<std::string_view>& content_lengths,
   return framing;
 }
 
+bool has_folded_line(std::string_view header) {
+  return header.find("\r\n ") != std::string_view::npos ||
+         header.find("\r\n\t") != std::string_view::npos;
+}
+
 }  // namespace pelto::collector

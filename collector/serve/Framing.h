@@ -25,4 +25,8 @@ struct Framing {
 Framing find_framing(const std::vector<std::string_view>& content_lengths,
                      const std::vector<std::string_view>& transfer_encodings, bool is_http_1_1);
 
+/// Whether a header has a field that goes on in a further line. Readers differ in what they make of
+/// such a line (RFC 9112, 5.2).
+bool has_folded_line(std::string_view header);
+
 }  // namespace pelto::collector

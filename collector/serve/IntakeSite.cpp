@@ -119,20 +119,21 @@ asio::awaitable<std::variant<Received, Refusal>> IntakeSite::read(std::string_vi
   co_return result;
 }
 
+void IntakeSite::count(const Request& request, const Response& response) {
+  if (!response.refusal) return;
+  metrics_.count_refusal(*response.refusal);
+  try {
+    storage_.count_refusal(std::string(request.route.product), now(), response.code);
+  } catch (const StorageError& error) {
+    log_.message(error.what());
+  }
+}
+
 void IntakeSite::finish(const Request& request, const Response& response,
                         const RequestSummary& summary) {
-  const Time time = now();
   const Route& route = request.route;
   metrics_.count_request(summary.duration);
-  if (response.refusal) {
-    metrics_.count_refusal(*response.refusal);
-    try {
-      storage_.count_refusal(std::string(route.product), time, response.code);
-    } catch (const StorageError& error) {
-      log_.message(error.what());
-    }
-  }
-  log_.write(format_record({time, "intake", request.method, route.path, route.product,
+  log_.write(format_record({now(), "intake", request.method, route.path, route.product,
                             response.status, response.code, summary.bytes, summary.duration}));
 }
 

@@ -23,6 +23,7 @@ class IntakeSite : public Site {
 
   boost::asio::awaitable<std::optional<Response>> judge(Request& request) override;
   boost::asio::awaitable<Response> respond(Request& request) override;
+  void count(const Request& request, const Response& response) override;
   void finish(const Request& request, const Response& response,
               const RequestSummary& summary) override;
 

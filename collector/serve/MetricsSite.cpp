@@ -46,6 +46,8 @@ asio::awaitable<Response> MetricsSite::respond(Request&) {
   co_return response;
 }
 
+void MetricsSite::count(const Request&, const Response&) {}
+
 void MetricsSite::finish(const Request& request, const Response& response,
                          const RequestSummary& summary) {
   const Time time = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());

@@ -152,6 +152,9 @@ Server::Core::Core(const ServeOptions& options, Storage& storage, LogWriter& log
       pages_(open_listener(network_, options_.pages), pages_site_, most_page_connections),
       signals_(network_),
       stop_timer_(network_) {
+  // A log or a connection that nobody reads any more is an error like others.
+  std::signal(SIGPIPE, SIG_IGN);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) signals_.add(signal);
   for (const std::string& product : options_.products) storage.add_product(product);
   if (most_connections_ < options_.max_connections) {
     log_.message("the limit of open files allows " + std::to_string(most_connections_) +
@@ -160,9 +163,6 @@ Server::Core::Core(const ServeOptions& options, Storage& storage, LogWriter& log
 }
 
 void Server::Core::run() {
-  // A log or a connection that nobody reads any more is an error like others.
-  std::signal(SIGPIPE, SIG_IGN);
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) signals_.add(signal);
   asio::co_spawn(network_, watch_signals(), asio::detached);
   asio::co_spawn(network_, accept(intake_), asio::detached);
   asio::co_spawn(network_, accept(pages_), asio::detached);

@@ -18,8 +18,9 @@ class LogWriter;
 /// connection.
 class Server {
  public:
-  /// Makes the products known to the storage, reads the certificate and listens. `storage` and
-  /// `log` must outlive the server. Throws `ServeError` and `StorageError`.
+  /// Makes the products known to the storage, reads the certificate, listens, and catches the
+  /// signals that `run` obeys; SIGPIPE is ignored from then on. `storage` and `log` must outlive the
+  /// server. Throws `ServeError` and `StorageError`.
   Server(const ServeOptions& options, Storage& storage, LogWriter& log);
   ~Server();
   Server(const Server&) = delete;

@@ -55,7 +55,9 @@ class Site {
   virtual boost::asio::awaitable<std::optional<Response>> judge(Request& request) = 0;
   /// The response to a request that was read whole. May take the body.
   virtual boost::asio::awaitable<Response> respond(Request& request) = 0;
-  /// Counts and logs a request after its response has been written, or could not be.
+  /// Counts a request before its response is written.
+  virtual void count(const Request& request, const Response& response) = 0;
+  /// Logs a request after its response has been written, or could not be.
   virtual void finish(const Request& request, const Response& response,
                       const RequestSummary& summary) = 0;
 };

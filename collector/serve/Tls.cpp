@@ -4,6 +4,7 @@
 #include <openssl/ssl.h>
 
 #include <string>
+#include <system_error>
 
 #include "collector/serve/ServeError.h"
 
@@ -12,9 +13,15 @@ namespace pelto::collector {
 namespace {
 
 [[noreturn]] void fail(const std::string& what, const std::string& file) {
-  const char* const reason = ERR_reason_error_string(ERR_get_error());
+  const unsigned long error = ERR_get_error();
   ERR_clear_error();
-  throw ServeError(what + " " + file + ": " + (reason != nullptr ? reason : "unknown error"));
+  std::string reason = "unknown error";
+  if (ERR_SYSTEM_ERROR(error)) {
+    reason = std::generic_category().message(ERR_GET_REASON(error));
+  } else if (const char* const text = ERR_reason_error_string(error); text != nullptr) {
+    reason = text;
+  }
+  throw ServeError(what + " " + file + ": " + reason);
 }
 
 }  // namespace
