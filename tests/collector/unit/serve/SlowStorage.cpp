@@ -1,0 +1,126 @@
+#include "tests/collector/unit/serve/SlowStorage.h"
+
+namespace pelto::collector {
+
+SlowStorage::SlowStorage() : thread_([this] { run(); }) {}
+
+SlowStorage::~SlowStorage() {
+  {
+    const std::lock_guard lock(mutex_);
+    is_ending_ = true;
+  }
+  changed_.notify_one();
+  thread_.join();
+}
+
+void SlowStorage::hold() {
+  const std::lock_guard lock(mutex_);
+  is_held_ = true;
+}
+
+void SlowStorage::release() {
+  {
+    const std::lock_guard lock(mutex_);
+    is_held_ = false;
+  }
+  changed_.notify_one();
+}
+
+void SlowStorage::set_outcome(Outcome outcome) {
+  const std::lock_guard lock(mutex_);
+  outcome_ = outcome;
+}
+
+void SlowStorage::set_ready(bool is_ready) {
+  const std::lock_guard lock(mutex_);
+  is_ready_ = is_ready;
+}
+
+void SlowStorage::fail_cleaning(bool fails) {
+  const std::lock_guard lock(mutex_);
+  fails_cleaning_ = fails;
+}
+
+std::vector<Delivery> SlowStorage::kept() {
+  const std::lock_guard lock(mutex_);
+  return kept_;
+}
+
+std::map<std::string, int> SlowStorage::refusals() {
+  const std::lock_guard lock(mutex_);
+  return refusals_;
+}
+
+std::size_t SlowStorage::waiting() {
+  const std::lock_guard lock(mutex_);
+  return waiting_.size();
+}
+
+std::vector<Time> SlowStorage::text_limits() {
+  const std::lock_guard lock(mutex_);
+  return text_limits_;
+}
+
+std::vector<Time> SlowStorage::silence_limits() {
+  const std::lock_guard lock(mutex_);
+  return silence_limits_;
+}
+
+void SlowStorage::keep(Delivery delivery, TimeKind, std::function<void(Outcome)> done) {
+  {
+    const std::lock_guard lock(mutex_);
+    waiting_.push_back({std::move(delivery), std::move(done)});
+  }
+  changed_.notify_one();
+}
+
+void SlowStorage::count_refusal(const std::string& product, Time, std::string_view code) {
+  const std::lock_guard lock(mutex_);
+  ++refusals_[product + " " + std::string(code)];
+}
+
+bool SlowStorage::is_ready() noexcept {
+  const std::lock_guard lock(mutex_);
+  return is_ready_;
+}
+
+void SlowStorage::add_product(const std::string& product) {
+  const std::lock_guard lock(mutex_);
+  products_.push_back(product);
+}
+
+std::vector<std::string> SlowStorage::products() {
+  const std::lock_guard lock(mutex_);
+  return products_;
+}
+
+std::int64_t SlowStorage::remove_texts(Time before) {
+  const std::lock_guard lock(mutex_);
+  text_limits_.push_back(before);
+  if (fails_cleaning_) throw StorageError("the storage is full");
+  return 2;
+}
+
+ErasedCounts SlowStorage::erase_silent(Time before) {
+  const std::lock_guard lock(mutex_);
+  silence_limits_.push_back(before);
+  return {1, 1, 0};
+}
+
+void SlowStorage::run() {
+  std::unique_lock lock(mutex_);
+  while (true) {
+    changed_.wait(lock, [this] { return is_ending_ || (!is_held_ && !waiting_.empty()); });
+    if (waiting_.empty()) return;
+    Waiting next = std::move(waiting_.front());
+    waiting_.pop_front();
+    const Outcome outcome = outcome_;
+    if (outcome != Outcome::failed) kept_.push_back(std::move(next.delivery));
+    lock.unlock();
+    next.done(outcome);
+    next.done = nullptr;
+    lock.lock();
+  }
+}
+
+}  // namespace pelto::collector
