@@ -24,7 +24,7 @@ std::string_view trim(std::string_view text) {
 
 }  // namespace
 
-std::optional<Address> parse_address(std::string_view text) {
+std::optional<Address> parse_ip_address(std::string_view text) {
   const std::string terminated(text);
   // inet_pton would take the text up to the NUL.
   if (terminated.find('\0') != std::string::npos) return std::nullopt;
@@ -65,7 +65,7 @@ Address client_address(const Address& peer, const std::vector<std::string_view>&
     while (true) {
       const std::size_t comma = rest.rfind(',');
       const bool is_first = comma == std::string_view::npos;
-      const auto address = parse_address(trim(is_first ? rest : rest.substr(comma + 1)));
+      const auto address = parse_ip_address(trim(is_first ? rest : rest.substr(comma + 1)));
       if (!address) return peer;
       if (!is_trusted(*address)) return *address;
       if (is_first) break;

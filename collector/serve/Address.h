@@ -19,7 +19,7 @@ struct Address {
 };
 
 /// The address of a text like "192.0.2.1" or "2001:db8::1"; none for any other form.
-std::optional<Address> parse_address(std::string_view text);
+std::optional<Address> parse_ip_address(std::string_view text);
 
 /// 127.0.0.0/8 and ::1.
 bool is_loopback(const Address& address);

@@ -22,7 +22,7 @@
 #include <utility>
 #include <vector>
 
-#include "collector/serve/Connection.h"
+#include "collector/serve/HttpConnection.h"
 #include "collector/serve/IntakeSite.h"
 #include "collector/serve/LogWriter.h"
 #include "collector/serve/Metrics.h"
@@ -135,7 +135,7 @@ class Server::Core {
   Listener pages_;
   asio::signal_set signals_;
   asio::steady_timer stop_timer_;
-  std::unordered_set<Connection*> connections_;
+  std::unordered_set<HttpConnection*> connections_;
 };
 
 Server::Core::Core(const ServeOptions& options, Storage& storage, LogWriter& log)
@@ -215,7 +215,7 @@ void Server::Core::take(Listener& listener, tcp::socket socket) {
   if (tls_ && !tls) return;
   const auto stream = std::make_shared<Stream>(std::move(socket), std::move(tls));
   const auto connection =
-      std::make_shared<Connection>(stream, address_of(peer.address()), listener.site, context_);
+      std::make_shared<HttpConnection>(stream, address_of(peer.address()), listener.site, context_);
   connections_.insert(connection.get());
   ++listener.connections;
   asio::co_spawn(network_, connection->run(),
@@ -258,13 +258,13 @@ void Server::Core::begin_end() {
   boost::system::error_code ignored;
   intake_.acceptor.close(ignored);
   pages_.acceptor.close(ignored);
-  for (Connection* const connection : connections_) {
+  for (HttpConnection* const connection : connections_) {
     if (connection->is_idle()) connection->abort();
   }
   stop_timer_.expires_after(options_.deadlines.stop);
   stop_timer_.async_wait([this](const boost::system::error_code& error) {
     if (error) return;
-    for (Connection* const connection : connections_) connection->abort();
+    for (HttpConnection* const connection : connections_) connection->abort();
   });
   finish_if_done();
 }

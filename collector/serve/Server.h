@@ -19,8 +19,8 @@ class LogWriter;
 class Server {
  public:
   /// Makes the products known to the storage, reads the certificate, listens, and catches the
-  /// signals that `run` obeys; SIGPIPE is ignored from then on. `storage` and `log` must outlive the
-  /// server. Throws `ServeError` and `StorageError`.
+  /// signals that `run` obeys; SIGPIPE is ignored from then on. `storage` and `log` must outlive
+  /// the server. Throws `ServeError` and `StorageError`.
   Server(const ServeOptions& options, Storage& storage, LogWriter& log);
   ~Server();
   Server(const Server&) = delete;

@@ -6,7 +6,7 @@ namespace pelto::collector {
 namespace {
 
 Address address(std::string_view text) {
-  const auto parsed = parse_address(text);
+  const auto parsed = parse_ip_address(text);
   EXPECT_TRUE(parsed) << text;
   return parsed.value_or(Address{});
 }
@@ -21,9 +21,9 @@ TEST(Address, AnythingElseIsNone) {
   for (const std::string_view text :
        {"", " ", "192.0.2", "192.0.2.256", "192.0.2.1 ", " 192.0.2.1", "[::1]", "::1%lo",
         "192.0.2.1:80", "unknown", "1", ":", "2001:db8::1::2"}) {
-    EXPECT_FALSE(parse_address(text)) << text;
+    EXPECT_FALSE(parse_ip_address(text)) << text;
   }
-  EXPECT_FALSE(parse_address(std::string_view("::1\0", 4)));
+  EXPECT_FALSE(parse_ip_address(std::string_view("::1\0", 4)));
 }
 
 TEST(Address, LoopbackIsAWholeNetworkInOneFamilyAndOneAddressInTheOther) {

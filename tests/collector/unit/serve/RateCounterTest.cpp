@@ -11,7 +11,7 @@ using std::chrono::seconds;
 const RateCounter::TimePoint start{std::chrono::hours(1)};
 
 Address numbered(std::uint32_t number) {
-  Address address = *parse_address("10.0.0.0");
+  Address address = *parse_ip_address("10.0.0.0");
   for (int i = 0; i < 3; ++i) {
     address.bytes[15 - static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(number >> (8 * i));
   }
@@ -20,7 +20,7 @@ Address numbered(std::uint32_t number) {
 
 TEST(RateCounter, LetsThroughAsManyAsTheLimitInAMinute) {
   RateCounter counter(3);
-  const Address address = *parse_address("192.0.2.1");
+  const Address address = *parse_ip_address("192.0.2.1");
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(counter.admit(address, start + seconds(i))) << i;
   EXPECT_FALSE(counter.admit(address, start + seconds(4)));
   EXPECT_FALSE(counter.admit(address, start + milliseconds(59'999)));
@@ -29,7 +29,7 @@ TEST(RateCounter, LetsThroughAsManyAsTheLimitInAMinute) {
 
 TEST(RateCounter, AnotherMinuteBeginsWithItsFirstDelivery) {
   RateCounter counter(1);
-  const Address address = *parse_address("192.0.2.1");
+  const Address address = *parse_ip_address("192.0.2.1");
   EXPECT_TRUE(counter.admit(address, start));
   EXPECT_TRUE(counter.admit(address, start + seconds(90)));
   EXPECT_FALSE(counter.admit(address, start + milliseconds(149'999)));
@@ -38,7 +38,7 @@ TEST(RateCounter, AnotherMinuteBeginsWithItsFirstDelivery) {
 
 TEST(RateCounter, RefusedOnesDoNotCount) {
   RateCounter counter(1);
-  const Address address = *parse_address("192.0.2.1");
+  const Address address = *parse_ip_address("192.0.2.1");
   EXPECT_TRUE(counter.admit(address, start));
   for (int i = 0; i < 100; ++i) EXPECT_FALSE(counter.admit(address, start + seconds(30)));
   EXPECT_TRUE(counter.admit(address, start + seconds(60)));
@@ -46,19 +46,19 @@ TEST(RateCounter, RefusedOnesDoNotCount) {
 
 TEST(RateCounter, CountsEachAddressAndEachNetworkOfTheNewFamily) {
   RateCounter counter(1);
-  EXPECT_TRUE(counter.admit(*parse_address("192.0.2.1"), start));
-  EXPECT_TRUE(counter.admit(*parse_address("192.0.2.2"), start));
-  EXPECT_FALSE(counter.admit(*parse_address("192.0.2.2"), start));
-  EXPECT_TRUE(counter.admit(*parse_address("2001:db8::1"), start));
-  EXPECT_FALSE(counter.admit(*parse_address("2001:db8::2"), start));
-  EXPECT_TRUE(counter.admit(*parse_address("2001:db8:0:1::2"), start));
+  EXPECT_TRUE(counter.admit(*parse_ip_address("192.0.2.1"), start));
+  EXPECT_TRUE(counter.admit(*parse_ip_address("192.0.2.2"), start));
+  EXPECT_FALSE(counter.admit(*parse_ip_address("192.0.2.2"), start));
+  EXPECT_TRUE(counter.admit(*parse_ip_address("2001:db8::1"), start));
+  EXPECT_FALSE(counter.admit(*parse_ip_address("2001:db8::2"), start));
+  EXPECT_TRUE(counter.admit(*parse_ip_address("2001:db8:0:1::2"), start));
 }
 
 TEST(RateCounter, LoopbackIsExempt) {
   RateCounter counter(1);
   for (int i = 0; i < 10; ++i) {
-    EXPECT_TRUE(counter.admit(*parse_address("127.0.0.1"), start));
-    EXPECT_TRUE(counter.admit(*parse_address("::1"), start));
+    EXPECT_TRUE(counter.admit(*parse_ip_address("127.0.0.1"), start));
+    EXPECT_TRUE(counter.admit(*parse_ip_address("::1"), start));
   }
   EXPECT_EQ(counter.size(), 0U);
 }

@@ -251,7 +251,7 @@ TEST(ServerLimits, DeliveriesThatWaitForTheStorageCount) {
 TEST(ServerLimits, RatesAreCountedByTheAddressThatATrustedProxyNames) {
   ServeOptions options = test_options();
   options.rate = 2;
-  options.trusted_proxies = {*parse_address("127.0.0.1")};
+  options.trusted_proxies = {*parse_ip_address("127.0.0.1")};
   RunningServer server(options);
   const auto deliver_for = [&](const std::string& address) {
     return ask(server.port(), "POST /collect HTTP/1.1\r\nContent-Type: " + form_type +

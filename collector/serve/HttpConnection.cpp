@@ -1,4 +1,4 @@
-#include "collector/serve/Connection.h"
+#include "collector/serve/HttpConnection.h"
 
 #include <algorithm>
 #include <boost/asio/buffer.hpp>
@@ -94,7 +94,7 @@ std::string to_string(boost::beast::string_view text) {
 }  // namespace
 
 /// One request and its response.
-struct Connection::Exchange {
+struct HttpConnection::Exchange {
   Exchange(Budget& budget, std::size_t max_body, Stream::Clock::time_point now)
       : start(now), body_start(now) {
     parser.header_limit(largest_header);
@@ -115,15 +115,15 @@ struct Connection::Exchange {
   bool keeps_alive = false;
 };
 
-Connection::Connection(std::shared_ptr<Stream> stream, const Address& peer, Site& site,
-                       ConnectionContext& context)
+HttpConnection::HttpConnection(std::shared_ptr<Stream> stream, const Address& peer, Site& site,
+                               ConnectionContext& context)
     : stream_(std::move(stream)), peer_(peer), site_(site), context_(context) {}
 
-Connection::~Connection() {
+HttpConnection::~HttpConnection() {
   stream_->abort();
 }
 
-asio::awaitable<void> Connection::run() {
+asio::awaitable<void> HttpConnection::run() {
   stream_->set_deadline(Stream::Clock::now() + context_.deadlines.header);
   bool goes_on = co_await stream_->handshake();
   while (goes_on) {
@@ -133,7 +133,7 @@ asio::awaitable<void> Connection::run() {
 }
 
 /// Waits for the first byte of a request, with nothing in memory but the connection itself.
-asio::awaitable<bool> Connection::await_request() {
+asio::awaitable<bool> HttpConnection::await_request() {
   const Deadlines& deadlines = context_.deadlines;
   const auto patience = is_first_ ? deadlines.header : deadlines.idle;
   is_first_ = false;
@@ -148,7 +148,7 @@ asio::awaitable<bool> Connection::await_request() {
 }
 
 /// Serves the request whose first bytes are there. Returns whether another one can follow.
-asio::awaitable<bool> Connection::serve_one() {
+asio::awaitable<bool> HttpConnection::serve_one() {
   auto exchange =
       std::make_unique<Exchange>(context_.budget, context_.max_body, Stream::Clock::now());
   stream_->set_deadline(exchange->start + context_.deadlines.header);
@@ -191,14 +191,14 @@ asio::awaitable<bool> Connection::serve_one() {
 }
 
 /// Adds what arrives to the input. Returns false at the end of the stream.
-asio::awaitable<bool> Connection::receive() {
+asio::awaitable<bool> HttpConnection::receive() {
   const std::size_t count = co_await stream_->read(context_.buffer);
   if (count == 0) co_return false;
   input_.append(context_.buffer.data(), count);
   co_return true;
 }
 
-asio::awaitable<Connection::Arrival> Connection::read_header(Exchange& exchange) {
+asio::awaitable<HttpConnection::Arrival> HttpConnection::read_header(Exchange& exchange) {
   while (true) {
     // Some clients end a body with a line end that is no part of it (RFC 9112, 2.2).
     if (!exchange.parser.got_some() && input_.starts_with("\r\n")) input_.erase(0, 2);
@@ -215,7 +215,7 @@ asio::awaitable<Connection::Arrival> Connection::read_header(Exchange& exchange)
   co_return Arrival::complete;
 }
 
-asio::awaitable<Connection::Arrival> Connection::read_body(Exchange& exchange) {
+asio::awaitable<HttpConnection::Arrival> HttpConnection::read_body(Exchange& exchange) {
   constexpr std::string_view go_on = "HTTP/1.1 100 Continue\r\n\r\n";
   const auto now = Stream::Clock::now();
   const Request& request = exchange.request;
@@ -252,7 +252,7 @@ asio::awaitable<Connection::Arrival> Connection::read_body(Exchange& exchange) {
 }
 
 /// What becomes of a request whose bytes ended early.
-Connection::Arrival Connection::refuse_lost(Exchange& exchange) const {
+HttpConnection::Arrival HttpConnection::refuse_lost(Exchange& exchange) const {
   if (stream_->has_expired()) {
     exchange.response = refusal_response(Refusal::timeout);
     return Arrival::refused;
@@ -263,7 +263,7 @@ Connection::Arrival Connection::refuse_lost(Exchange& exchange) const {
 }
 
 /// Returns false if the input is no header.
-bool Connection::parse_header(Exchange& exchange) {
+bool HttpConnection::parse_header(Exchange& exchange) {
   boost::beast::error_code error;
   const std::size_t used = exchange.parser.put(asio::buffer(input_), error);
   const bool is_folded = has_folded_line(std::string_view(input_).substr(0, used));
@@ -276,7 +276,7 @@ bool Connection::parse_header(Exchange& exchange) {
 }
 
 /// Takes from the parser what it has read of the header.
-void Connection::take_header(Exchange& exchange) const {
+void HttpConnection::take_header(Exchange& exchange) const {
   const auto& message = exchange.parser.get();
   Request& request = exchange.request;
   request.method = to_string(message.method_string());
@@ -291,7 +291,7 @@ void Connection::take_header(Exchange& exchange) const {
 }
 
 /// Uses as much of the input as possible. Returns false if it is no body, or the sink has failed.
-bool Connection::parse_body(Exchange& exchange) {
+bool HttpConnection::parse_body(Exchange& exchange) {
   // The shortest end of a chunked body is "0", a line end and an empty line. Beast asserts that it
   // is not called again with less after it has seen the zero.
   constexpr std::size_t shortest_end = 5;
@@ -304,7 +304,7 @@ bool Connection::parse_body(Exchange& exchange) {
   return input_.size() <= largest_header || exchange.parser.is_done();
 }
 
-asio::awaitable<bool> Connection::send(const Exchange& exchange) {
+asio::awaitable<bool> HttpConnection::send(const Exchange& exchange) {
   stream_->set_deadline(Stream::Clock::now() + context_.deadlines.header);
   ResponseForm form;
   form.now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
@@ -316,7 +316,7 @@ asio::awaitable<bool> Connection::send(const Exchange& exchange) {
 
 /// Reads and throws away what the client still sends. Closing a socket with unread bytes resets the
 /// connection, and the client might lose the response.
-asio::awaitable<void> Connection::linger() {
+asio::awaitable<void> HttpConnection::linger() {
   std::string().swap(input_);
   stream_->end_writing();
   stream_->set_deadline(Stream::Clock::now() + context_.deadlines.linger);

@@ -28,14 +28,14 @@ struct ConnectionContext {
 
 /// A client's connection: reads its requests one after the other, has the site judge and answer
 /// them, and writes the responses (RFC 9112).
-class Connection {
+class HttpConnection {
  public:
   /// `site` and `context` must outlive the connection.
-  Connection(std::shared_ptr<Stream> stream, const Address& peer, Site& site,
-             ConnectionContext& context);
-  ~Connection();
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
+  HttpConnection(std::shared_ptr<Stream> stream, const Address& peer, Site& site,
+                 ConnectionContext& context);
+  ~HttpConnection();
+  HttpConnection(const HttpConnection&) = delete;
+  HttpConnection& operator=(const HttpConnection&) = delete;
 
   /// Serves the connection to its end.
   boost::asio::awaitable<void> run();
