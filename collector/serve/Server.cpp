@@ -175,7 +175,7 @@ void Server::Core::stop() {
 }
 
 asio::awaitable<void> Server::Core::watch_signals() {
-  while (true) {
+  while (!context_.is_stopping) {
     const auto [error, signal] = co_await signals_.async_wait(asio::as_tuple(asio::use_awaitable));
     if (error) co_return;
     if (signal == SIGHUP) {
@@ -258,6 +258,7 @@ void Server::Core::begin_end() {
   boost::system::error_code ignored;
   intake_.acceptor.close(ignored);
   pages_.acceptor.close(ignored);
+  signals_.cancel();
   for (HttpConnection* const connection : connections_) {
     if (connection->is_idle()) connection->abort();
   }
@@ -272,7 +273,6 @@ void Server::Core::begin_end() {
 void Server::Core::finish_if_done() {
   if (!context_.is_stopping || !connections_.empty()) return;
   stop_timer_.cancel();
-  signals_.cancel();
   work_.reset();
 }
 

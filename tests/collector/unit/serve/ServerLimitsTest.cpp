@@ -5,6 +5,8 @@
 #include <sys/time.h>
 
 #include <chrono>
+#include <csignal>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -355,6 +357,19 @@ TEST(ServerEnd, EndsAtOnceWithoutConnections) {
   server.stop();
   server.stop();
   EXPECT_LT(server.join(), seconds(5));
+}
+
+TEST(ServerEnd, ASignalEndsItWithAndWithoutConnections) {
+  for (const bool has_connection : {false, true}) {
+    RunningServer server;
+    std::optional<TestClient> client;
+    if (has_connection) {
+      client.emplace(server.port());
+      ASSERT_TRUE(server.await_metric("pelto_collector_connections", "1"));
+    }
+    std::raise(SIGTERM);
+    EXPECT_LT(server.join(), seconds(5));
+  }
 }
 
 TEST(ServerStart, SaysWhyItCannotListen) {
