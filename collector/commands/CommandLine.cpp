@@ -56,6 +56,7 @@ int run_parsed(int argc, const char* const* argv) {
 }  // namespace
 
 void add_commands(CLI::App& app, Command& chosen) {
+  add_serve_command(app, chosen);
   add_figures_command(app, chosen);
   add_import_command(app, chosen);
   add_export_command(app, chosen);
