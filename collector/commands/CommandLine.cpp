@@ -64,6 +64,7 @@ void add_commands(CLI::App& app, Command& chosen) {
   add_user_command(app, chosen);
   add_backup_command(app, chosen);
   add_check_command(app, chosen);
+  add_fleet_command(app, chosen);
 }
 
 int run_command_line(int argc, const char* const* argv) noexcept {
