@@ -54,7 +54,7 @@ void append_encoded(std::string& out, std::string_view text) {
   }
 }
 
-std::string_view view(const TiXmlString& text) {
+std::string_view view(const TIXML_STRING& text) {
   return {text.data(), text.size()};
 }
 
