@@ -11,6 +11,7 @@ import subprocess
 import tempfile
 import time
 import unittest
+from collections.abc import Sequence
 from pathlib import Path
 
 import senders
@@ -27,15 +28,16 @@ def run(*arguments: str, text: str | None = None) -> subprocess.CompletedProcess
 
 
 class Server:
-    """A server on free ports of loopback."""
+    """A server on free ports of loopback. `before` is a program, with its arguments, that becomes the
+    server."""
 
-    def __init__(self, data: Path, *arguments: str) -> None:
+    def __init__(self, data: Path, *arguments: str, before: Sequence[str] = ()) -> None:
         self.data = data
         self.log_path = data.with_name(data.name + ".log")
         listeners = () if "--intake" in arguments else ("--intake", "127.0.0.1:0")
         with self.log_path.open("ab") as log:
             self.process = subprocess.Popen(
-                [PROGRAM, "serve", "--data", data, *listeners, "--pages", "127.0.0.1:0",
+                [*before, PROGRAM, "serve", "--data", data, *listeners, "--pages", "127.0.0.1:0",
                  *arguments],
                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=log)
         self.lines = [self._read_line() for _ in range(3)]
@@ -115,8 +117,8 @@ class CollectorTest(unittest.TestCase):
         self.folder = Path(temporary.name)
         self.data = self.folder / "data"
 
-    def serve(self, *arguments: str) -> Server:
-        server = Server(self.data, *arguments)
+    def serve(self, *arguments: str, before: Sequence[str] = ()) -> Server:
+        server = Server(self.data, *arguments, before=before)
         self.addCleanup(server.kill)
         return server
 

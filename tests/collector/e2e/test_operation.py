@@ -1,0 +1,146 @@
+"""The configurations for operators: nginx before the collector, and the unit for systemd."""
+
+from __future__ import annotations
+
+import json
+import os
+import re
+import socket
+import ssl
+import subprocess
+import tempfile
+import time
+import unittest
+from collections.abc import Iterator
+from contextlib import contextmanager
+from pathlib import Path
+
+import harness
+import senders
+
+SAMPLES = harness.ROOT / "samples" / "collector"
+NGINX = harness.ROOT / "build" / "deps" / "nginx" / "usr" / "sbin" / "nginx"
+
+# Started by root, its workers would be a user who cannot write into a temporary folder.
+USER = "user root;" if os.geteuid() == 0 else ""
+# Besides the sample, which goes where Debian's configuration includes it.
+MAIN_CONFIGURATION = """
+{user}
+daemon off;
+worker_processes 1;
+pid {folder}/pid;
+error_log {folder}/errors;
+events {{}}
+http {{
+    client_body_temp_path {folder}/body;
+    proxy_temp_path {folder}/proxy;
+    fastcgi_temp_path {folder}/fastcgi;
+    uwsgi_temp_path {folder}/uwsgi;
+    scgi_temp_path {folder}/scgi;
+    include {folder}/collector.conf;
+}}
+"""
+
+
+def free_port() -> int:
+    with socket.socket() as listener:
+        listener.bind(("127.0.0.1", 0))
+        return int(listener.getsockname()[1])
+
+
+@contextmanager
+def nginx(intake: int) -> Iterator[tuple[int, ssl.SSLContext]]:
+    """nginx with the sample before the collector; yields its port and what trusts its certificate."""
+    with tempfile.TemporaryDirectory() as name:
+        folder = Path(name)
+        port = free_port()
+        subprocess.run(
+            ["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1", "-subj",
+             "/CN=localhost", "-addext", "subjectAltName=DNS:localhost", "-keyout", folder / "key",
+             "-out", folder / "certificate"], check=True, capture_output=True)
+        sample = (SAMPLES / "nginx.conf").read_text()
+        for old, new in (("127.0.0.1:8480", f"127.0.0.1:{intake}"),
+                         ("listen 443 ssl", f"listen 127.0.0.1:{port} ssl"),
+                         ("/etc/ssl/collect.example.pem", str(folder / "certificate")),
+                         ("/etc/ssl/private/collect.example.key", str(folder / "key")),
+                         ("/var/log/nginx/pelto-collector.log", str(folder / "errors"))):
+            if old not in sample:
+                raise AssertionError(f"the sample has no {old}")
+            sample = sample.replace(old, new)
+        (folder / "collector.conf").write_text(sample)
+        (folder / "nginx.conf").write_text(MAIN_CONFIGURATION.format(user=USER, folder=folder))
+        process = subprocess.Popen([NGINX, "-p", folder, "-c", folder / "nginx.conf"],
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                   stderr=subprocess.DEVNULL)
+        try:
+            deadline = time.monotonic() + 20
+            while True:
+                try:
+                    socket.create_connection(("127.0.0.1", port), 1).close()
+                    break
+                except OSError:
+                    if process.poll() is not None or time.monotonic() > deadline:
+                        raise AssertionError((folder / "errors").read_text()) from None
+                    time.sleep(0.05)
+            yield port, ssl.create_default_context(cafile=str(folder / "certificate"))
+        finally:
+            process.terminate()
+            process.wait()
+
+
+class BehindNginx(harness.CollectorTest):
+    def test_a_delivery_arrives(self) -> None:
+        server = self.serve("--trusted-proxy", "127.0.0.1")
+        with nginx(server.port) as (port, context):
+            report = senders.Report(commands={"Line": (3, 1)})
+            status, body = senders.deliver(port, report, context=context)
+        self.assertEqual((status, body.strip()), (200, "OK"))
+        self.assertEqual([json.loads(line)["installation"] for line in self.export()],
+                         [report.installation])
+
+    def test_a_refusal_and_its_reason_arrive(self) -> None:
+        with nginx(self.serve().port) as (port, context):
+            body = senders.form("no GUID", senders.payload(b"<PeltoRpt/>"))
+            status, reason = senders.exchange(port, senders.request(body), context)
+            self.assertEqual((status, reason.strip()), (400, "refused: bad-id"))
+            # Larger than the collector's limit, and smaller than nginx's.
+            body = senders.form("no GUID", b"A" * (4 * 1024 * 1024 + 1))
+            status, reason = senders.exchange(port, senders.request(body), context)
+            self.assertEqual((status, reason.strip()), (413, "refused: too-large"))
+            self.assertEqual(senders.exchange(port, senders.request(b"", "/other"), context)[0], 404)
+
+    def test_without_the_collector_nothing_is_confirmed(self) -> None:
+        server = self.serve()
+        with nginx(server.port) as (port, context):
+            server.stop()
+            status, body = senders.deliver(port, senders.Report(), context=context)
+        self.assertEqual(status, 502)
+        # A body that begins with a digit would count in the status' place.
+        self.assertFalse(body[:1].isdigit())
+
+
+class SystemdUnit(unittest.TestCase):
+    UNIT = SAMPLES / "pelto-collector.service"
+
+    def test_systemd_takes_it_as_it_is(self) -> None:
+        with tempfile.TemporaryDirectory() as name:
+            unit = Path(name, self.UNIT.name)
+            program, replaced = re.subn(r"/usr/bin/pelto-collector", str(harness.PROGRAM),
+                                        self.UNIT.read_text())
+            self.assertEqual(replaced, 1)
+            # The page that it refers to belongs to an installed program.
+            unit.write_text(re.sub("^Documentation=.*\n", "", program, flags=re.MULTILINE))
+            result = subprocess.run(["systemd-analyze", "verify", "--man=no", unit],
+                                    capture_output=True, text=True, check=False)
+            problems = [line for line in result.stderr.splitlines() if self.UNIT.name in line]
+            self.assertEqual((result.returncode, problems), (0, []))
+
+    def test_its_exposure_is_low(self) -> None:
+        result = subprocess.run(
+            ["systemd-analyze", "security", "--offline=true", "--threshold=15", self.UNIT],
+            capture_output=True, text=True, check=False)
+        self.assertEqual(result.returncode, 0, result.stdout[-500:])
+
+
+if __name__ == "__main__":
+    unittest.main()
