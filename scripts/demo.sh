@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Shows what the program does with the sample logs. The dialog asks the user, who takes part and
-# works for two days. After each day the logs are counted into the report. Then the report is sent to
-# a collection server on loopback, and a second report to a server that first refuses it.
+# Shows what the two programs do. The sender: the dialog asks the user, who takes part and works for
+# two days with the sample logs. After each day the logs are counted into the report. Then the report
+# is sent to a test server on loopback that accepts it, refuses the next one, and takes that at the
+# second try. The collector: it starts with the reports of 2,000 simulated installations over 13
+# periods of 28 days, the sender sends it a report, and it shows what it knows.
 #
 #   scripts/demo.sh                waits for your answer in the dialog
 #   scripts/demo.sh --unattended   answers the dialog through its window, on a screen of its own,
@@ -10,6 +12,7 @@ set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 "$repo/scripts/build.sh"
+"$repo/scripts/build.sh" collector
 unattended=
 [ "${1:-}" = --unattended ] || [ -z "${DISPLAY:-}" ] && unattended=yes
 [ -z "$unattended" ] || start_display
@@ -44,11 +47,22 @@ show_data_folder() {
   grep -a '^Last[TS]' "$data/PeltoReport.ini" | tr -d '\r' | sed 's/^/    /' || true
 }
 
+# duty [ADDRESS]: the upload to the test server, or to another address.
 duty() {
   say 'PELTOSender duty <upload address> <data folder> <application name> <executable>'
-  run_program duty "http://127.0.0.1:$port/collect?product=7" "$(windows_path "$data")" \
+  run_program duty "${1:-http://127.0.0.1:$port/collect?product=7}" "$(windows_path "$data")" \
     'Example Designer' "$(windows_path "$build/windows/PELTOSender.exe")"
 }
+
+# One more day of work, 28 days after the last transmission.
+next_period() {
+  cp "$repo/samples/monday"/*.log "$demo/logs/"
+  log_handle
+  sed -i 's/^LastTransmissionDate=.*/LastTransmissionDate=2026-01-01T00:00:00Z\r/' \
+    "$data/PeltoReport.ini"
+}
+
+stop_server() { kill "$server" 2>/dev/null || true; }
 
 # Answers the dialog as assistive tools do, and takes a screenshot before and after. Fails without a
 # dialog.
@@ -111,10 +125,10 @@ done
 say 'The report: PeltoReport.xml'
 iconv -f cp1252 "$data/PeltoReport.xml" | sed 's/^/    /'
 
-say 'A collection server starts on loopback: it accepts, refuses, and accepts again'
+say 'A test server starts on loopback: it accepts, refuses, and accepts again'
 "$repo/tests/e2e/collector.py" --answers OK,REFUSE,OK --out "$demo/received" >"$demo/port" &
 server=$!
-trap 'kill "$server" 2>/dev/null || true; stop_wine' EXIT
+trap 'stop_server; stop_wine' EXIT
 until [ -s "$demo/port" ]; do sleep 0.1; done
 port=$(cat "$demo/port")
 show_data_folder
@@ -122,10 +136,7 @@ duty
 show_data_folder
 
 say 'One more session, and the 28 days until the next transmission have passed'
-cp "$repo/samples/monday"/*.log "$demo/logs/"
-log_handle
-sed -i 's/^LastTransmissionDate=.*/LastTransmissionDate=2026-01-01T00:00:00Z\r/' \
-  "$data/PeltoReport.ini"
+next_period
 show_data_folder
 say 'The server refuses: the report is kept and no date is written'
 duty
@@ -144,4 +155,41 @@ iconv -f cp1252 "$demo/received/report-1.xml" | grep ' cat=' | sed 's/^ */    /'
 if cmp -s "$demo/received/report-2.xml" "$demo/received/report-3.xml"; then
   say 'The refused report and the one delivered after it are equal'
 fi
+
+collector="$build/collector/pelto-collector"
+collected="$demo/collector"
+say 'pelto-collector fleet: simulates 2,000 installations over 13 periods of 28 days'
+"$collector" fleet --installations 2000 --periods 13 --seed 7 --until "$(date -u +%F)" \
+  --ndjson "$demo/fleet.ndjson" --truth "$demo/truth.json" | sed 's/^/    /'
+say 'pelto-collector import: takes their reports'
+"$collector" import "$demo/fleet.ndjson" --data "$collected" | sed 's/^/    /'
+say 'pelto-collector serve: the collector listens'
+"$collector" serve --data "$collected" --intake 127.0.0.1:0 --pages 127.0.0.1:0 \
+  >"$demo/collector.out" 2>"$demo/collector.log" &
+server=$!
+until grep -q '^ready$' "$demo/collector.out"; do
+  kill -0 "$server" || { cat "$demo/collector.log" >&2; exit 1; }
+  sleep 0.1
+done
+sed 's/^/    /' "$demo/collector.out"
+say 'One more day of work, and the 28 days have passed: the report goes to the collector'
+next_period
+duty "$(awk '$1 == "intake" { print $2 }' "$demo/collector.out")"
+show_data_folder
+say 'pelto-collector export: what it keeps of this installation'
+installation=$(sed -n 's/^ID=\([^\r]*\).*/\1/p' "$data/PeltoReport.ini")
+"$collector" export --data "$collected" --installation "$installation" |
+  fold -w 100 | sed 's/^/    /'
+say 'pelto-collector figures overview: the last period is withheld, it rests on one installation'
+"$collector" figures overview --data "$collected" --format csv | column -s, -t | sed 's/^/    /'
+say 'pelto-collector figures commands: the ten that are used most'
+"$collector" figures commands --data "$collected" --format csv | sed -n 1,11p | column -s, -t |
+  sed 's/^/    /'
+say 'pelto-collector figures intake'
+"$collector" figures intake --data "$collected" | sed 's/^/    /'
+kill -TERM "$server"
+wait "$server"
+say 'What the collector logged of the delivery'
+sed 's/^/    /' "$demo/collector.log"
+
 say "All files are in ${demo#"$repo"/}"
