@@ -5,16 +5,18 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <exception>
 #include <filesystem>
 #include <functional>
-#include <future>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -50,11 +52,23 @@ class Writer {
   template <typename Work>
   auto run(Work work) {
     using Result = decltype(work(std::declval<Connection&>(), std::declval<Keeper&>()));
-    auto task = std::make_shared<std::packaged_task<Result()>>(
-        [this, work = std::move(work)]() mutable { return work(connection_, keeper_); });
-    std::future<Result> result = task->get_future();
-    add([task] { (*task)(); });
-    return result.get();
+    auto call = std::make_shared<Call<Result>>();
+    add([this, call, work = std::move(work)]() mutable {
+      std::exception_ptr error;
+      std::optional<Kept<Result>> result;
+      try {
+        if constexpr (std::is_void_v<Result>) {
+          work(connection_, keeper_);
+          result.emplace();
+        } else {
+          result.emplace(work(connection_, keeper_));
+        }
+      } catch (...) {
+        error = std::current_exception();
+      }
+      call->finish(std::move(result), std::move(error));
+    });
+    return call->take();
   }
 
  private:
@@ -65,6 +79,34 @@ class Writer {
     std::function<void(Outcome)> done;
   };
   using Task = std::function<void()>;
+  template <typename Result>
+  using Kept = std::conditional_t<std::is_void_v<Result>, std::monostate, Result>;
+
+  /// The result of a task on its way to the caller's thread.
+  template <typename Result>
+  class Call {
+   public:
+    void finish(std::optional<Kept<Result>> result, std::exception_ptr error) {
+      const std::lock_guard lock(mutex_);
+      result_ = std::move(result);
+      error_ = std::move(error);
+      is_done_ = true;
+      done_.notify_all();
+    }
+    Result take() {
+      std::unique_lock lock(mutex_);
+      done_.wait(lock, [this] { return is_done_; });
+      if (error_) std::rethrow_exception(std::exchange(error_, nullptr));
+      if constexpr (!std::is_void_v<Result>) return std::move(*result_);
+    }
+
+   private:
+    std::mutex mutex_;
+    std::condition_variable done_;
+    std::optional<Kept<Result>> result_;
+    std::exception_ptr error_;
+    bool is_done_ = false;
+  };
   using Refusals = std::map<std::tuple<std::string, Day, std::string>, std::int64_t>;
 
   void add(std::variant<Job, Task> job);
