@@ -99,7 +99,8 @@ std::vector<std::string> find_config_problems(const std::string& path) {
     for (const CommandPath& command : commands) {
       const std::string complaint = complaint_about(command, item);
       if (complaint.empty()) continue;
-      problems.push_back(path + ": " + complaint);
+      problems.push_back(path);
+      problems.back() += ": " + complaint;
       break;
     }
   }

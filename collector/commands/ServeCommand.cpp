@@ -55,7 +55,7 @@ void add_endpoint(CLI::App& command, const std::string& name, Endpoint& endpoint
 
 void add_milliseconds(CLI::App& command, const std::string& name, Deadlines::Duration& duration,
                       const std::string& help) {
-  constexpr std::int64_t longest = 24 * 60 * 60 * 1000;
+  constexpr std::int64_t longest = std::int64_t{24} * 60 * 60 * 1000;
   const auto set = [&duration](std::int64_t count) { duration = Deadlines::Duration(count); };
   command.add_option_function<std::int64_t>(name, set, help)
       ->type_name("MS")

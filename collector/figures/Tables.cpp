@@ -64,13 +64,13 @@ std::vector<PeriodRow> without_gaps(std::vector<PeriodRow> rows) {
   std::erase_if(rows, [](const PeriodRow& row) { return row.installations.installations == 0; });
   std::ranges::sort(rows, {}, &PeriodRow::period);
   std::vector<PeriodRow> all;
-  for (PeriodRow& row : rows) {
+  for (const PeriodRow& row : rows) {
     while (!all.empty() && all.back().period + 1 < row.period) {
       PeriodRow gap;
       gap.period = all.back().period + 1;
       all.push_back(gap);
     }
-    all.push_back(std::move(row));
+    all.push_back(row);
   }
   return all;
 }
@@ -81,6 +81,7 @@ Table overview_table(std::vector<PeriodRow> rows, const TableContext& context) {
   rows = without_gaps(std::move(rows));
   // The new installations of all periods are parts of the total.
   std::vector<Part> new_parts;
+  new_parts.reserve(rows.size());
   for (const PeriodRow& row : rows) {
     new_parts.push_back(
         {row.first_reports.installations, may_be_shown(row.installations, context.threshold) &&

@@ -51,7 +51,7 @@ bool is_version_before(std::string_view a, std::string_view b) {
     const std::string_view part_of_a = take_part(rest_of_a, is_a_at_end);
     const std::string_view part_of_b = take_part(rest_of_b, is_b_at_end);
     const std::strong_ordering order = compare_parts(part_of_a, part_of_b);
-    if (order != 0) return order < 0;
+    if (std::is_neq(order)) return std::is_lt(order);
   }
   return a < b;
 }

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
+#include <ranges>
 #include <string>
 
 namespace pelto::collector {
@@ -60,8 +61,7 @@ Address client_address(const Address& peer, const std::vector<std::string_view>&
   if (!is_trusted(peer)) return peer;
   // Each proxy appends the address of its own peer. What precedes the last address that no trusted
   // proxy vouches for can be made up.
-  for (auto value = forwarded_for.rbegin(); value != forwarded_for.rend(); ++value) {
-    std::string_view rest = *value;
+  for (std::string_view rest : std::views::reverse(forwarded_for)) {
     while (true) {
       const std::size_t comma = rest.rfind(',');
       const bool is_first = comma == std::string_view::npos;

@@ -80,7 +80,7 @@ void Metrics::count_refusal(Refusal refusal) {
 }
 
 void Metrics::count_request(std::chrono::microseconds duration) {
-  const auto bucket =
+  const auto* const bucket =
       std::find_if(buckets.begin(), buckets.end(),
                    [duration](const Bucket& candidate) { return duration <= candidate.limit; });
   ++requests_[static_cast<std::size_t>(bucket - buckets.begin())];
