@@ -10,8 +10,8 @@ deps="$build/deps"
 packages=(
   g++-mingw-w64-x86-64-posix wine wine64 cmake ninja-build g++ dpkg-dev python3 mawk
   googletest libbenchmark-dev patch clang clang-tidy clang-format libclang-rt-14-dev shellcheck
-  libboost1.81-dev libcli11-dev libicu-dev libroaring-dev libsodium-dev libspdlog-dev
-  libsqlitecpp-dev libssl-dev libzstd-dev nlohmann-json3-dev faketime systemd bsdextrautils
+  libboost1.81-dev libcli11-dev libicu-dev libroaring-dev libsodium-dev libsqlitecpp-dev
+  libssl-dev libzstd-dev nlohmann-json3-dev faketime systemd bsdextrautils
   codespell openssl git xvfb xdotool imagemagick fonts-wine librsvg2-bin locales tzdata
 )
 

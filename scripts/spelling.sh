@@ -17,6 +17,8 @@ right=(
   documen fo        # cut keywords and Base64 in tests
   ist programm sie  # the German texts of a localized dialog
   seh               # a debug channel of Wine
+  keypair           # a function of libsodium
+  tekst             # a simulated command's name, in Polish
 )
 
 files=("$@")

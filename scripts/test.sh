@@ -3,8 +3,11 @@
 # code is 0 only when nothing failed and every step could run.
 #
 #   scripts/test.sh            everything
-#   scripts/test.sh STEP...    some steps: format shell spelling docs native fuzz clang tidy
-#                              windows e2e
+#   scripts/test.sh STEP...    some steps: format shell spelling docs native fuzz collector clang
+#                              tidy windows e2e together
+#   scripts/test.sh threads    a step that is not part of everything: the collector's storage and
+#                              server, and its end-to-end tests, under the thread sanitizer (about
+#                              10 minutes)
 #   scripts/test.sh --built STEP...
 #                              the steps windows and e2e with what is built already: installs and
 #                              builds nothing
@@ -123,23 +126,57 @@ step_windows() {
   ctest_build windows
 }
 
-step_e2e() {
-  say 'End to end (about 2 minutes)'
-  start_wine || count 0 1
-  local result=0 counts
-  rm -f "$build/e2e.counts"
-  quietly e2e tests/e2e/run.py "$build/e2e.counts" || result=1
-  counts=$(cat "$build/e2e.counts" 2>/dev/null) || counts='0 1'
+# run_e2e NAME COMMAND...: end-to-end tests, counted by what the command writes into the file that
+# follows as its last argument.
+run_e2e() {
+  local name=$1 result=0 counts
+  shift
+  rm -f "$build/$name.counts"
+  quietly "$name" "$@" "$build/$name.counts" || result=1
+  counts=$(cat "$build/$name.counts" 2>/dev/null) || counts='0 1'
   # It failed, but no test did: there was none.
   [ "$result" = 1 ] && [ "${counts#* }" = 0 ] && counts='0 1'
   # shellcheck disable=SC2086 # two numbers
   count $counts
 }
 
+step_e2e() {
+  say 'End to end (about 2 minutes)'
+  start_wine || count 0 1
+  run_e2e e2e tests/e2e/run.py
+}
+
+step_collector() {
+  say 'The collector under the address sanitizer (about 5 minutes)'
+  check configure-collector-address cmake --preset collector-address
+  check build-collector-address cmake --build --preset collector-address
+  ctest_build collector-address
+  run_e2e collector-e2e \
+    env PELTO_COLLECTOR="$build/collector-address/pelto-collector" tests/collector/e2e/run.py
+}
+
+step_threads() {
+  say "The collector under the thread sanitizer (about 10 minutes)"
+  check configure-collector-thread cmake --preset collector-thread
+  check build-collector-thread cmake --build --preset collector-thread \
+    --target storage_tests serve_tests pelto-collector
+  ctest_build collector-thread
+  run_e2e collector-threads-e2e \
+    env PELTO_COLLECTOR="$build/collector-thread/pelto-collector" tests/collector/e2e/run.py
+}
+
+step_together() {
+  say 'The program delivers to the collector'
+  start_wine || count 0 1
+  check together env PYTHONPATH="$repo/tests/e2e:$repo/tests/collector/e2e" \
+    PELTO_COLLECTOR="$build/collector-address/pelto-collector" \
+    python3 -m unittest discover -s tests/together
+}
+
 started=$SECONDS
 steps=("$@")
-[ $# -gt 0 ] || steps=(format shell spelling docs native fuzz clang tidy windows e2e)
-[ -z "$built" ] && [[ " ${steps[*]} " =~ \ (tidy|windows|e2e)\  ]] && build_windows
+[ $# -gt 0 ] || steps=(format shell spelling docs native fuzz collector clang tidy windows e2e together)
+[ -z "$built" ] && [[ " ${steps[*]} " =~ \ (tidy|windows|e2e|together)\  ]] && build_windows
 for step in "${steps[@]}"; do
   if declare -F "step_$step" >/dev/null; then
     "step_$step"

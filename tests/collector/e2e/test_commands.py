@@ -9,7 +9,7 @@ import uuid
 from pathlib import Path
 from typing import Any
 
-import harness
+import program
 import senders
 
 PRODUCTS = ("cad", "cam")
@@ -66,10 +66,10 @@ def history(seed: int, installations: int) -> list[dict[str, Any]]:
     return lines
 
 
-class CommandTest(harness.CollectorTest):
+class CommandTest(program.CollectorTest):
     def run_in(self, data: Path, *arguments: str, text: str | None = None) -> str:
         """The standard output of a command that succeeds without a word of complaint."""
-        done = harness.run(*arguments, "--data", str(data), text=text)
+        done = program.run(*arguments, "--data", str(data), text=text)
         self.assertEqual((done.returncode, done.stderr), (0, ""), arguments)
         return done.stdout
 
@@ -78,7 +78,7 @@ class CommandTest(harness.CollectorTest):
 
     def complaint(self, *arguments: str, text: str | None = None) -> str:
         """The one line on standard error of a command that fails."""
-        done = harness.run(*arguments, text=text)
+        done = program.run(*arguments, text=text)
         self.assertEqual(done.returncode, 1, arguments)
         self.assertRegex(done.stderr, r"\A[^\n]+\n\Z", arguments)
         return done.stderr
@@ -157,7 +157,7 @@ class ImportAndExport(CommandTest):
     def test_lines_that_cannot_be_taken_are_named_and_the_others_taken(self) -> None:
         text = as_text([line(1)]) + "no JSON\n\n" + as_text(
             [line(2, "b") | {"id": "x"}, line(3, ""), line(4, "d")]) + "\udcff\n"
-        done = harness.run("import", "-", "--data", str(self.data),
+        done = program.run("import", "-", "--data", str(self.data),
                            text=text.replace("\udcff", "{\"received\":1}"))
         self.assertEqual(done.returncode, 1)
         self.assertEqual(done.stderr,
@@ -212,7 +212,7 @@ class Figures(CommandTest):
         self.take([line(number, f"machine-{number}",
                         commands=[{"name": "=1+1", "uses": 2, "order": 0}])
                    for number in range(6)])
-        done = harness.run("figures", "commands", "--data", str(self.data), "--format", "csv")
+        done = program.run("figures", "commands", "--data", str(self.data), "--format", "csv")
         # Text mode turns CR LF into LF.
         self.assertEqual(done.stdout, "command,uses,installations,share,median_order\n"
                                       "'=1+1,12,6,1.0,\n")
@@ -265,10 +265,10 @@ class Erase(CommandTest):
         self.assertEqual(self.command("erase", "--verify", str(file)), "valid\n")
         self.assertEqual(self.command("erase", "--verify", "-", text=receipt), "valid\n")
         for wrong in (receipt.replace('"deliveries":1', '"deliveries":2'), "", "{}"):
-            done = harness.run("erase", "--verify", "-", "--data", str(self.data), text=wrong)
+            done = program.run("erase", "--verify", "-", "--data", str(self.data), text=wrong)
             self.assertEqual((done.returncode, done.stdout), (1, "not valid\n"))
         other = self.folder / "other"
-        done = harness.run("erase", "--verify", str(file), "--data", str(other))
+        done = program.run("erase", "--verify", str(file), "--data", str(other))
         self.assertEqual((done.returncode, done.stdout), (1, "not valid\n"))
 
     def test_in_a_backup(self) -> None:
@@ -307,7 +307,7 @@ class BackupAndCheck(CommandTest):
         self.check()
         with sqlite3.connect(self.data / "reports.sqlite") as database:
             database.execute("DELETE FROM report WHERE number = 1")
-        done = harness.run("check", "--data", str(self.data))
+        done = program.run("check", "--data", str(self.data))
         self.assertEqual(done.returncode, 1)
         self.assertNotEqual(done.stdout, "")
         self.assertRegex(done.stderr, r"\A[^\n]+\n\Z")
@@ -349,13 +349,13 @@ class Users(CommandTest):
 
 class CommandLine(CommandTest):
     def test_help_and_version(self) -> None:
-        cmake = (harness.ROOT / "CMakeLists.txt").read_text()
+        cmake = (program.ROOT / "CMakeLists.txt").read_text()
         version = cmake.partition("VERSION ")[2].partition("project(")[2]
         version = version.partition("VERSION ")[2].split()[0]
-        done = harness.run("--version")
+        done = program.run("--version")
         self.assertEqual((done.returncode, done.stdout), (0, f"pelto-collector {version}\n"))
         for arguments in (("--help",), ("figures", "--help"), ("user", "add", "--help")):
-            done = harness.run(*arguments)
+            done = program.run(*arguments)
             self.assertEqual((done.returncode, done.stderr), (0, ""))
             self.assertIn("Usage", done.stdout)
 
@@ -386,13 +386,13 @@ class CommandLine(CommandTest):
         self.take([line(1, product="cad"), line(2, product="cam")])
         config = self.folder / "collector.toml"
         config.write_text(f'# the data\ndata = "{self.data}"\nproduct = "cad"\nthreshold = 1\n')
-        done = harness.run("figures", "overview", "--config", str(config))
+        done = program.run("figures", "overview", "--config", str(config))
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         answer = json.loads(done.stdout)
         self.assertEqual((answer["product"], answer["threshold"]), ("cad", 1))
-        done = harness.run("figures", "overview", "--config", str(config), "--product", "cam")
+        done = program.run("figures", "overview", "--config", str(config), "--product", "cam")
         self.assertEqual(json.loads(done.stdout)["product"], "cam", "the command line is stronger")
-        done = harness.run("check", "--config", str(config))
+        done = program.run("check", "--config", str(config))
         self.assertEqual((done.returncode, done.stderr), (0, ""), "a command takes what it has")
 
     def test_a_wrong_file_of_options_is_named(self) -> None:
@@ -401,7 +401,7 @@ class CommandLine(CommandTest):
                            ("some words\n", "some words"), ("threshold = x\n", "threshold")):
             with self.subTest(text):
                 config.write_text(f'data = "{self.data}"\n{text}')
-                done = harness.run("check", "--config", str(config))
+                done = program.run("check", "--config", str(config))
                 self.assertEqual(done.returncode, 1)
                 self.assertIn(word, done.stdout + done.stderr)
                 self.assertRegex(done.stderr, r"\A[^\n]+\n\Z")

@@ -13,7 +13,7 @@ import unittest
 import uuid
 from pathlib import Path
 
-import harness
+import program
 import senders
 
 # A user who may mount nothing is allowed to in a namespace of its own.
@@ -36,7 +36,7 @@ def mounted(folder: Path, options: str) -> list[str]:
             f'mount -t tmpfs -o {options} none "{folder}" && exec "$0" "$@"']
 
 
-class KilledUnderLoad(harness.CollectorTest):
+class KilledUnderLoad(program.CollectorTest):
     """The server is killed again and again while senders deliver."""
 
     ROUNDS = 5
@@ -91,18 +91,18 @@ class KilledUnderLoad(harness.CollectorTest):
         self.assertEqual(len(kept), len(set(kept)))
         self.assertLessEqual(self.answered, set(kept))
         self.assertLessEqual(set(kept), self.sent)
-        self.assertEqual(harness.run("check", "--data", str(self.data)).returncode, 0)
+        self.assertEqual(program.run("check", "--data", str(self.data)).returncode, 0)
 
 
-class FullDisk(harness.CollectorTest):
+class FullDisk(program.CollectorTest):
     """The data folder is on a small file system of its own."""
 
-    def inside(self, server: harness.Server, *command: str) -> str:
+    def inside(self, server: program.Server, *command: str) -> str:
         """What a command prints that sees the server's file system."""
         user = ["--user", "--preserve-credentials"] if OWN_USER else []
         done = subprocess.run(
             ["nsenter", f"--target={server.process.pid}", "--mount", *user, *command],
-            capture_output=True, text=True, check=False, timeout=harness.PATIENCE)
+            capture_output=True, text=True, check=False, timeout=program.PATIENCE)
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         return done.stdout
 
@@ -125,28 +125,28 @@ class FullDisk(harness.CollectorTest):
         self.assertEqual(server.get("/healthz")[0], 200)
 
         self.inside(server, "mount", "-o", "remount,size=30m", str(self.data))
-        end = time.monotonic() + harness.PATIENCE
+        end = time.monotonic() + program.PATIENCE
         while senders.deliver(server.port, report, delivery)[0] != 200:
             self.assertLess(time.monotonic(), end, server.log()[-2000:])
             time.sleep(0.1)
         answered.append(delivery)
         self.assertEqual(server.get("/readyz")[0], 200)
 
-        program, data = str(harness.PROGRAM), str(self.data)
-        exported = self.inside(server, program, "export", "--data", data).splitlines()
+        path, data = str(program.PROGRAM), str(self.data)
+        exported = self.inside(server, path, "export", "--data", data).splitlines()
         self.assertCountEqual([json.loads(line)["id"] for line in exported], answered)
-        self.inside(server, program, "check", "--data", data)
+        self.inside(server, path, "check", "--data", data)
         self.assertEqual(server.stop(), 0)
 
 
-class Folder(harness.CollectorTest):
+class Folder(program.CollectorTest):
     """A folder that cannot be used: code 1, and one line that says why."""
 
     def assert_no_start(self, data: Path, *before: str) -> None:
         done = subprocess.run(
-            [*before, harness.PROGRAM, "serve", "--data", data, "--intake", "127.0.0.1:0",
+            [*before, program.PROGRAM, "serve", "--data", data, "--intake", "127.0.0.1:0",
              "--pages", "127.0.0.1:0"],
-            capture_output=True, text=True, check=False, timeout=harness.PATIENCE)
+            capture_output=True, text=True, check=False, timeout=program.PATIENCE)
         self.assertEqual((done.returncode, done.stdout), (1, ""))
         self.assertEqual(len(done.stderr.splitlines()), 1, done.stderr)
         self.assertIn(str(data), done.stderr)
@@ -180,7 +180,7 @@ class Folder(harness.CollectorTest):
         self.assert_no_start(self.data, *mounted(self.data, "ro"))
 
 
-class Clock(harness.CollectorTest):
+class Clock(program.CollectorTest):
     """A clock that is set back loses nothing, and keeps the order of arrival."""
 
     def test_reports_stay_in_the_order_of_their_arrival(self) -> None:
@@ -190,7 +190,7 @@ class Clock(harness.CollectorTest):
         self.assertEqual([line["commands"][0]["uses"] for line in lines], [1, 2])
         self.assertEqual([line["replaced"] for line in lines], [True, False])
         self.assertEqual([line["received"][:10] for line in lines], ["2026-05-01", "2026-05-01"])
-        self.assertEqual(harness.run("check", "--data", str(self.data)).returncode, 0)
+        self.assertEqual(program.run("check", "--data", str(self.data)).returncode, 0)
 
     def serve_at(self, time_: str, report: senders.Report) -> None:
         server = self.serve(before=[

@@ -7,7 +7,7 @@ import json
 import subprocess
 import time
 
-import harness
+import program
 
 # The figures of the intake cannot be known in advance after a crash: it takes answers with it, and
 # some of the repeated deliveries were kept already.
@@ -17,13 +17,13 @@ TIMEOUT = 300.0
 
 def run(*arguments: object) -> str:
     """The standard output of a command that succeeds."""
-    finished = harness.run(*map(str, arguments))
+    finished = program.run(*map(str, arguments))
     if finished.returncode != 0:
         raise AssertionError(f"{arguments} ended with {finished.returncode}: {finished.stderr}")
     return finished.stdout
 
 
-class FleetTest(harness.CollectorTest):
+class FleetTest(program.CollectorTest):
     def setUp(self) -> None:
         super().setUp()
         self.truth_file = self.folder / "truth.json"
@@ -104,9 +104,9 @@ class ImportedHistory(FleetTest):
 
 
 class SentFleet(FleetTest):
-    def start_fleet(self, server: harness.Server, installations: int) -> subprocess.Popen[str]:
+    def start_fleet(self, server: program.Server, installations: int) -> subprocess.Popen[str]:
         process = subprocess.Popen(
-            [harness.PROGRAM, "fleet", "--installations", str(installations), "--periods", "4",
+            [program.PROGRAM, "fleet", "--installations", str(installations), "--periods", "4",
              "--seed", "8", "--to", f"http://127.0.0.1:{server.port}/collect", "--truth",
              self.truth_file, "--connections", "16", "--patience", "120"],
             stdout=subprocess.PIPE, text=True)

@@ -15,11 +15,11 @@ from collections.abc import Iterator
 from contextlib import contextmanager
 from pathlib import Path
 
-import harness
+import program
 import senders
 
-SAMPLES = harness.ROOT / "samples" / "collector"
-NGINX = harness.ROOT / "build" / "deps" / "nginx" / "usr" / "sbin" / "nginx"
+SAMPLES = program.ROOT / "samples" / "collector"
+NGINX = program.ROOT / "build" / "deps" / "nginx" / "usr" / "sbin" / "nginx"
 
 # Started by root, its workers would be a user who cannot write into a temporary folder.
 USER = "user root;" if os.geteuid() == 0 else ""
@@ -88,7 +88,7 @@ def nginx(intake: int) -> Iterator[tuple[int, ssl.SSLContext]]:
             process.wait()
 
 
-class BehindNginx(harness.CollectorTest):
+class BehindNginx(program.CollectorTest):
     def test_a_delivery_arrives(self) -> None:
         server = self.serve("--trusted-proxy", "127.0.0.1")
         with nginx(server.port) as (port, context):
@@ -125,11 +125,11 @@ class SystemdUnit(unittest.TestCase):
     def test_systemd_takes_it_as_it_is(self) -> None:
         with tempfile.TemporaryDirectory() as name:
             unit = Path(name, self.UNIT.name)
-            program, replaced = re.subn(r"/usr/bin/pelto-collector", str(harness.PROGRAM),
+            text, replaced = re.subn(r"/usr/bin/pelto-collector", str(program.PROGRAM),
                                         self.UNIT.read_text())
             self.assertEqual(replaced, 1)
             # The page that it refers to belongs to an installed program.
-            unit.write_text(re.sub("^Documentation=.*\n", "", program, flags=re.MULTILINE))
+            unit.write_text(re.sub("^Documentation=.*\n", "", text, flags=re.MULTILINE))
             result = subprocess.run(["systemd-analyze", "verify", "--man=no", unit],
                                     capture_output=True, text=True, check=False)
             problems = [line for line in result.stderr.splitlines() if self.UNIT.name in line]

@@ -12,7 +12,7 @@ import time
 import unittest
 import uuid
 
-import harness
+import program
 import senders
 from senders import Report
 
@@ -22,7 +22,7 @@ def sound_request(path: str = "/collect") -> bytes:
     return senders.request(body, path)
 
 
-class Start(harness.CollectorTest):
+class Start(program.CollectorTest):
     def test_it_says_where_it_listens(self) -> None:
         server = self.serve()
         self.assertEqual(server.lines, [f"intake http://127.0.0.1:{server.port}/collect",
@@ -36,13 +36,13 @@ class Start(harness.CollectorTest):
 
     def test_a_second_server_on_the_folder_does_not_start(self) -> None:
         self.serve()
-        done = harness.run("serve", "--data", str(self.data), "--intake", "127.0.0.1:0",
+        done = program.run("serve", "--data", str(self.data), "--intake", "127.0.0.1:0",
                            "--pages", "127.0.0.1:0")
         self.assert_failed(done, "another server uses the data folder")
 
     def test_a_port_that_is_taken_is_named(self) -> None:
         server = self.serve()
-        done = harness.run("serve", "--data", str(self.folder / "other"),
+        done = program.run("serve", "--data", str(self.folder / "other"),
                            "--intake", f"127.0.0.1:{server.port}", "--pages", "127.0.0.1:0")
         self.assert_failed(done, f"cannot listen at 127.0.0.1:{server.port}")
 
@@ -54,7 +54,7 @@ class Start(harness.CollectorTest):
                           ["--retention", "0"], ["--unknown"],
                           ["--tls-certificate", "/missing.pem", "--tls-key", "/missing.key"]):
             with self.subTest(arguments):
-                self.assert_failed(harness.run("serve", "--data", str(self.data), *arguments), "")
+                self.assert_failed(program.run("serve", "--data", str(self.data), *arguments), "")
 
     def assert_failed(self, done: subprocess.CompletedProcess[str], text: str) -> None:
         self.assertEqual(done.returncode, 1)
@@ -63,7 +63,7 @@ class Start(harness.CollectorTest):
         self.assertIn(text, done.stderr)
 
 
-class Intake(harness.CollectorTest):
+class Intake(program.CollectorTest):
     def test_a_kept_report_is_in_the_export_at_once(self) -> None:
         server = self.serve()
         delivery = str(uuid.uuid4())
@@ -116,14 +116,14 @@ class Intake(harness.CollectorTest):
             with self.subTest(start), server.connect() as link:
                 link.sendall(start)
                 link.settimeout(0.02)
-                while time.monotonic() < begin + harness.PATIENCE:
+                while time.monotonic() < begin + program.PATIENCE:
                     link.sendall(b"x")
                     try:
-                        link.recv(1, harness.socket.MSG_PEEK)
+                        link.recv(1, program.socket.MSG_PEEK)
                         break
                     except TimeoutError:
                         pass
-                link.settimeout(harness.PATIENCE)
+                link.settimeout(program.PATIENCE)
                 self.assertEqual(senders.read_response(link), (408, "refused: timeout"))
             self.assertLess(time.monotonic() - begin, 5)
 
@@ -160,15 +160,15 @@ class Intake(harness.CollectorTest):
     def test_a_log_that_nobody_reads_stops_nothing(self) -> None:
         reading, writing = os.pipe()
         process = subprocess.Popen(
-            [harness.PROGRAM, "serve", "--data", self.data, "--intake", "127.0.0.1:0", "--pages",
+            [program.PROGRAM, "serve", "--data", self.data, "--intake", "127.0.0.1:0", "--pages",
              "127.0.0.1:0"], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=writing)
         self.addCleanup(os.close, reading)
         os.close(writing)
         assert process.stdout is not None
         with process.stdout:
             port = int(process.stdout.readline().decode().split(":")[2].split("/")[0])
-            with harness.socket.create_connection(("127.0.0.1", port), harness.PATIENCE) as link:
-                link.settimeout(harness.PATIENCE)
+            with program.socket.create_connection(("127.0.0.1", port), program.PATIENCE) as link:
+                link.settimeout(program.PATIENCE)
                 # Many more lines than a pipe holds.
                 for _ in range(200):
                     link.sendall(b"GET /healthz HTTP/1.1\r\n\r\n" * 20)
@@ -176,10 +176,10 @@ class Intake(harness.CollectorTest):
                     while responses.count(b"\r\n\r\nOK") < 20:
                         responses += senders.receive(link)
             process.terminate()
-            self.assertEqual(process.wait(harness.PATIENCE), 0)
+            self.assertEqual(process.wait(program.PATIENCE), 0)
 
 
-class Tls(harness.CollectorTest):
+class Tls(program.CollectorTest):
     def setUp(self) -> None:
         super().setUp()
         self.certificate, self.key = self.folder / "tls.pem", self.folder / "tls.key"
@@ -192,7 +192,7 @@ class Tls(harness.CollectorTest):
              "-days", "2", "-keyout", self.key, "-out", self.certificate],
             check=True, capture_output=True)
 
-    def serve_tls(self, *arguments: str) -> harness.Server:
+    def serve_tls(self, *arguments: str) -> program.Server:
         return self.serve("--tls-certificate", str(self.certificate), "--tls-key", str(self.key),
                           *arguments)
 
@@ -217,13 +217,13 @@ class Tls(harness.CollectorTest):
         with self.assertRaises(ssl.SSLError):
             server.ask(sound_request(), context)
         server.process.send_signal(signal.SIGHUP)
-        end = time.monotonic() + harness.PATIENCE
+        end = time.monotonic() + program.PATIENCE
         while "read again" not in server.log() and time.monotonic() < end:
             time.sleep(0.02)
         self.assertEqual(server.ask(sound_request(), context), (200, "OK"))
 
 
-class End(harness.CollectorTest):
+class End(program.CollectorTest):
     def test_both_signals_end_it_in_order(self) -> None:
         for number in (signal.SIGTERM, signal.SIGINT):
             self.assertEqual(self.serve().stop(number), 0)
