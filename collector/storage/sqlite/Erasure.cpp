@@ -26,6 +26,9 @@ constexpr std::size_t shortest_trace = 6;
 /// With more texts than this, writing the tables anew takes less time than looking for each.
 constexpr std::size_t most_traces = 200;
 
+/// In the table `state`, from the commit of an erasure until its traces are removed.
+constexpr char traces_state[] = "traces";
+
 class Eraser {
  public:
   Eraser(Connection& connection, Keeper& keeper)
@@ -155,11 +158,18 @@ void empty_log(Connection& connection, const std::filesystem::path& path) {
   }
 }
 
+[[noreturn]] void fail_to_look(const std::filesystem::path& path) {
+  throw StorageError(path.string() +
+                     ": erased, but it cannot be read to look for traces; check the disk and erase "
+                     "again");
+}
+
 bool has_any(const std::filesystem::path& path, const std::vector<std::string>& texts) {
   constexpr std::size_t step = std::size_t{1} << 20;
   std::size_t longest = 0;
   for (const std::string& text : texts) longest = std::max(longest, text.size());
   std::ifstream file(path, std::ios::binary);
+  if (!file) fail_to_look(path);
   std::string part;
   std::string buffer(step, '\0');
   while (file.read(buffer.data(), step) || file.gcount() > 0) {
@@ -170,6 +180,7 @@ bool has_any(const std::filesystem::path& path, const std::vector<std::string>& 
     // A text may lie on both sides of the boundary.
     if (part.size() > longest) part.erase(0, part.size() - longest);
   }
+  if (file.bad()) fail_to_look(path);
   return false;
 }
 
@@ -190,12 +201,17 @@ Erasure erase_installations(Connection& connection, Keeper& keeper,
     Eraser eraser(connection, keeper);
     for (const std::int64_t installation : installations) eraser.erase(installation);
     Erasure erasure = eraser.finish();
+    write_state(connection, traces_state, 1);
     transaction.commit();
     return erasure;
   } catch (...) {
     keeper.forget();
     throw;
   }
+}
+
+bool has_traces(Connection& connection) {
+  return read_state(connection, traces_state) != 0;
 }
 
 void remove_traces(Connection& connection, const std::filesystem::path& path,
@@ -205,11 +221,18 @@ void remove_traces(Connection& connection, const std::filesystem::path& path,
   std::ranges::copy_if(texts, std::back_inserter(traces),
                        [](const std::string& text) { return text.size() >= shortest_trace; });
   for (const bool with_reports : {false, true}) {
-    if (traces.size() <= most_traces && !has_any(path, traces)) return;
+    if (traces.size() <= most_traces && !has_any(path, traces)) break;
     rewrite_texts(connection.database(), with_reports);
     empty_log(connection, path);
-    if (traces.size() > most_traces) return;
+    if (traces.size() > most_traces) break;
   }
+  write_state(connection, traces_state, 0);
+}
+
+void remove_all_traces(Connection& connection, const std::filesystem::path& path) {
+  rewrite_texts(connection.database(), true);
+  empty_log(connection, path);
+  write_state(connection, traces_state, 0);
 }
 
 }  // namespace pelto::collector

@@ -25,10 +25,17 @@ struct Erasure {
 Erasure erase_installations(Connection& connection, Keeper& keeper,
                             const std::vector<std::int64_t>& installations);
 
+/// Whether an erasure was committed whose traces were not removed: that failed, or the process was
+/// killed before.
+bool has_traces(Connection& connection);
+
 /// Removes what the files may still hold of deleted content: empties the write-ahead log, and
 /// writes tables anew if a page has a copy of one of `texts` left. Outside of a transaction. Throws
 /// `StorageError` if another process keeps the log in use for too long.
 void remove_traces(Connection& connection, const std::filesystem::path& path,
                    const std::vector<std::string>& texts);
+
+/// The same without the texts: writes all tables anew that could have a copy of one.
+void remove_all_traces(Connection& connection, const std::filesystem::path& path);
 
 }  // namespace pelto::collector

@@ -97,12 +97,18 @@ class Access {
     return translate([&] {
       return writer_.run([find, path = path_](Connection& connection, Keeper& keeper) {
         Erasure all;
+        const bool were_traces_left = has_traces(connection);
         for (;;) {
           const std::vector<std::int64_t> found = find(connection, keeper);
           if (found.empty()) break;
           all.add(erase_installations(connection, keeper, found));
         }
-        if (all.counts.installations > 0) remove_traces(connection, path, all.texts);
+        if (were_traces_left) {
+          // The texts of the erasure that was cut off are not known any more.
+          remove_all_traces(connection, path);
+        } else if (all.counts.installations > 0) {
+          remove_traces(connection, path, all.texts);
+        }
         return all.counts;
       });
     });

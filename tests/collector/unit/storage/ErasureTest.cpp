@@ -2,9 +2,11 @@
 #include <fstream>
 #include <iterator>
 
+#include <SQLiteCpp/Database.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "collector/storage/sqlite/Database.h"
 #include "tests/collector/unit/storage/Samples.h"
 
 namespace pelto::collector::testing {
@@ -86,6 +88,23 @@ TEST_F(Erasing, LeavesNoTraceInAnyFileWhileAnotherServes) {
     expect_no_trace(number);
   }
   EXPECT_EQ(other->count_commands(everything()).rows.size(), 1496U);
+  EXPECT_THAT(storage->check(), IsEmpty());
+}
+
+TEST_F(Erasing, ThatFailedToRemoveTheTracesDoesSoTheNextTime) {
+  fill(300);
+  {
+    SQLite::Database reader = open_database(folder.file());
+    reader.exec("BEGIN");
+    reader.execAndGet("SELECT count(*) FROM report");
+    EXPECT_THROW(storage->erase_installation(identifier(77)), StorageError);
+  }
+  EXPECT_THAT(export_all(*storage, identifier(77)), IsEmpty());
+  EXPECT_THAT(files_with(folder.path(), identifier(77)), ::testing::Not(IsEmpty()));
+  // Another process does it, which does not know what was erased.
+  storage = open_sqlite_storage(folder.file(), options);
+  EXPECT_EQ(storage->erase_installation(identifier(77)).installations, 0);
+  expect_no_trace(77);
   EXPECT_THAT(storage->check(), IsEmpty());
 }
 
