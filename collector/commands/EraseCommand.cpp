@@ -56,11 +56,12 @@ int run(const Options& options) {
 
   const auto backup = options.backup ? open_backup(*options.backup) : nullptr;
   Storage& target = backup ? *backup : *storage;
+  // The folder's keys sign for its backups, too, so that it can verify all receipts. Without them
+  // nothing is erased: there would be no receipt, and another try would find nothing.
+  const ReceiptKeys keys = receipt_keys(*storage);
   const ErasedCounts erased = options.installation
                                   ? target.erase_installation(*options.installation)
                                   : target.erase_email(*options.email);
-  // The folder's keys sign for its backups, too, so that it can verify all receipts.
-  const ReceiptKeys keys = receipt_keys(*storage);
   const std::string subject = options.installation
                                   ? subject_of_installation(*options.installation, keys)
                                   : subject_of_email(*options.email, keys);
