@@ -110,6 +110,7 @@ class Server::Core {
 
   asio::awaitable<void> accept(Listener& listener);
   asio::awaitable<void> watch_signals();
+  bool take_safely(Listener& listener, tcp::socket socket);
   void take(Listener& listener, tcp::socket socket);
   void refuse(tcp::socket socket);
   void reload_certificate();
@@ -193,13 +194,20 @@ asio::awaitable<void> Server::Core::accept(Listener& listener) {
     auto [error, socket] =
         co_await listener.acceptor.async_accept(asio::as_tuple(asio::use_awaitable));
     if (context_.is_stopping) co_return;
-    if (!error) {
-      take(listener, std::move(socket));
-      continue;
-    }
+    if (!error && take_safely(listener, std::move(socket))) continue;
     // The client has gone already, or the system is out of files or memory.
     timer.expires_after(pause);
     co_await timer.async_wait(asio::as_tuple(asio::use_awaitable));
+  }
+}
+
+/// Returns false without memory for a connection. The listener goes on to accept.
+bool Server::Core::take_safely(Listener& listener, tcp::socket socket) {
+  try {
+    take(listener, std::move(socket));
+    return true;
+  } catch (const std::exception&) {
+    return false;
   }
 }
 
@@ -218,13 +226,21 @@ void Server::Core::take(Listener& listener, tcp::socket socket) {
       std::make_shared<HttpConnection>(stream, address_of(peer.address()), listener.site, context_);
   connections_.insert(connection.get());
   ++listener.connections;
-  asio::co_spawn(network_, connection->run(),
-                 [this, &listener, connection](const std::exception_ptr& failure) {
-                   connections_.erase(connection.get());
-                   --listener.connections;
-                   if (failure) log_.message("a connection failed");
-                   finish_if_done();
-                 });
+  const auto forget = [this, &listener](HttpConnection* ended) {
+    connections_.erase(ended);
+    --listener.connections;
+  };
+  try {
+    asio::co_spawn(network_, connection->run(),
+                   [this, forget, connection](const std::exception_ptr& failure) {
+                     forget(connection.get());
+                     if (failure) log_.message("a connection failed");
+                     finish_if_done();
+                   });
+  } catch (...) {
+    forget(connection.get());
+    throw;
+  }
 }
 
 /// Says that the server is busy, as far as that can be said without waiting.
