@@ -95,7 +95,7 @@ void Writer::work() {
       has_more = has_more && tidy_up();
       write_refusals();
       const std::lock_guard lock(mutex_);
-      if (is_stopping_ && jobs_.empty()) return;
+      if (is_stopping_ && jobs_.empty() && refusals_.empty()) return;
       continue;
     }
     if (auto* const task = std::get_if<Task>(&jobs.front())) {
@@ -103,6 +103,7 @@ void Writer::work() {
     } else {
       keep_group(jobs);
       has_more = tidy_up();
+      write_refusals();
     }
     checkpointer_.keep_log_small();
   }
@@ -176,9 +177,10 @@ void Writer::write_refusals() {
   Refusals refusals;
   {
     const std::lock_guard lock(mutex_);
+    const bool is_due = is_stopping_ || Clock::now() >= refusals_time_ + refusals_delay;
+    if (refusals_.empty() || !is_due) return;
     refusals.swap(refusals_);
   }
-  if (refusals.empty()) return;
   try {
     check_file();
     SQLite::Transaction transaction(connection_.database(), SQLite::TransactionBehavior::IMMEDIATE);

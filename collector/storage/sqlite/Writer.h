@@ -117,6 +117,7 @@ class Writer {
   void keep_group(std::vector<std::variant<Job, Task>>& jobs);
   /// In one transaction: all of them or none. Throws.
   std::vector<Outcome> commit(std::vector<std::variant<Job, Task>>& jobs);
+  /// Writes the refusals if the first of them was counted some time ago, or at the end.
   void write_refusals();
   /// Works on the sums, if there is something to do. Returns whether there is more.
   bool tidy_up();

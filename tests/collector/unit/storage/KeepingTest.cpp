@@ -202,6 +202,25 @@ TEST_F(Keeping, ARefusalIsWrittenSoonWithoutAnythingElseToDo) {
   EXPECT_EQ(storage->count_intake(everything()).refused["timeout"], 1);
 }
 
+TEST_F(Keeping, ARefusalIsWrittenSoonWhileDeliveriesNeverEnd) {
+  storage->add_product("default");
+  storage->count_refusal("default", at("2026-01-05T10:00:00Z"), "timeout");
+  std::atomic<unsigned> waiting = 0;
+  std::int64_t counted = 0;
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds{10};
+  for (unsigned i = 0; counted == 0 && std::chrono::steady_clock::now() < limit; ++i) {
+    ++waiting;
+    storage->keep(sample_delivery(i, "2026-01-05T10:00:00Z", sample_report("first")),
+                  TimeKind::arrival, [&](Outcome) { --waiting; });
+    while (waiting > 2000) std::this_thread::yield();
+    if (i % 1000 == 0) counted = storage->count_intake(everything()).refused["timeout"];
+  }
+  // The writer had something to do until here.
+  EXPECT_GT(waiting, 0U);
+  EXPECT_EQ(counted, 1);
+  storage.reset();
+}
+
 TEST_F(Keeping, TheThresholdIsFiveAtFirstAndStays) {
   EXPECT_EQ(storage->threshold(), 5);
   storage->set_threshold(12);
