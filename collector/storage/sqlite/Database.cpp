@@ -19,9 +19,8 @@ namespace {
 /// Called by SQLite while another connection holds a lock. SQLite's own waits grow to 100 ms, in
 /// which a busy server commits and locks again many times.
 int wait_for_lock(void*, int earlier_calls) {
-  constexpr std::chrono::milliseconds pause{2};
-  if (pause * earlier_calls >= longest_wait) return 0;
-  std::this_thread::sleep_for(pause);
+  if (lock_interval * earlier_calls >= longest_wait) return 0;
+  std::this_thread::sleep_for(lock_interval);
   return 1;
 }
 
@@ -40,7 +39,7 @@ void switch_to_wal(SQLite::Database& database) {
   const auto limit = std::chrono::steady_clock::now() + longest_wait;
   while (database.tryExec("PRAGMA journal_mode = WAL") == SQLITE_BUSY &&
          std::chrono::steady_clock::now() < limit) {
-    std::this_thread::sleep_for(std::chrono::milliseconds{2});
+    std::this_thread::sleep_for(lock_interval);
   }
   if (database.execAndGet("PRAGMA journal_mode").getString() != "wal") {
     throw StorageError("cannot write to " + database.getFilename() +

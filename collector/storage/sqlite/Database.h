@@ -14,6 +14,9 @@ namespace pelto::collector {
 /// How long an operation waits for another process's lock before it fails.
 inline constexpr std::chrono::milliseconds longest_wait{5000};
 
+/// How often it tries the lock meanwhile.
+inline constexpr std::chrono::milliseconds lock_interval{2};
+
 /// A connection to the storage's file at `path`: in WAL mode, each commit synced, deleted content
 /// overwritten, the tables made or brought up to date. A new file is for its owner's eyes only.
 /// Throws `StorageError`.

@@ -22,6 +22,10 @@ constexpr std::int64_t bytes_per_fold = std::int64_t{4} * 1024 * 1024;
 constexpr std::chrono::seconds state_lifetime{1};
 constexpr std::chrono::milliseconds longest_probe{250};
 constexpr std::chrono::seconds refusals_delay{1};
+/// Other processes try the lock at intervals. A pause that is longer than one of those cannot be
+/// missed, as the moment between two transactions can.
+constexpr std::chrono::milliseconds pause_for_others = lock_interval * 5 / 2;
+constexpr std::chrono::milliseconds pause_interval{250};
 
 std::pair<dev_t, ino_t> identify(const std::filesystem::path& path) {
   struct stat status {};
@@ -106,6 +110,7 @@ void Writer::work() {
       write_refusals();
     }
     checkpointer_.keep_log_small();
+    let_others_write();
   }
 }
 
@@ -222,6 +227,12 @@ bool Writer::tidy_up() {
     merging_.forget();
     return false;
   }
+}
+
+void Writer::let_others_write() {
+  if (Clock::now() - pause_time_ < pause_interval) return;
+  std::this_thread::sleep_for(pause_for_others);
+  pause_time_ = Clock::now();
 }
 
 void Writer::check_file() const {

@@ -121,6 +121,8 @@ class Writer {
   void write_refusals();
   /// Works on the sums, if there is something to do. Returns whether there is more.
   bool tidy_up();
+  /// Lets other processes have the lock from time to time, however much there is to write.
+  void let_others_write();
   void check_file() const;
   void note_state(bool is_ready);
 
@@ -131,6 +133,7 @@ class Writer {
   Checkpointer checkpointer_;
   Merging merging_;
   std::pair<dev_t, ino_t> file_;
+  Clock::time_point pause_time_ = Clock::now();
 
   std::mutex mutex_;
   std::condition_variable changed_;
