@@ -1,9 +1,9 @@
 #include "collector/commands/ImportLine.h"
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "collector/commands/ProductName.h"
 #include "collector/intake/Intake.h"
 #include "collector/intake/Refusal.h"
 #include "collector/report/Guid.h"
@@ -17,7 +17,6 @@ using nlohmann::json;
 
 /// An entry of a list is the deepest: line, list, entry.
 constexpr int deepest_level = 3;
-constexpr std::size_t longest_product = 128;
 
 class WrongForm : public std::runtime_error {
  public:
@@ -107,12 +106,6 @@ std::variant<Report, Refusal> read_report(const json& line, const IntakeOptions&
   const std::size_t length = report.installation.size();
   if (length == 0 || length > longest_installation) return Refusal::no_installation;
   return report;
-}
-
-/// Whether a product can have this name: it is shown in lists of one line.
-bool is_product_name(const std::string& name) {
-  return !name.empty() && name.size() <= longest_product &&
-         std::ranges::none_of(name, [](char c) { return static_cast<unsigned char>(c) < ' '; });
 }
 
 }  // namespace

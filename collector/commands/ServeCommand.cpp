@@ -13,6 +13,7 @@
 
 #include "collector/commands/CommandLine.h"
 #include "collector/commands/DataFolder.h"
+#include "collector/commands/ProductName.h"
 #include "collector/intake/CodePage.h"
 #include "collector/serve/Address.h"
 #include "collector/serve/Endpoint.h"
@@ -74,11 +75,6 @@ void add_days(CLI::App& command, const std::string& name, const std::string& hel
       ->check(CLI::Range(1, most));
 }
 
-bool is_product_name(const std::string& name) {
-  const auto is_control = [](char c) { return (c >= 0 && c < ' ') || c == '\x7f'; };
-  return !name.empty() && std::none_of(name.begin(), name.end(), is_control);
-}
-
 void add_listener_options(CLI::App& command, Options& options) {
   ServeOptions& serve = options.serve;
   add_endpoint(command, "--intake", serve.intake, "Where reports are taken");
@@ -93,7 +89,7 @@ void add_listener_options(CLI::App& command, Options& options) {
       ->type_name("NAME")
       ->check(CLI::Validator(
           [](const std::string& name) {
-            return is_product_name(name) ? "" : "a product needs a name of plain characters";
+            return is_product_name(name) ? "" : "a product has 1 to 128 plain characters";
           },
           ""));
   add_list(command, "--path", serve.paths, "A path that takes reports")

@@ -163,6 +163,7 @@ TEST(ImportLine, IsBadWithoutAProductThatCanBeShown) {
   EXPECT_EQ(code_without("product"), "bad-line");
   EXPECT_EQ(code_with("product", ""), "bad-line");
   EXPECT_EQ(code_with("product", "a\nb"), "bad-line");
+  EXPECT_EQ(code_with("product", "a\x7f"), "bad-line");
   EXPECT_EQ(code_with("product", std::string(129, 'a')), "bad-line");
   EXPECT_EQ(code_with("product", std::string(128, 'a')), "taken");
   EXPECT_EQ(code_with("product", "\xC3\xA4 b"), "taken");
