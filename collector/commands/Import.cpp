@@ -68,7 +68,7 @@ class Flight {
   std::map<Outcome, std::int64_t> outcomes_;
 };
 
-bool is_blank(std::string_view line) {
+bool has_only_whitespace(std::string_view line) {
   return line.find_first_not_of(" \t\r") == std::string_view::npos;
 }
 
@@ -99,7 +99,7 @@ class Import {
                             refuse(number, BadLine{bad_line_code});
                             return;
                           }
-                          if (is_blank(*line)) return;
+                          if (has_only_whitespace(*line)) return;
                           const auto read = read_import_line(*line, options_);
                           if (const auto* const bad = std::get_if<BadLine>(&read)) {
                             refuse(number, *bad);

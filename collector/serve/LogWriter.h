@@ -10,9 +10,8 @@
 
 namespace pelto::collector {
 
-/// Writes lines to a file descriptor, from a thread of its own. Whoever writes a line does not
-/// wait: while the other end does not read, lines are kept up to a limit, and further ones are lost
-/// and counted.
+/// Writes lines to a file descriptor, from a thread of its own, so that no caller waits: while the
+/// other end does not read, lines are kept up to a limit, and further ones are lost and counted.
 class LogWriter {
  public:
   static constexpr std::size_t most_bytes = std::size_t{1} * 1024 * 1024;

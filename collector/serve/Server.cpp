@@ -37,7 +37,7 @@ using asio::ip::tcp;
 
 namespace {
 
-/// Requests that come before the intake can say no to them are few on the pages' listener.
+/// The pages have few clients, who must not use up the files that the intake needs.
 constexpr std::size_t most_page_connections = 256;
 /// Files other than connections: the storage's, the listeners', the log.
 constexpr std::size_t other_files = 128;

@@ -1,7 +1,7 @@
 // The way of reports into the cells.
 //
-// A report that arrives changes no cell: it is in the file as a row, and whoever counts adds the
-// rows after the last folded one to the cells. From time to time these are folded: their cells are
+// A report that arrives changes no cell: it is in the file as a row, and each count adds the rows
+// after the last folded one to the cells. From time to time these are folded: their cells are
 // appended to the file as one segment. A report that was folded and is replaced later is listed in
 // `changed`; the next fold takes its sums back, and declares its installation's part in the earlier
 // segments of its period and version void.

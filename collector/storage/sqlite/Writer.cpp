@@ -81,7 +81,7 @@ bool Writer::is_ready() {
     }});
     changed_.notify_all();
   }
-  // Who asks may serve others on the same thread. A write that takes longer is no good sign either.
+  // The caller's thread may have others to serve. A write that takes longer is no good sign either.
   return changed_.wait_for(lock, longest_probe, is_known) && is_ready_;
 }
 
