@@ -26,12 +26,16 @@ int wait_for_lock(void*, int earlier_calls) {
 
 /// SQLite would make the file readable for everybody. Its other files get this one's mode.
 void make_file(const std::filesystem::path& path) {
-  const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  if (file < 0) {
-    throw StorageError("cannot open " + path.string() + ": " + std::strerror(errno) +
-                       "; check that its folder exists and can be written");
+  // An existing file is not opened: the end of any descriptor takes the locks of all connections
+  // that this process has to the file, and another process would then remove their log.
+  const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (file >= 0) {
+    ::close(file);
+    return;
   }
-  ::close(file);
+  if (errno == EEXIST) return;
+  throw StorageError("cannot open " + path.string() + ": " + std::strerror(errno) +
+                     "; check that its folder exists and can be written");
 }
 
 /// The file may be switched to WAL by two processes at a time; SQLite then does not wait.

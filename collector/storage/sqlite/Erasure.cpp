@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
 #include <map>
 #include <set>
 #include <string_view>
@@ -158,29 +157,36 @@ void empty_log(Connection& connection, const std::filesystem::path& path) {
   }
 }
 
-[[noreturn]] void fail_to_look(const std::filesystem::path& path) {
-  throw StorageError(path.string() +
-                     ": erased, but it cannot be read to look for traces; check the disk and erase "
-                     "again");
-}
-
-bool has_any(const std::filesystem::path& path, const std::vector<std::string>& texts) {
-  constexpr std::size_t step = std::size_t{1} << 20;
+/// Whether one of the texts is in the file. It is read as SQLite has it open: the end of another
+/// descriptor would take the locks of all connections that this process has to the file.
+bool has_any(Connection& connection, const std::vector<std::string>& texts) {
+  constexpr sqlite3_int64 step = sqlite3_int64{1} << 20;
+  sqlite3_file* file = nullptr;
+  sqlite3_int64 size = 0;
+  if (sqlite3_file_control(connection.database().getHandle(), "main", SQLITE_FCNTL_FILE_POINTER,
+                           &file) != SQLITE_OK ||
+      file->pMethods->xFileSize(file, &size) != SQLITE_OK) {
+    throw StorageError("erased, but the file cannot be read to look for traces; check the disk");
+  }
   std::size_t longest = 0;
   for (const std::string& text : texts) longest = std::max(longest, text.size());
-  std::ifstream file(path, std::ios::binary);
-  if (!file) fail_to_look(path);
   std::string part;
-  std::string buffer(step, '\0');
-  while (file.read(buffer.data(), step) || file.gcount() > 0) {
-    part.append(buffer, 0, static_cast<std::size_t>(file.gcount()));
+  for (sqlite3_int64 at = 0; at < size; at += step) {
+    const auto length = static_cast<std::size_t>(std::min(step, size - at));
+    const std::size_t start = part.size();
+    part.resize(start + length);
+    // Another process may have made the file shorter meanwhile; what is gone is read as zeros.
+    const int result =
+        file->pMethods->xRead(file, part.data() + start, static_cast<int>(length), at);
+    if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ) {
+      throw StorageError("erased, but the file cannot be read to look for traces; check the disk");
+    }
     for (const std::string& text : texts) {
       if (part.find(text) != std::string::npos) return true;
     }
     // A text may lie on both sides of the boundary.
     if (part.size() > longest) part.erase(0, part.size() - longest);
   }
-  if (file.bad()) fail_to_look(path);
   return false;
 }
 
@@ -221,7 +227,7 @@ void remove_traces(Connection& connection, const std::filesystem::path& path,
   std::ranges::copy_if(texts, std::back_inserter(traces),
                        [](const std::string& text) { return text.size() >= shortest_trace; });
   for (const bool with_reports : {false, true}) {
-    if (traces.size() <= most_traces && !has_any(path, traces)) break;
+    if (traces.size() <= most_traces && !has_any(connection, traces)) break;
     rewrite_texts(connection.database(), with_reports);
     empty_log(connection, path);
     if (traces.size() > most_traces) break;

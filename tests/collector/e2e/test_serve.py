@@ -78,6 +78,38 @@ class Intake(program.CollectorTest):
         again = self.serve()
         self.assertEqual(again.ask(sound_request()), (200, "OK"))
 
+    def test_commands_beside_it_take_nothing_from_it(self) -> None:
+        erase = ("erase", "--installation", "nobody")
+        for command in (("figures", "overview"), ("export",), ("check",), ("user", "list"), erase,
+                        ("backup", str(self.folder / "backup"))):
+            with self.subTest(command):
+                server = self.serve()
+                before = len(self.export())
+                self.assertEqual(server.ask(sound_request()), (200, "OK"))
+                self.assertEqual(program.run(*command, "--data", str(self.data)).returncode, 0)
+                self.assertEqual(server.ask(sound_request()), (200, "OK"))
+                self.assertEqual(len(self.export()), before + 2)
+                server.kill()
+                self.assertEqual(len(self.export()), before + 2)
+
+    def test_its_own_erasing_takes_nothing_from_it(self) -> None:
+        """An erasure looks for traces in the file that the server has open."""
+        old = {"received": "2020-01-05T10:00:00Z", "product": "default", "id": str(uuid.uuid4()),
+               "installation": "silent-installation", "application": "", "version": "",
+               "replaced": False, "commands": [], "file_types": [], "machine": []}
+        program.run("import", "-", "--data", str(self.data), text=json.dumps(old) + "\n")
+        server = self.serve("--forget-silent", "30")
+        end = time.monotonic() + program.PATIENCE
+        while self.export() and time.monotonic() < end:
+            time.sleep(0.05)
+        self.assertEqual(self.export(), [])
+        self.assertEqual(server.ask(sound_request()), (200, "OK"))
+        self.assertEqual(len(self.export()), 1)
+        self.assertEqual(server.ask(sound_request()), (200, "OK"))
+        self.assertEqual(len(self.export()), 2)
+        server.kill()
+        self.assertEqual(len(self.export()), 2)
+
     def test_products_are_known_by_path_and_query(self) -> None:
         server = self.serve("--product", "A", "--product", "B c")
         for path, status in (("/collect/A", 200), ("/collect?product=B%20c", 200),
