@@ -152,6 +152,14 @@ void add_report_options(CLI::App& command, Options& options) {
       .add_option("--code-page", options.serve.intake_options.code_page,
                   "The code page of reports that do not tell theirs")
       ->type_name("N")
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            int code_page = 0;
+            const bool is_known =
+                CLI::detail::lexical_cast(text, code_page) && is_code_page(code_page);
+            return is_known ? "" : "the code page " + text + " is not known; name one like 1252";
+          },
+          ""))
       ->capture_default_str();
   command
       .add_option("--threshold", options.threshold,
@@ -170,10 +178,6 @@ ServeOptions complete(const Options& options) {
   ServeOptions serve = options.serve;
   if (serve.max_in_flight < serve.max_body) {
     throw CommandError("--max-in-flight is less than --max-body; allow at least one request");
-  }
-  if (!is_code_page(serve.intake_options.code_page)) {
-    throw CommandError("the code page " + std::to_string(serve.intake_options.code_page) +
-                       " is not known; name one like 1252");
   }
   if (!options.tls.certificate.empty()) serve.tls = options.tls;
   std::vector<std::string>& products = serve.products;

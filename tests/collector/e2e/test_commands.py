@@ -395,10 +395,23 @@ class CommandLine(CommandTest):
         done = program.run("check", "--config", str(config))
         self.assertEqual((done.returncode, done.stderr), (0, ""), "a command takes what it has")
 
+    def test_a_file_can_name_several_products(self) -> None:
+        self.take([line(1, product="cad"), line(2, product="cam")])
+        config = self.folder / "collector.toml"
+        config.write_text(f'data = "{self.data}"\nproduct = ["cad", "cam"]\n')
+        done = harness.run("check", "--config", str(config))
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertIn("cad, cam", self.complaint("figures", "overview", "--config", str(config)))
+        done = harness.run("figures", "overview", "--config", str(config), "--product", "cam")
+        self.assertEqual(json.loads(done.stdout)["product"], "cam")
+
     def test_a_wrong_file_of_options_is_named(self) -> None:
         config = self.folder / "collector.toml"
         for text, word in (("nonsense = 1\n", "nonsense"), ("[figures]\nproduct = 1\n", "figures"),
-                           ("some words\n", "some words"), ("threshold = x\n", "threshold")):
+                           ("some words\n", "some words"), ("threshold = x\n", "threshold"),
+                           ("threshold = [5, 6]\n", "threshold"), ("code-page = 7\n", "code page"),
+                           ('tls-certificate = "x"\n', "--tls-key"),
+                           ('product = ["cad", ""]\n', "product")):
             with self.subTest(text):
                 config.write_text(f'data = "{self.data}"\n{text}')
                 done = program.run("check", "--config", str(config))
