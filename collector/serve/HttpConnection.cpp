@@ -159,7 +159,9 @@ asio::awaitable<bool> HttpConnection::serve_one() {
     if (early) {
       exchange->response = std::move(*early);
       const Framing& framing = exchange->request.framing;
-      if (framing.is_broken || framing.has_body()) arrival = Arrival::refused;
+      // A body without a length would be read as further requests.
+      const bool is_length_missing = exchange->response.refusal == Refusal::length;
+      if (framing.is_broken || framing.has_body() || is_length_missing) arrival = Arrival::refused;
     } else {
       arrival = co_await read_body(*exchange);
       if (arrival == Arrival::complete) {

@@ -140,6 +140,14 @@ class Intake(program.CollectorTest):
                 self.assertEqual(link.recv(1), b"")
         self.assertEqual(self.export(), [])
 
+    def test_a_body_without_a_length_is_no_further_request(self) -> None:
+        server = self.serve()
+        with server.connect() as link:
+            link.sendall(b"POST /collect HTTP/1.1\r\n\r\n" + sound_request())
+            self.assertEqual(senders.read_response(link), (411, "refused: length"))
+            self.assertEqual(link.recv(1), b"")
+        self.assertEqual(self.export(), [])
+
     def test_a_trickle_is_ended(self) -> None:
         server = self.serve("--header-timeout", "300", "--body-start", "300")
         for start in (b"POST /collect HTTP/1.1\r\nX: ",
