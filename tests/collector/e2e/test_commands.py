@@ -399,10 +399,10 @@ class CommandLine(CommandTest):
         self.take([line(1, product="cad"), line(2, product="cam")])
         config = self.folder / "collector.toml"
         config.write_text(f'data = "{self.data}"\nproduct = ["cad", "cam"]\n')
-        done = harness.run("check", "--config", str(config))
+        done = program.run("check", "--config", str(config))
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         self.assertIn("cad, cam", self.complaint("figures", "overview", "--config", str(config)))
-        done = harness.run("figures", "overview", "--config", str(config), "--product", "cam")
+        done = program.run("figures", "overview", "--config", str(config), "--product", "cam")
         self.assertEqual(json.loads(done.stdout)["product"], "cam")
 
     def test_a_wrong_file_of_options_is_named(self) -> None:
