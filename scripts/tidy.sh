@@ -4,7 +4,7 @@
 #   scripts/tidy.sh             the sender, for Windows, and the collector's rules
 #   scripts/tidy.sh collector   the whole collector: some 10 minutes, which its libraries' headers take
 #
-# Needs the compile_commands.json of the presets windows and collector-address.
+# Needs the compile_commands.json of the preset windows.
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -18,7 +18,9 @@ extra=()
 for argument in "${arguments[@]}"; do extra+=("--extra-arg=$argument"); done
 sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
 tidy_collector() {
-  sources "$@" | xargs -P "$(nproc)" -n 2 clang-tidy --quiet -p "$build/collector-address" \
+  # Without the precompiled headers of another compiler.
+  quietly configure-collector cmake --preset collector
+  sources "$@" | xargs -P "$(nproc)" -n 2 clang-tidy --quiet -p "$build/collector" \
     --extra-arg=-Wno-unknown-warning-option
 }
 if [ "${1:-}" = collector ]; then
