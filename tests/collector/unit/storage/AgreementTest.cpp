@@ -99,7 +99,7 @@ TEST_P(Agreement, OfEveryCountAfterEveryKindOfChange) {
   const TemporaryFolder folder;
   SqliteOptions options;
   options.reports_per_fold = GetParam().reports_per_fold;
-  auto storage = open_sqlite_storage(folder.file(), options);
+  auto storage = open_sqlite_storage(folder / sqlite_file_name, options);
   Model model;
   RandomDeliveries random(GetParam().seed);
   for (int round = 0; round < 12; ++round) {
@@ -113,7 +113,7 @@ TEST_P(Agreement, OfEveryCountAfterEveryKindOfChange) {
       storage->erase_installation(gone);
       model.erase(gone);
     }
-    if (random.below(4) == 0) storage = open_sqlite_storage(folder.file(), options);
+    if (random.below(4) == 0) storage = open_sqlite_storage(folder / sqlite_file_name, options);
     for (int i = 0; i < 4; ++i) expect_counts(*storage, model, random.selection());
     expect_counts(*storage, model, everything());
     expect_agreement(*storage, model);
@@ -154,7 +154,7 @@ TEST(Agreement, WhateverTheOrderInWhichDeliveriesOfStatedTimesCome) {
     const TemporaryFolder folder;
     SqliteOptions options;
     options.reports_per_fold = 1 + order * 3;
-    const auto storage = open_sqlite_storage(folder.file(), options);
+    const auto storage = open_sqlite_storage(folder / sqlite_file_name, options);
     for (const Delivery& delivery : deliveries) keep(*storage, delivery);
     expect_agreement(*storage, model);
     expect_counts(*storage, model, everything());

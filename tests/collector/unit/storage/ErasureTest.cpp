@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -70,12 +71,12 @@ class Erasing : public ::testing::Test {
 
   SqliteOptions options = {.keeps_email = true, .reports_per_fold = 100};
   TemporaryFolder folder;
-  std::unique_ptr<Storage> storage = open_sqlite_storage(folder.file(), options);
+  std::unique_ptr<Storage> storage = open_sqlite_storage(folder / sqlite_file_name, options);
 };
 
 TEST_F(Erasing, LeavesNoTraceInAnyFileWhileAnotherServes) {
   fill(1500);
-  const auto other = open_sqlite_storage(folder.file(), options);
+  const auto other = open_sqlite_storage(folder / sqlite_file_name, options);
   EXPECT_EQ(other->count_commands(everything()).rows.size(), 1501U);
   EXPECT_THAT(files_with(folder.path(), identifier(77)), ::testing::Not(IsEmpty()));
   for (const unsigned number : {77U, 78U, 1499U, 0U, 700U}) {
@@ -94,7 +95,7 @@ TEST_F(Erasing, LeavesNoTraceInAnyFileWhileAnotherServes) {
 TEST_F(Erasing, ThatFailedToRemoveTheTracesDoesSoTheNextTime) {
   fill(300);
   {
-    SQLite::Database reader = open_database(folder.file());
+    SQLite::Database reader = open_database(folder / sqlite_file_name);
     reader.exec("BEGIN");
     reader.execAndGet("SELECT count(*) FROM report");
     EXPECT_THROW(storage->erase_installation(identifier(77)), StorageError);
@@ -102,7 +103,7 @@ TEST_F(Erasing, ThatFailedToRemoveTheTracesDoesSoTheNextTime) {
   EXPECT_THAT(export_all(*storage, identifier(77)), IsEmpty());
   EXPECT_THAT(files_with(folder.path(), identifier(77)), ::testing::Not(IsEmpty()));
   // Another process does it, which does not know what was erased.
-  storage = open_sqlite_storage(folder.file(), options);
+  storage = open_sqlite_storage(folder / sqlite_file_name, options);
   EXPECT_EQ(storage->erase_installation(identifier(77)).installations, 0);
   expect_no_trace(77);
   EXPECT_THAT(storage->check(), IsEmpty());
@@ -191,7 +192,7 @@ TEST_F(Erasing, AnAddressThatWasReplacedIsGone) {
 }
 
 TEST_F(Erasing, AddressesAreNotKeptWhenTheirKeepingIsOff) {
-  storage = open_sqlite_storage(folder.file(), {.keeps_email = false});
+  storage = open_sqlite_storage(folder / sqlite_file_name, {.keeps_email = false});
   fill(3);
   EXPECT_EQ(storage->erase_email(address(1)).installations, 0);
   EXPECT_THAT(files_with(folder.path(), address(1)), IsEmpty());

@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <atomic>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <thread>
@@ -50,7 +51,7 @@ TEST(Fault, EveryAnsweredDeliveryIsThereOnceAfterAKillInTheMiddle) {
     if (child == 0) {
       SqliteOptions options;
       options.reports_per_fold = 50;
-      const auto storage = open_sqlite_storage(folder.file(), options);
+      const auto storage = open_sqlite_storage(folder / sqlite_file_name, options);
       for (unsigned i = 0;; ++i) {
         const unsigned number = round * 1'000'000 + i;
         storage->keep(numbered(number), TimeKind::arrival, [&, number](Outcome outcome) {
@@ -76,7 +77,7 @@ TEST(Fault, EveryAnsweredDeliveryIsThereOnceAfterAKillInTheMiddle) {
     ::waitpid(child, &status, 0);
     ASSERT_TRUE(WIFSIGNALED(status));
 
-    const auto storage = open_sqlite_storage(folder.file());
+    const auto storage = open_sqlite_storage(folder / sqlite_file_name);
     EXPECT_THAT(storage->check(), IsEmpty());
     std::map<std::string, int> found;
     for (const KeptDelivery& kept : export_all(*storage)) ++found[kept.delivery.id];
@@ -106,14 +107,15 @@ class FullDisk {
 
 TEST(Fault, AFullDiskFailsDeliveriesAndIsNotReadyUntilThereIsSpace) {
   const TemporaryFolder folder;
-  const auto storage = open_sqlite_storage(folder.file());
+  const auto storage = open_sqlite_storage(folder / sqlite_file_name);
   unsigned number = 0;
   for (; number < 20; ++number) {
     ASSERT_EQ(keep(*storage, numbered(number), TimeKind::arrival), Outcome::accepted);
   }
   unsigned kept = number;
   {
-    const FullDisk full(std::filesystem::file_size(folder.file().string() + "-wal") + 20'000);
+    const FullDisk full(std::filesystem::file_size((folder / sqlite_file_name).string() + "-wal") +
+                        20'000);
     Outcome outcome = Outcome::accepted;
     for (; number < 200; ++number) {
       outcome = keep(*storage, numbered(number), TimeKind::arrival);
@@ -137,12 +139,13 @@ TEST(Fault, AFullDiskFailsDeliveriesAndIsNotReadyUntilThereIsSpace) {
 
 TEST(Fault, AGroupThatDoesNotFitIsNotKeptByHalf) {
   const TemporaryFolder folder;
-  const auto storage = open_sqlite_storage(folder.file());
+  const auto storage = open_sqlite_storage(folder / sqlite_file_name);
   keep(*storage, numbered(0));
   std::atomic<unsigned> kept = 1;
   std::atomic<unsigned> failed = 0;
   {
-    const FullDisk full(std::filesystem::file_size(folder.file().string() + "-wal") + 60'000);
+    const FullDisk full(std::filesystem::file_size((folder / sqlite_file_name).string() + "-wal") +
+                        60'000);
     for (unsigned number = 1; number < 400; ++number) {
       storage->keep(numbered(number), TimeKind::arrival,
                     [&](Outcome outcome) { ++(outcome == Outcome::failed ? failed : kept); });
@@ -160,29 +163,30 @@ TEST(Fault, AGroupThatDoesNotFitIsNotKeptByHalf) {
 
 TEST(Fault, AFileThatIsGoneIsNotReadyAndKeepsNothing) {
   const TemporaryFolder folder;
-  const auto storage = open_sqlite_storage(folder.file());
+  const auto storage = open_sqlite_storage(folder / sqlite_file_name);
   keep(*storage, numbered(0));
-  std::filesystem::rename(folder.file(), folder.path() / "elsewhere");
+  std::filesystem::rename(folder / sqlite_file_name, folder.path() / "elsewhere");
   EXPECT_EQ(keep(*storage, numbered(1)), Outcome::failed);
   EXPECT_FALSE(storage->is_ready());
-  std::filesystem::rename(folder.path() / "elsewhere", folder.file());
+  std::filesystem::rename(folder.path() / "elsewhere", folder / sqlite_file_name);
   EXPECT_EQ(keep(*storage, numbered(1)), Outcome::accepted);
   EXPECT_TRUE(storage->is_ready());
 }
 
 TEST(Fault, AFileOfANewerVersionIsRefusedWithOneLine) {
   const TemporaryFolder folder;
-  open_sqlite_storage(folder.file());
-  SQLite::Database(folder.file(), SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 1000");
-  const std::string error = error_of(folder.file());
+  open_sqlite_storage(folder / sqlite_file_name);
+  SQLite::Database(folder / sqlite_file_name, SQLite::OPEN_READWRITE)
+      .exec("PRAGMA user_version = 1000");
+  const std::string error = error_of(folder / sqlite_file_name);
   EXPECT_THAT(error, HasSubstr("update this program"));
   EXPECT_EQ(error.find('\n'), std::string::npos);
 }
 
 TEST(Fault, AFileThatIsSomethingElseIsRefused) {
   const TemporaryFolder folder;
-  std::ofstream(folder.file()) << std::string(10'000, 'x');
-  EXPECT_THAT(error_of(folder.file()), HasSubstr("restore a backup"));
+  std::ofstream(folder / sqlite_file_name) << std::string(10'000, 'x');
+  EXPECT_THAT(error_of(folder / sqlite_file_name), HasSubstr("restore a backup"));
 }
 
 TEST(Fault, AFolderThatIsMissingIsRefused) {
@@ -198,7 +202,7 @@ TEST(Fault, AReadOnlyFileIsRefused) {
 
 TEST(Fault, ANewFileIsForItsOwnerOnly) {
   const TemporaryFolder folder;
-  const auto storage = open_sqlite_storage(folder.file());
+  const auto storage = open_sqlite_storage(folder / sqlite_file_name);
   keep(*storage, numbered(0));
   for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
     struct stat status {};
@@ -211,8 +215,8 @@ TEST(Fault, WhatTwoKeepEachSeesAtOnce) {
   const TemporaryFolder folder;
   SqliteOptions options;
   options.reports_per_fold = 5;
-  const auto first = open_sqlite_storage(folder.file(), options);
-  const auto second = open_sqlite_storage(folder.file(), options);
+  const auto first = open_sqlite_storage(folder / sqlite_file_name, options);
+  const auto second = open_sqlite_storage(folder / sqlite_file_name, options);
   for (unsigned i = 0; i < 60; ++i) {
     Storage& writer = i % 3 == 0 ? *first : *second;
     Storage& reader = i % 3 == 0 ? *second : *first;
@@ -233,7 +237,7 @@ TEST(Fault, WhatTwoKeepEachSeesAtOnce) {
 
 TEST(Fault, TwoProcessesKeepAtATime) {
   const TemporaryFolder folder;
-  open_sqlite_storage(folder.file());
+  open_sqlite_storage(folder / sqlite_file_name);
   constexpr unsigned each = 300;
   pid_t children[2];
   for (unsigned process = 0; process < 2; ++process) {
@@ -244,7 +248,7 @@ TEST(Fault, TwoProcessesKeepAtATime) {
     {
       SqliteOptions options;
       options.reports_per_fold = 40;
-      const auto storage = open_sqlite_storage(folder.file(), options);
+      const auto storage = open_sqlite_storage(folder / sqlite_file_name, options);
       for (unsigned i = 0; i < each; ++i) {
         is_fine = is_fine && keep(*storage, numbered(process * each + i)) == Outcome::accepted;
       }
@@ -256,16 +260,16 @@ TEST(Fault, TwoProcessesKeepAtATime) {
     ::waitpid(child, &status, 0);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   }
-  const auto storage = open_sqlite_storage(folder.file());
+  const auto storage = open_sqlite_storage(folder / sqlite_file_name);
   EXPECT_EQ(storage->count_commands(everything()).installations.installations, 2 * each);
   EXPECT_THAT(storage->check(), IsEmpty());
 }
 
 TEST(Fault, ALockThatIsHeldForTooLongFailsAndIsOver) {
   const TemporaryFolder folder;
-  const auto storage = open_sqlite_storage(folder.file());
+  const auto storage = open_sqlite_storage(folder / sqlite_file_name);
   {
-    SQLite::Database other = open_database(folder.file());
+    SQLite::Database other = open_database(folder / sqlite_file_name);
     other.exec("BEGIN IMMEDIATE");
     EXPECT_EQ(keep(*storage, numbered(1)), Outcome::failed);
     EXPECT_FALSE(storage->is_ready());
@@ -276,7 +280,7 @@ TEST(Fault, ALockThatIsHeldForTooLongFailsAndIsOver) {
 
 TEST(Fault, ABackupBesideAWriterIsWholeAndOfOneMoment) {
   const TemporaryFolder folder;
-  const auto storage = open_sqlite_storage(folder.file());
+  const auto storage = open_sqlite_storage(folder / sqlite_file_name);
   std::atomic<bool> is_over = false;
   std::thread writer([&] {
     for (unsigned i = 0; !is_over; ++i) keep(*storage, numbered(i), TimeKind::arrival);
@@ -301,7 +305,7 @@ std::vector<std::string> check_after(const char* sql) {
   SqliteOptions options;
   options.reports_per_fold = 10;
   {
-    const auto storage = open_sqlite_storage(folder.file(), options);
+    const auto storage = open_sqlite_storage(folder / sqlite_file_name, options);
     for (unsigned i = 0; i < 15; ++i) {
       Delivery delivery = numbered(i);
       delivery.report.machine = {{"OS", "Caption", "Windows"}};
@@ -310,8 +314,8 @@ std::vector<std::string> check_after(const char* sql) {
     }
     keep(*storage, sample_delivery(99, "2026-01-06T10:00:00Z", numbered(3).report));
   }
-  SQLite::Database(folder.file(), SQLite::OPEN_READWRITE).exec(sql);
-  return open_sqlite_storage(folder.file(), options)->check();
+  SQLite::Database(folder / sqlite_file_name, SQLite::OPEN_READWRITE).exec(sql);
+  return open_sqlite_storage(folder / sqlite_file_name, options)->check();
 }
 
 TEST(Fault, CheckFindsWhatIsWrong) {

@@ -19,11 +19,11 @@ class Keeping : public ::testing::Test {
  protected:
   void reopen() {
     storage.reset();
-    storage = open_sqlite_storage(folder.file());
+    storage = open_sqlite_storage(folder / sqlite_file_name);
   }
 
   TemporaryFolder folder;
-  std::unique_ptr<Storage> storage = open_sqlite_storage(folder.file());
+  std::unique_ptr<Storage> storage = open_sqlite_storage(folder / sqlite_file_name);
 };
 
 TEST_F(Keeping, ADeliveryIsThereAfterReopeningWithEverythingThatIsKept) {

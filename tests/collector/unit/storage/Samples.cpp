@@ -1,23 +1,10 @@
 #include "tests/collector/unit/storage/Samples.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <future>
-#include <stdexcept>
 #include <utility>
 
 namespace pelto::collector::testing {
-
-TemporaryFolder::TemporaryFolder() {
-  std::string name = (std::filesystem::temp_directory_path() / "storage-XXXXXX").string();
-  if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  path_ = name;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
 
 Time at(const char* text) {
   return parse_time(text).value();

@@ -1,7 +1,6 @@
 // What the storage's tests share.
 #pragma once
 
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <random>
@@ -10,23 +9,11 @@
 
 #include "collector/storage/Storage.h"
 #include "collector/storage/sqlite/SqliteStorage.h"
+#include "tests/collector/support/TemporaryFolder.h"
 
 namespace pelto::collector::testing {
 
-/// A folder that is removed with everything in it.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  const std::filesystem::path& path() const { return path_; }
-  std::filesystem::path file() const { return path_ / sqlite_file_name; }
-
- private:
-  std::filesystem::path path_;
-};
+using test::TemporaryFolder;
 
 /// The time of a text like "2026-01-05T10:00:00Z".
 Time at(const char* text);

@@ -6,3 +6,4 @@ collector_tests(storage
   Model.cpp
   PackingTest.cpp
   Samples.cpp)
+target_link_libraries(storage_tests PRIVATE collector_test_support)
