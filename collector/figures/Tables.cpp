@@ -92,7 +92,10 @@ Table overview_table(std::vector<PeriodRow> rows, const TableContext& context) {
   Table table{{"period", "installations", "new", "reports"}, {}, 0};
   for (std::size_t i = 0; i < rows.size(); ++i) {
     const PeriodRow& row = rows[i];
-    if (!may_be_shown(row.installations, context.threshold)) {
+    // In a product's first period all are new: there the one number tells the other.
+    const bool tells_new = i == 0 && !new_parts[i].is_shown &&
+                           row.installations.installations == new_parts[i].installations;
+    if (tells_new || !may_be_shown(row.installations, context.threshold)) {
       ++table.withheld;
       continue;
     }

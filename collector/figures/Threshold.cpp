@@ -1,5 +1,7 @@
 #include "collector/figures/Threshold.h"
 
+#include <cstdlib>
+
 namespace pelto::collector {
 
 namespace {
@@ -31,7 +33,7 @@ void withhold_differences(std::vector<Part>& parts, std::optional<std::int64_t> 
     std::int64_t shown = 0;
     std::int64_t withheld = 0;
     for (const Part& part : parts) (part.is_shown ? shown : withheld) += part.installations;
-    const bool is_difference_few = total && is_few(*total - shown, threshold);
+    const bool is_difference_few = total && is_few(std::abs(*total - shown), threshold);
     if (!is_few(withheld, threshold) && !is_difference_few) return;
     Part* const next = smallest_shown(parts);
     if (next == nullptr) return;

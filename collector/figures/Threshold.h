@@ -25,8 +25,9 @@ struct Part {
 };
 
 /// Withholds the smallest shown parts until those withheld rest on no few installations in all, and
-/// neither does the difference of `total` and the shown ones. `total` is the number that is shown
-/// for all parts; none if none is shown.
+/// neither does the difference of `total` and the shown ones. Parts that add up to more than the
+/// total overlap, and the difference is how many are in several. `total` is the number that is
+/// shown for all parts; none if none is shown.
 void withhold_differences(std::vector<Part>& parts, std::optional<std::int64_t> total,
                           int threshold);
 

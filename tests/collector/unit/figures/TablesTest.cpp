@@ -52,6 +52,21 @@ TEST(OverviewTable, WithholdsNewOnesThatAreFewAndWhatWouldTellThem) {
             "2024-03-25,30,0,30\n");
 }
 
+TEST(OverviewTable, LeavesOutAFirstRowThatWouldTellTheNewOnesOfTheOthers) {
+  // All of the first period are new, so 10 less 8 would tell that 2 are new in the second.
+  const Table table =
+      overview_table({{0, 8, {8}, {8}}, {1, 10, {10}, {2}}}, {.threshold = 5, .installations = 10});
+  EXPECT_EQ(rows_of(table), "2024-01-29,10,,10\n");
+  EXPECT_EQ(table.withheld, 1);
+}
+
+TEST(OverviewTable, KeepsAFirstRowThatTellsNothing) {
+  // Some of the first row came before the range, so its number does not tell that of the new ones.
+  const Table table = overview_table({{1, 9, {9}, {6}}, {2, 10, {10}, {2}}},
+                                     {.threshold = 5, .installations = 10});
+  EXPECT_EQ(rows_of(table), "2024-01-29,9,,9\n2024-02-26,10,,10\n");
+}
+
 TEST(OverviewTable, NewOnesOfALeftOutRowCountAsWithheld) {
   const Table table = overview_table({{0, 30, {30}, {30}}, {1, 9, {9}, {6}}, {2, 2, {2}, {2}}},
                                      {.threshold = 5, .installations = 38});
