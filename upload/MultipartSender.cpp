@@ -9,12 +9,10 @@
 #include "platform/Handles.h"
 #include "upload/DeliveryVerdict.h"
 #include "upload/MultipartForm.h"
+#include "upload/ReportForm.h"
 #include "upload/UploadAddress.h"
 
 namespace {
-
-/// The user agent, which servers may know (docs/compatibility.md, 39).
-constexpr wchar_t Agent[] = L"CrashRpt";
 
 constexpr std::size_t ChunkLength = 1024;
 /// In bytes. The rest of a response's body is not read.
@@ -87,7 +85,7 @@ bool CMultipartSender::Deliver() {
   if (!length) return Fail(L"Error calculating size of data to send!");
 
   Report(L"Opening Internet connection.");
-  session.Reset(InternetOpenW(Agent, INTERNET_OPEN_TYPE_PRECONFIG, nullptr /* proxy */,
+  session.Reset(InternetOpenW(UserAgent, INTERNET_OPEN_TYPE_PRECONFIG, nullptr /* proxy */,
                               nullptr /* bypass */, 0 /* no flags */));
   if (!session) return Fail(L"Error opening Internet session");
 

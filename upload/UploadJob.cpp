@@ -8,16 +8,10 @@
 #include "upload/AnsiConverter.h"
 #include "upload/Base64.h"
 #include "upload/MultipartSender.h"
+#include "upload/ReportForm.h"
 #include "upload/ReportPayload.h"
 #include "upload/UploadNotifier.h"
 #include "upload/UploadRequest.h"
-
-namespace {
-
-constexpr wchar_t IdField[] = L"Id";
-constexpr wchar_t ReportField[] = L"peltorpt";
-
-}  // namespace
 
 int UploadReport(CReportStore& store, const std::wstring& address) {
   CAnsiConverter converter;

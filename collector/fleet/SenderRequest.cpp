@@ -7,13 +7,11 @@
 
 #include "upload/Base64.h"
 #include "upload/MultipartForm.h"
+#include "upload/ReportForm.h"
 
 namespace pelto::collector {
 
 namespace {
-
-constexpr wchar_t id_field[] = L"Id";
-constexpr wchar_t report_field[] = L"peltorpt";
 
 /// The form's own texts are ASCII.
 std::string narrow(const std::wstring& text) {
@@ -31,9 +29,9 @@ struct FormTexts {
 
   FormTexts() {
     CUploadRequest request;
-    request.textFields = {{id_field, ""}, {report_field, ""}};
-    id_header = narrow(FormatTextPartHeader(request, id_field).value());
-    report_header = narrow(FormatTextPartHeader(request, report_field).value());
+    request.textFields = {{IdField, ""}, {ReportField, ""}};
+    id_header = narrow(FormatTextPartHeader(request, IdField).value());
+    report_header = narrow(FormatTextPartHeader(request, ReportField).value());
   }
 };
 
@@ -70,8 +68,8 @@ std::string format_request(const CollectorAddress& address, const std::string& i
                            Base64Encode(report, 0, '\n') + texts.footer + texts.closing;
   return "POST " + address.path + " HTTP/1.1\r\nAccept: */*\r\nHost: " + address.host + ":" +
          address.port + "\r\nContent-Length: " + std::to_string(body.size()) +
-         "\r\nUser-Agent: CrashRpt\r\nCache-Control: no-cache\r\n" + narrow(FormatRequestHeader()) +
-         "\r\n\r\n" + body;
+         "\r\nUser-Agent: " + narrow(UserAgent) + "\r\nCache-Control: no-cache\r\n" +
+         narrow(FormatRequestHeader()) + "\r\n\r\n" + body;
 }
 
 }  // namespace pelto::collector

@@ -1,7 +1,9 @@
 #include "collector/intake/Intake.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -9,13 +11,16 @@
 #include "collector/intake/Payload.h"
 #include "collector/intake/ReportReader.h"
 #include "collector/report/Guid.h"
+#include "upload/ReportForm.h"
 
 namespace pelto::collector {
 
 namespace {
 
-constexpr std::string_view id_field = "Id";
-constexpr std::string_view report_field = "peltorpt";
+/// Whether a field of the form has this name.
+bool is_named(const FormField& field, std::wstring_view name) {
+  return std::ranges::equal(field.name, name);
+}
 
 struct KnownFields {
   std::optional<std::string_view> id;
@@ -27,9 +32,10 @@ std::variant<KnownFields, Refusal> find_fields(const std::vector<FormField>& for
   KnownFields fields;
   bool has_large_part = false;
   for (const FormField& field : form) {
-    if (field.name != report_field && field.value.size() > largest_part) has_large_part = true;
-    if (field.name != id_field && field.name != report_field) continue;
-    std::optional<std::string_view>& known = field.name == id_field ? fields.id : fields.report;
+    const bool is_report = is_named(field, ReportField);
+    if (!is_report && field.value.size() > largest_part) has_large_part = true;
+    if (!is_report && !is_named(field, IdField)) continue;
+    std::optional<std::string_view>& known = is_report ? fields.report : fields.id;
     if (known) return Refusal::not_multipart;
     known = field.value;
   }
