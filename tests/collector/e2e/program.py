@@ -27,6 +27,14 @@ def run(*arguments: str, text: str | None = None) -> subprocess.CompletedProcess
                           timeout=PATIENCE, check=False)
 
 
+def make_certificate(certificate: Path, key: Path) -> None:
+    """Writes a certificate for localhost, and its key."""
+    subprocess.run(
+        ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
+         "-nodes", "-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost",
+         "-days", "2", "-keyout", key, "-out", certificate], check=True, capture_output=True)
+
+
 class Server:
     """A server on free ports of loopback. `before` is a program, with its arguments, that becomes the
     server."""

@@ -54,10 +54,7 @@ def nginx(intake: int) -> Iterator[tuple[int, ssl.SSLContext]]:
     with tempfile.TemporaryDirectory() as name:
         folder = Path(name)
         port = free_port()
-        subprocess.run(
-            ["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1", "-subj",
-             "/CN=localhost", "-addext", "subjectAltName=DNS:localhost", "-keyout", folder / "key",
-             "-out", folder / "certificate"], check=True, capture_output=True)
+        program.make_certificate(folder / "certificate", folder / "key")
         sample = (SAMPLES / "nginx.conf").read_text()
         for old, new in (("127.0.0.1:8480", f"127.0.0.1:{intake}"),
                          ("listen 443 ssl", f"listen 127.0.0.1:{port} ssl"),

@@ -223,14 +223,7 @@ class Tls(program.CollectorTest):
     def setUp(self) -> None:
         super().setUp()
         self.certificate, self.key = self.folder / "tls.pem", self.folder / "tls.key"
-        self.make_certificate()
-
-    def make_certificate(self) -> None:
-        subprocess.run(
-            ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
-             "-nodes", "-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost",
-             "-days", "2", "-keyout", self.key, "-out", self.certificate],
-            check=True, capture_output=True)
+        program.make_certificate(self.certificate, self.key)
 
     def serve_tls(self, *arguments: str) -> program.Server:
         return self.serve("--tls-certificate", str(self.certificate), "--tls-key", str(self.key),
@@ -252,7 +245,7 @@ class Tls(program.CollectorTest):
 
     def test_a_new_certificate_is_read_on_request(self) -> None:
         server = self.serve_tls()
-        self.make_certificate()
+        program.make_certificate(self.certificate, self.key)
         context = ssl.create_default_context(cafile=str(self.certificate))
         with self.assertRaises(ssl.SSLError):
             server.ask(sound_request(), context)
