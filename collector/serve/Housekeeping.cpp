@@ -30,16 +30,22 @@ void Housekeeping::run() {
 void Housekeeping::clean_up() {
   const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   try {
-    const std::int64_t texts = storage_.remove_texts(now - options_.retention);
+    const GoesOn goes_on = [this] { return this->goes_on(); };
+    const std::int64_t texts = storage_.remove_texts(now - options_.retention, goes_on);
     if (texts > 0) log_.message("removed " + std::to_string(texts) + " raw reports");
-    if (!options_.forget_silent) return;
-    const ErasedCounts erased = storage_.erase_silent(now - *options_.forget_silent);
+    if (!options_.forget_silent || !goes_on()) return;
+    const ErasedCounts erased = storage_.erase_silent(now - *options_.forget_silent, goes_on);
     if (erased.installations > 0) {
       log_.message("erased " + std::to_string(erased.installations) + " silent installations");
     }
   } catch (const std::exception& error) {
     log_.message(std::string("cannot remove what is kept no longer: ") + error.what());
   }
+}
+
+bool Housekeeping::goes_on() {
+  const std::lock_guard lock(mutex_);
+  return !is_stopping_;
 }
 
 }  // namespace pelto::collector

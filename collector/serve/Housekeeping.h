@@ -26,7 +26,7 @@ class Housekeeping {
  public:
   /// `storage` and `log` must outlive it.
   Housekeeping(const HousekeepingOptions& options, Storage& storage, LogWriter& log);
-  /// Waits for the round that is under way.
+  /// Waits for the step that is under way; the next start goes on with the round.
   ~Housekeeping();
   Housekeeping(const Housekeeping&) = delete;
   Housekeeping& operator=(const Housekeeping&) = delete;
@@ -34,6 +34,7 @@ class Housekeeping {
  private:
   void run();
   void clean_up();
+  bool goes_on();
 
   HousekeepingOptions options_;
   Storage& storage_;

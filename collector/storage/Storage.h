@@ -56,6 +56,9 @@ struct ErasedCounts {
   std::int64_t contacts = 0;
 };
 
+/// Asked between the steps of a long operation; false ends it there.
+using GoesOn = std::function<bool()>;
+
 /// All operations can be called from any thread; each throws `StorageError`. Several processes can
 /// use one storage at a time.
 class Storage {
@@ -102,10 +105,11 @@ class Storage {
   virtual ErasedCounts erase_installation(const std::string& installation) = 0;
   /// Erases every installation with this e-mail address; letter case is ignored.
   virtual ErasedCounts erase_email(const std::string& address) = 0;
-  /// Removes the raw reports received before `time`. Returns their number.
-  virtual std::int64_t remove_texts(Time before) = 0;
-  /// Erases every installation whose last delivery was received before `time`.
-  virtual ErasedCounts erase_silent(Time before) = 0;
+  /// Removes the raw reports received before `before`, in small steps, until `goes_on` returns
+  /// false between two of them. Returns their number.
+  virtual std::int64_t remove_texts(Time before, const GoesOn& goes_on) = 0;
+  /// Erases every installation whose last delivery was received before `before`, in steps as above.
+  virtual ErasedCounts erase_silent(Time before, const GoesOn& goes_on) = 0;
 
   /// Writes a copy as of now to the new file `path`, while others read and write.
   virtual void back_up(const std::string& path) = 0;

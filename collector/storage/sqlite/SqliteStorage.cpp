@@ -1,6 +1,8 @@
 #include "collector/storage/sqlite/SqliteStorage.h"
 
+#include <algorithm>
 #include <chrono>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <type_traits>
@@ -26,8 +28,70 @@ constexpr int first_threshold = 5;
 constexpr std::size_t secret_size = 32;
 /// More are opened when they are needed, and closed afterward.
 constexpr std::size_t most_idle_readers = 2;
-/// Installations that are erased in one transaction, while deliveries wait.
-constexpr std::size_t erasure_step = 500;
+/// Installations that are erased in the first step of several. Deliveries wait for a step: the next
+/// one is larger or smaller, by the time that it took.
+constexpr std::size_t first_erasure_step = 16;
+constexpr std::chrono::milliseconds long_step{250};
+/// Reports that are looked at in one step of the removal of raw reports.
+constexpr std::int64_t text_step = 2000;
+
+using Clock = std::chrono::steady_clock;
+
+bool to_the_end() {
+  return true;
+}
+
+std::size_t next_size(std::size_t size, Clock::duration time) {
+  if (time > long_step) return std::max<std::size_t>(size / 2, 1);
+  return time < long_step / 4 ? 2 * size : size;
+}
+
+/// The installations whose last delivery was received before `before`.
+std::vector<std::int64_t> find_silent(Connection& connection, Time before) {
+  std::vector<std::int64_t> numbers;
+  Query row = connection.query(
+      "SELECT installation FROM report GROUP BY installation HAVING max(received) < ?1",
+      before.time_since_epoch().count());
+  while (row->executeStep()) numbers.push_back(row->getColumn(0).getInt64());
+  return numbers;
+}
+
+/// The end of time for an installation that is gone.
+Time last_time(Connection& connection, std::int64_t installation) {
+  constexpr std::int64_t gone = std::numeric_limits<std::int64_t>::max();
+  return Time{std::chrono::seconds{connection.number(
+      gone, "SELECT received FROM report WHERE installation = ?1 ORDER BY received DESC LIMIT 1",
+      installation)}};
+}
+
+/// How far the removal of raw reports has come: to this time, and to this report of that time.
+struct TextPlace {
+  std::int64_t received = std::numeric_limits<std::int64_t>::min();
+  std::int64_t report = 0;
+};
+
+/// The reports of a step that have a raw report.
+struct TextStep {
+  std::vector<std::int64_t> reports;
+  bool is_last = false;
+};
+
+/// The next reports received before `before`, in their order of time. Moves `place`.
+TextStep next_texts(Connection& connection, Time before, TextPlace& place) {
+  TextStep step;
+  std::int64_t count = 0;
+  Query row = connection.query(
+      "SELECT received, number, EXISTS(SELECT 1 FROM report_text WHERE report = number) "
+      "FROM report WHERE (received, number) > (?1, ?2) AND received < ?3 "
+      "ORDER BY received, number LIMIT ?4",
+      place.received, place.report, before.time_since_epoch().count(), text_step);
+  for (; row->executeStep(); ++count) {
+    place = {row->getColumn(0).getInt64(), row->getColumn(1).getInt64()};
+    if (row->getColumn(2).getInt() != 0) step.reports.push_back(place.report);
+  }
+  step.is_last = count < text_step;
+  return step;
+}
 
 /// The writer and the readers of a file.
 class Access {
@@ -91,26 +155,37 @@ class Access {
     });
   }
 
-  /// Erases the installations that `find` returns, until it returns none.
+  /// Erases the installations that `find` returns, which gets the number that a step should have,
+  /// until it returns none or `goes_on` false. The writer has time for others between the steps.
   template <typename Find>
-  ErasedCounts erase(Find find) {
+  ErasedCounts erase(Find find, const GoesOn& goes_on) {
     return translate([&] {
-      return writer_.run([find, path = path_](Connection& connection, Keeper& keeper) {
-        Erasure all;
-        const bool were_traces_left = has_traces(connection);
-        for (;;) {
-          const std::vector<std::int64_t> found = find(connection, keeper);
-          if (found.empty()) break;
-          all.add(erase_installations(connection, keeper, found));
-        }
-        if (were_traces_left) {
-          // The texts of the erasure that was cut off are not known any more.
-          remove_all_traces(connection, path);
-        } else if (all.counts.installations > 0) {
-          remove_traces(connection, path, all.texts);
-        }
-        return all.counts;
-      });
+      Erasure all;
+      const bool were_traces_left =
+          writer_.run([](Connection& connection, Keeper&) { return has_traces(connection); });
+      std::size_t size = first_erasure_step;
+      while (goes_on()) {
+        Clock::time_point start;
+        auto step = writer_.run([&](Connection& connection, Keeper& keeper) {
+          start = Clock::now();
+          const std::vector<std::int64_t> found = find(connection, keeper, size);
+          return found.empty() ? Erasure{} : erase_installations(connection, keeper, found);
+        });
+        if (step.counts.installations == 0) break;
+        all.add(std::move(step));
+        size = next_size(size, Clock::now() - start);
+      }
+      if (all.counts.installations > 0 || were_traces_left) {
+        writer_.run([&](Connection& connection, Keeper&) {
+          if (were_traces_left) {
+            // The texts of the erasure that was cut off are not known any more.
+            remove_all_traces(connection, path_);
+          } else {
+            remove_traces(connection, path_, all.texts);
+          }
+        });
+      }
+      return all.counts;
     });
   }
 
@@ -247,51 +322,62 @@ class SqliteStorage final : public Storage, private Access {
   }
 
   ErasedCounts erase_installation(const std::string& installation) override {
-    return erase([installation](Connection& connection, Keeper& keeper) {
-      const std::int64_t number = find_installation(connection, keeper.hash(), installation);
-      return number == 0 ? std::vector<std::int64_t>{} : std::vector{number};
-    });
+    return erase(
+        [installation](Connection& connection, Keeper& keeper, std::size_t) {
+          const std::int64_t number = find_installation(connection, keeper.hash(), installation);
+          return number == 0 ? std::vector<std::int64_t>{} : std::vector{number};
+        },
+        to_the_end);
   }
 
   ErasedCounts erase_email(const std::string& address) override {
-    return erase([folded = fold_case(address)](Connection& connection, Keeper& keeper) {
+    return erase(
+        [folded = fold_case(address)](Connection& connection, Keeper& keeper, std::size_t) {
+          std::vector<std::int64_t> numbers;
+          Query row =
+              connection.query("SELECT DISTINCT installation, address FROM contact WHERE hash = ?1",
+                               keeper.hash()(folded));
+          while (row->executeStep()) {
+            if (fold_case(row->getColumn(1).getString()) != folded) continue;
+            const std::int64_t number = row->getColumn(0).getInt64();
+            if (numbers.empty() || numbers.back() != number) numbers.push_back(number);
+          }
+          return numbers;
+        },
+        to_the_end);
+  }
+
+  ErasedCounts erase_silent(Time before, const GoesOn& goes_on) override {
+    const std::vector<std::int64_t> silent =
+        read([&](Connection& connection) { return find_silent(connection, before); });
+    std::size_t at = 0;
+    const auto find = [&](Connection& connection, Keeper&, std::size_t most) {
       std::vector<std::int64_t> numbers;
-      Query row =
-          connection.query("SELECT DISTINCT installation, address FROM contact WHERE hash = ?1",
-                           keeper.hash()(folded));
-      while (row->executeStep()) {
-        if (fold_case(row->getColumn(1).getString()) != folded) continue;
-        const std::int64_t number = row->getColumn(0).getInt64();
-        if (numbers.empty() || numbers.back() != number) numbers.push_back(number);
+      for (; at < silent.size() && numbers.size() < most; ++at) {
+        // A delivery may have arrived meanwhile.
+        if (last_time(connection, silent[at]) < before) numbers.push_back(silent[at]);
       }
       return numbers;
-    });
+    };
+    return erase(find, goes_on);
   }
 
-  ErasedCounts erase_silent(Time before) override {
-    return erase([before](Connection& connection, Keeper&) {
-      std::vector<std::int64_t> numbers;
-      Query row = connection.query(
-          "SELECT installation FROM report GROUP BY installation HAVING max(received) < ?1 LIMIT "
-          "?2",
-          before.time_since_epoch().count(), static_cast<std::int64_t>(erasure_step));
-      while (row->executeStep()) numbers.push_back(row->getColumn(0).getInt64());
-      return numbers;
-    });
-  }
-
-  std::int64_t remove_texts(Time before) override {
+  std::int64_t remove_texts(Time before, const GoesOn& goes_on) override {
     std::int64_t removed = 0;
-    for (;;) {
-      const int step = write([before](Connection& connection, Keeper&) {
-        return connection.run(
-            "DELETE FROM report_text WHERE report IN (SELECT number FROM report JOIN report_text "
-            "ON report = number WHERE received < ?1 LIMIT 5000)",
-            before.time_since_epoch().count());
+    TextPlace place;
+    TextStep step;
+    while (!step.is_last && goes_on()) {
+      step = read([&](Connection& connection) { return next_texts(connection, before, place); });
+      if (step.reports.empty()) continue;
+      removed += write([&step](Connection& connection, Keeper&) {
+        std::int64_t count = 0;
+        for (const std::int64_t report : step.reports) {
+          count += connection.run("DELETE FROM report_text WHERE report = ?1", report);
+        }
+        return count;
       });
-      if (step == 0) return removed;
-      removed += step;
     }
+    return removed;
   }
 
   void back_up(const std::string& path) override {

@@ -338,18 +338,19 @@ ErasedCounts FakeStorage::erase_email(const std::string& address) {
   return erased;
 }
 
-std::int64_t FakeStorage::remove_texts(Time before) {
+std::int64_t FakeStorage::remove_texts(Time before, const GoesOn& goes_on) {
   std::int64_t removed = 0;
   for (Entry& entry : entries_) {
     std::string& text = entry.delivery.report.text;
     if (entry.delivery.received >= before || text.empty()) continue;
+    if (!goes_on()) break;
     text.clear();
     ++removed;
   }
   return removed;
 }
 
-ErasedCounts FakeStorage::erase_silent(Time before) {
+ErasedCounts FakeStorage::erase_silent(Time before, const GoesOn& goes_on) {
   std::map<std::string, Time> last;
   for (const Entry& entry : entries_) {
     last[entry.delivery.report.installation] = entry.delivery.received;
@@ -357,6 +358,7 @@ ErasedCounts FakeStorage::erase_silent(Time before) {
   ErasedCounts erased;
   for (const auto& [installation, time] : last) {
     if (time >= before) continue;
+    if (!goes_on()) break;
     const ErasedCounts one = erase_installation(installation);
     erased.installations += one.installations;
     erased.deliveries += one.deliveries;

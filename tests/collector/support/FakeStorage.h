@@ -45,8 +45,8 @@ class FakeStorage : public Storage {
                          const std::function<void(const KeptDelivery&)>& take) override;
   ErasedCounts erase_installation(const std::string& installation) override;
   ErasedCounts erase_email(const std::string& address) override;
-  std::int64_t remove_texts(Time before) override;
-  ErasedCounts erase_silent(Time before) override;
+  std::int64_t remove_texts(Time before, const GoesOn& goes_on) override;
+  ErasedCounts erase_silent(Time before, const GoesOn& goes_on) override;
 
   /// Throws: there is no file.
   void back_up(const std::string& path) override;

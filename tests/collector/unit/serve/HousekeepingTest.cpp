@@ -64,6 +64,20 @@ TEST_F(HousekeepingTest, AFailureIsLoggedAndTheNextRoundTriesAgain) {
   EXPECT_TRUE(pipe_.await("removed 2 raw reports"));
 }
 
+TEST_F(HousekeepingTest, AnEndIsNotHeldUpByMuchToRemove) {
+  HousekeepingOptions options;
+  options.forget_silent = days(20);
+  // Ten minutes.
+  storage_.set_texts(600'000);
+  const auto start = std::chrono::steady_clock::now();
+  {
+    const Housekeeping housekeeping(options, storage_, log_);
+    ASSERT_TRUE(await_rounds(1));
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+  EXPECT_TRUE(storage_.silence_limits().empty()) << "it goes on after the end";
+}
+
 TEST_F(HousekeepingTest, EndsWithoutWaitingForTheNextRound) {
   const auto start = std::chrono::steady_clock::now();
   {

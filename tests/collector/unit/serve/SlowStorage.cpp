@@ -41,6 +41,11 @@ void SlowStorage::fail_cleaning(bool fails) {
   fails_cleaning_ = fails;
 }
 
+void SlowStorage::set_texts(std::int64_t count) {
+  const std::lock_guard lock(mutex_);
+  texts_ = count;
+}
+
 std::vector<Delivery> SlowStorage::kept() {
   const std::lock_guard lock(mutex_);
   return kept_;
@@ -94,14 +99,22 @@ std::vector<std::string> SlowStorage::products() {
   return products_;
 }
 
-std::int64_t SlowStorage::remove_texts(Time before) {
-  const std::lock_guard lock(mutex_);
-  text_limits_.push_back(before);
-  if (fails_cleaning_) throw StorageError("the storage is full");
-  return 2;
+std::int64_t SlowStorage::remove_texts(Time before, const GoesOn& goes_on) {
+  std::int64_t texts = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    text_limits_.push_back(before);
+    if (fails_cleaning_) throw StorageError("the storage is full");
+    texts = texts_;
+  }
+  std::int64_t removed = 0;
+  for (; removed < texts && goes_on(); ++removed) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return removed;
 }
 
-ErasedCounts SlowStorage::erase_silent(Time before) {
+ErasedCounts SlowStorage::erase_silent(Time before, const GoesOn&) {
   const std::lock_guard lock(mutex_);
   silence_limits_.push_back(before);
   return {1, 1, 0};

@@ -30,6 +30,8 @@ class SlowStorage : public test::FakeStorage {
   void set_ready(bool is_ready);
   /// What `remove_texts` and `erase_silent` do from now on.
   void fail_cleaning(bool fails);
+  /// How many raw reports `remove_texts` finds, each in a step of 1 ms.
+  void set_texts(std::int64_t count);
 
   /// What was kept, in the order of arrival.
   std::vector<Delivery> kept();
@@ -46,8 +48,8 @@ class SlowStorage : public test::FakeStorage {
   bool is_ready() noexcept override;
   void add_product(const std::string& product) override;
   std::vector<std::string> products() override;
-  std::int64_t remove_texts(Time before) override;
-  ErasedCounts erase_silent(Time before) override;
+  std::int64_t remove_texts(Time before, const GoesOn& goes_on) override;
+  ErasedCounts erase_silent(Time before, const GoesOn& goes_on) override;
 
  private:
   struct Waiting {
@@ -68,6 +70,7 @@ class SlowStorage : public test::FakeStorage {
   Outcome outcome_ = Outcome::accepted;
   bool is_ready_ = true;
   bool fails_cleaning_ = false;
+  std::int64_t texts_ = 2;
   bool is_held_ = false;
   bool is_ending_ = false;
   std::thread thread_;

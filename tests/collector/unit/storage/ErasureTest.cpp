@@ -158,16 +158,16 @@ TEST_F(Erasing, OfSilentInstallationsGoesByTheirLastDelivery) {
   keep(*storage, sample_delivery(1, "2025-01-05T10:00:00Z", sample_report("silent", 9)));
   keep(*storage, sample_delivery(2, "2025-01-05T10:00:00Z", sample_report("heard", 9)));
   keep(*storage, sample_delivery(3, "2026-01-05T10:00:00Z", sample_report("heard"), "other"));
-  const ErasedCounts erased = storage->erase_silent(at("2026-01-05T10:00:00Z"));
+  const ErasedCounts erased = storage->erase_silent(at("2026-01-05T10:00:00Z"), to_the_end);
   EXPECT_EQ(erased.installations, 1);
   EXPECT_THAT(export_all(*storage, "silent"), IsEmpty());
   EXPECT_EQ(export_all(*storage, "heard").size(), 2U);
-  EXPECT_EQ(storage->erase_silent(at("2026-01-05T10:00:00Z")).installations, 0);
+  EXPECT_EQ(storage->erase_silent(at("2026-01-05T10:00:00Z"), to_the_end).installations, 0);
 }
 
 TEST_F(Erasing, OfManySilentInstallationsLeavesNoTrace) {
   fill(1200);
-  EXPECT_EQ(storage->erase_silent(at("2026-01-30T10:00:00Z")).installations, 900);
+  EXPECT_EQ(storage->erase_silent(at("2026-01-30T10:00:00Z"), to_the_end).installations, 900);
   EXPECT_EQ(export_all(*storage).size(), 300U);
   unsigned gone = 0;
   for (unsigned number = 0; number < 1200; number += 7) {
@@ -176,6 +176,41 @@ TEST_F(Erasing, OfManySilentInstallationsLeavesNoTrace) {
     ++gone;
   }
   EXPECT_GT(gone, 50U);
+  EXPECT_THAT(storage->check(), IsEmpty());
+}
+
+TEST_F(Erasing, OfSilentInstallationsCanEndBetweenItsSteps) {
+  fill(1200);
+  const Time before = at("2026-01-30T10:00:00Z");
+  int steps = 0;
+  const auto once = [&] { return ++steps <= 1; };
+  const std::int64_t erased = storage->erase_silent(before, once).installations;
+  EXPECT_GT(erased, 0);
+  EXPECT_LT(erased, 900);
+  EXPECT_EQ(export_all(*storage).size(), static_cast<std::size_t>(1200 - erased));
+  // The first that were kept.
+  for (const unsigned number : {0U, 7919U % 1200U}) {
+    EXPECT_THAT(export_all(*storage, identifier(number)), IsEmpty());
+    expect_no_trace(number);
+  }
+  EXPECT_THAT(storage->check(), IsEmpty());
+  EXPECT_EQ(storage->erase_silent(before, to_the_end).installations, 900 - erased);
+}
+
+TEST_F(Erasing, OfSilentInstallationsSparesOneThatReportsMeanwhile) {
+  fill(1200);
+  const std::string last = identifier(1199U * 7919U % 1200U);
+  int steps = 0;
+  const auto deliver_once = [&] {
+    if (++steps == 2) {
+      EXPECT_EQ(keep(*storage, sample_delivery(5000, "2026-03-01T10:00:00Z", sample_report(last))),
+                Outcome::accepted);
+    }
+    return true;
+  };
+  const Time before = at("2026-01-30T10:00:00Z");
+  EXPECT_EQ(storage->erase_silent(before, deliver_once).installations, 899);
+  EXPECT_EQ(export_all(*storage, last).size(), 2U);
   EXPECT_THAT(storage->check(), IsEmpty());
 }
 

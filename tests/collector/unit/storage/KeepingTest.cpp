@@ -245,10 +245,34 @@ TEST_F(Keeping, RawTextsGoByTimeAndTheCountsStay) {
     keep(*storage, delivery);
   }
   EXPECT_THAT(storage->check(), IsEmpty());
-  EXPECT_EQ(storage->remove_texts(at("2026-01-09T10:00:00Z")), 2);
-  EXPECT_EQ(storage->remove_texts(at("2026-01-09T10:00:00Z")), 0);
-  EXPECT_EQ(storage->remove_texts(at("2026-01-09T10:00:01Z")), 1);
+  EXPECT_EQ(storage->remove_texts(at("2026-01-09T10:00:00Z"), to_the_end), 2);
+  EXPECT_EQ(storage->remove_texts(at("2026-01-09T10:00:00Z"), to_the_end), 0);
+  EXPECT_EQ(storage->remove_texts(at("2026-01-09T10:00:01Z"), to_the_end), 1);
   EXPECT_EQ(storage->count_commands(everything()).rows[0].uses, 4);
+}
+
+TEST_F(Keeping, TheRemovalOfRawTextsCanEndBetweenItsSteps) {
+  constexpr unsigned count = 4500;
+  for (unsigned i = 0; i < count; ++i) {
+    Delivery delivery = sample_delivery(i, "2026-01-05T10:00:00Z", sample_report(guid(i)));
+    // Many arrive in the same second, as in an import.
+    delivery.received += std::chrono::seconds{i / 1000};
+    delivery.report.text = "<PeltoRpt></PeltoRpt>";
+    storage->keep(delivery, TimeKind::stated,
+                  [](Outcome outcome) { EXPECT_EQ(outcome, Outcome::accepted); });
+  }
+  // The writer works in the order of the calls.
+  storage->add_product("default");
+  const Time later = at("2026-01-06T10:00:00Z");
+  EXPECT_EQ(storage->remove_texts(later, [] { return false; }), 0);
+  int steps = 0;
+  const std::int64_t removed = storage->remove_texts(later, [&] { return ++steps <= 2; });
+  EXPECT_GT(removed, 0);
+  EXPECT_LT(removed, count);
+  EXPECT_EQ(steps, 3);
+  EXPECT_THAT(storage->check(), IsEmpty());
+  EXPECT_EQ(storage->remove_texts(later, to_the_end), count - removed);
+  EXPECT_EQ(storage->remove_texts(later, to_the_end), 0);
 }
 
 TEST_F(Keeping, ManyThreadsKeepCountAndEraseAtATime) {
