@@ -38,10 +38,11 @@ std::variant<Received, Refusal> read_safely(std::string_view content_type, std::
 }  // namespace
 
 IntakeSite::IntakeSite(const ServeOptions& options, Storage& storage, asio::thread_pool& pool,
-                       Metrics& metrics, LogWriter& log)
+                       Readiness& readiness, Metrics& metrics, LogWriter& log)
     : options_(options),
       storage_(storage),
       pool_(pool),
+      readiness_(readiness),
       metrics_(metrics),
       log_(log),
       routes_(options.paths, options.products),
@@ -54,7 +55,7 @@ asio::awaitable<std::optional<Response>> IntakeSite::judge(Request& request) {
     case Route::Kind::health:
       co_return Response{};
     case Route::Kind::readiness: {
-      const bool is_ready = co_await await_readiness(storage_, pool_);
+      const bool is_ready = co_await readiness_.ask();
       if (is_ready) co_return Response{};
       Response response = refusal_response(Refusal::busy);
       response.refusal = std::nullopt;
@@ -135,12 +136,6 @@ void IntakeSite::finish(const Request& request, const Response& response,
   metrics_.count_request(summary.duration);
   log_.write(format_record({now(), "intake", request.method, route.path, route.product,
                             response.status, response.code, summary.bytes, summary.duration}));
-}
-
-asio::awaitable<bool> await_readiness(Storage& storage, asio::thread_pool& pool) {
-  co_return co_await await_callback<bool>([&](std::function<void(bool)> done) {
-    asio::post(pool, [&storage, done = std::move(done)] { done(storage.is_ready()); });
-  });
 }
 
 }  // namespace pelto::collector

@@ -5,6 +5,7 @@
 #include "collector/serve/LogWriter.h"
 #include "collector/serve/Metrics.h"
 #include "collector/serve/RateCounter.h"
+#include "collector/serve/Readiness.h"
 #include "collector/serve/ServeOptions.h"
 #include "collector/serve/Site.h"
 #include "collector/storage/Storage.h"
@@ -19,7 +20,7 @@ class IntakeSite : public Site {
 
   /// All references must outlive the site.
   IntakeSite(const ServeOptions& options, Storage& storage, boost::asio::thread_pool& pool,
-             Metrics& metrics, LogWriter& log);
+             Readiness& readiness, Metrics& metrics, LogWriter& log);
 
   boost::asio::awaitable<std::optional<Response>> judge(Request& request) override;
   boost::asio::awaitable<Response> respond(Request& request) override;
@@ -35,13 +36,11 @@ class IntakeSite : public Site {
   const ServeOptions& options_;
   Storage& storage_;
   boost::asio::thread_pool& pool_;
+  Readiness& readiness_;
   Metrics& metrics_;
   LogWriter& log_;
   IntakeRoutes routes_;
   RateCounter rates_;
 };
-
-/// Whether a delivery could be kept now, as the storage says on the pool.
-boost::asio::awaitable<bool> await_readiness(Storage& storage, boost::asio::thread_pool& pool);
 
 }  // namespace pelto::collector

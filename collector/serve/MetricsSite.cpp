@@ -3,7 +3,6 @@
 #include <chrono>
 #include <utility>
 
-#include "collector/serve/IntakeSite.h"
 #include "collector/serve/RequestLine.h"
 
 namespace pelto::collector {
@@ -24,9 +23,9 @@ Response not_found() {
 
 }  // namespace
 
-MetricsSite::MetricsSite(Storage& storage, asio::thread_pool& pool, const Metrics& metrics,
+MetricsSite::MetricsSite(Readiness& readiness, const Metrics& metrics,
                          std::function<Gauges()> gauges, LogWriter& log)
-    : storage_(storage), pool_(pool), metrics_(metrics), gauges_(std::move(gauges)), log_(log) {}
+    : readiness_(readiness), metrics_(metrics), gauges_(std::move(gauges)), log_(log) {}
 
 asio::awaitable<std::optional<Response>> MetricsSite::judge(Request& request) {
   const bool is_read = request.method == "GET" || request.method == "HEAD";
@@ -37,7 +36,7 @@ asio::awaitable<std::optional<Response>> MetricsSite::judge(Request& request) {
 }
 
 asio::awaitable<Response> MetricsSite::respond(Request&) {
-  const bool is_ready = co_await await_readiness(storage_, pool_);
+  const bool is_ready = co_await readiness_.ask();
   Gauges gauges = gauges_();
   gauges.is_ready = is_ready;
   Response response;

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <boost/asio/thread_pool.hpp>
 #include <functional>
 
 #include "collector/serve/LogWriter.h"
 #include "collector/serve/Metrics.h"
+#include "collector/serve/Readiness.h"
 #include "collector/serve/Site.h"
-#include "collector/storage/Storage.h"
 
 namespace pelto::collector {
 
@@ -15,8 +14,8 @@ class MetricsSite : public Site {
  public:
   /// All references must outlive the site. `gauges` measures at the moment of the call; whether the
   /// storage is ready is added to it.
-  MetricsSite(Storage& storage, boost::asio::thread_pool& pool, const Metrics& metrics,
-              std::function<Gauges()> gauges, LogWriter& log);
+  MetricsSite(Readiness& readiness, const Metrics& metrics, std::function<Gauges()> gauges,
+              LogWriter& log);
 
   boost::asio::awaitable<std::optional<Response>> judge(Request& request) override;
   boost::asio::awaitable<Response> respond(Request& request) override;
@@ -25,8 +24,7 @@ class MetricsSite : public Site {
               const RequestSummary& summary) override;
 
  private:
-  Storage& storage_;
-  boost::asio::thread_pool& pool_;
+  Readiness& readiness_;
   const Metrics& metrics_;
   std::function<Gauges()> gauges_;
   LogWriter& log_;

@@ -27,6 +27,7 @@
 #include "collector/serve/LogWriter.h"
 #include "collector/serve/Metrics.h"
 #include "collector/serve/MetricsSite.h"
+#include "collector/serve/Readiness.h"
 #include "collector/serve/Stream.h"
 #include "collector/serve/Tls.h"
 
@@ -127,6 +128,7 @@ class Server::Core {
   std::array<char, read_buffer_size> buffer_{};
   Budget budget_;
   ConnectionContext context_;
+  Readiness readiness_;
   Metrics metrics_;
   IntakeSite intake_site_;
   MetricsSite pages_site_;
@@ -144,9 +146,10 @@ Server::Core::Core(const ServeOptions& options, Storage& storage, LogWriter& log
       log_(log),
       budget_(options_.max_in_flight),
       context_{options_.deadlines, options_.max_body, budget_, buffer_},
-      intake_site_(options_, storage, pool_, metrics_, log_),
+      readiness_(storage, pool_),
+      intake_site_(options_, storage, pool_, readiness_, metrics_, log_),
       pages_site_(
-          storage, pool_, metrics_, [this] { return measure(); }, log_),
+          readiness_, metrics_, [this] { return measure(); }, log_),
       tls_(options_.tls ? open_tls(*options_.tls) : nullptr),
       most_connections_(allow_connections(options_.max_connections)),
       intake_(open_listener(network_, options_.intake), intake_site_, most_connections_),
