@@ -103,8 +103,9 @@ std::string Metrics::format(const Gauges& gauges) const {
     text += sample(refusals, label("code", code_of(static_cast<Refusal>(i))),
                    std::to_string(refusals_[i]));
   }
-  text += single("pelto_collector_refused_connections_total", "counter",
-                 "Connections refused because too many were open.", refused_connections_);
+  text +=
+      single("pelto_collector_refused_connections_total", "counter",
+             "Connections to the intake refused because too many were open.", refused_connections_);
   text += single("pelto_collector_connections", "gauge", "Open connections of the intake.",
                  gauges.connections);
   text += single("pelto_collector_in_flight_bytes", "gauge", "Bytes of bodies in memory.",

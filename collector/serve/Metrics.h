@@ -28,7 +28,7 @@ class Metrics {
  public:
   void count_delivery(Outcome outcome);
   void count_refusal(Refusal refusal);
-  /// A connection that was refused because too many were open.
+  /// A connection to the intake listener that was refused because too many were open.
   void count_refused_connection() { ++refused_connections_; }
   /// A request to the intake listener, from its first byte to the end of its response.
   void count_request(std::chrono::microseconds duration);

@@ -113,7 +113,7 @@ class Server::Core {
   asio::awaitable<void> watch_signals();
   bool take_safely(Listener& listener, tcp::socket socket);
   void take(Listener& listener, tcp::socket socket);
-  void refuse(tcp::socket socket);
+  void refuse(const Listener& listener, tcp::socket socket);
   void reload_certificate();
   void begin_end();
   void finish_if_done();
@@ -219,7 +219,7 @@ void Server::Core::take(Listener& listener, tcp::socket socket) {
   const tcp::endpoint peer = socket.remote_endpoint(error);
   if (error) return;
   if (listener.connections >= listener.most_connections) {
-    refuse(std::move(socket));
+    refuse(listener, std::move(socket));
     return;
   }
   TlsSession tls = tls_ ? start_tls(*tls_, socket.native_handle()) : nullptr;
@@ -247,8 +247,8 @@ void Server::Core::take(Listener& listener, tcp::socket socket) {
 }
 
 /// Says that the server is busy, as far as that can be said without waiting.
-void Server::Core::refuse(tcp::socket socket) {
-  metrics_.count_refused_connection();
+void Server::Core::refuse(const Listener& listener, tcp::socket socket) {
+  if (&listener == &intake_) metrics_.count_refused_connection();
   if (tls_) return;
   ResponseForm form;
   form.now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());

@@ -208,6 +208,20 @@ TEST(ServerLimits, OneConnectionTooManyIsToldAndClosed) {
   EXPECT_EQ(ask(server.port(), health).status, 200);
 }
 
+TEST(ServerLimits, ARefusedConnectionToThePagesIsNoneOfTheIntake) {
+  RunningServer server;
+  {
+    std::vector<TestClient> clients;
+    for (int i = 0; i < 256; ++i) clients.emplace_back(server.pages_port());
+    // Connections are taken in order.
+    TestClient surplus(server.pages_port());
+    EXPECT_EQ(surplus.read_reply().status, 503);
+  }
+  EXPECT_TRUE(server.await_metric("pelto_collector_refused_connections_total", "0"));
+  const std::string count = server.metric("pelto_collector_refusals_total{code=\"busy\"}");
+  EXPECT_EQ(count, "0");
+}
+
 TEST(ServerLimits, BodiesInFlightAreLimitedByWhatHasArrived) {
   ServeOptions options = test_options();
   options.max_in_flight = 100'000;
