@@ -125,7 +125,10 @@ HttpConnection::~HttpConnection() {
 
 asio::awaitable<void> HttpConnection::run() {
   stream_->set_deadline(Stream::Clock::now() + context_.deadlines.header);
+  // The end of the server does not wait for a client that has asked nothing yet.
+  is_idle_ = true;
   bool goes_on = co_await stream_->handshake();
+  is_idle_ = false;
   while (goes_on) {
     goes_on = co_await await_request();
     if (goes_on) goes_on = co_await serve_one();

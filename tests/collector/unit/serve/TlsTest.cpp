@@ -119,6 +119,19 @@ TEST_F(TlsTest, AnUnfinishedHandshakeEndsWithTheHeadersDeadline) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, seconds(5));
 }
 
+TEST_F(TlsTest, TheEndDoesNotWaitForAHandshake) {
+  RunningServer server(options());
+  TestClient silent(server.port());
+  TestClient halting(server.port());
+  halting.send("\x16\x03\x01");
+  // Connections are taken in order: the others have been taken when this one is served.
+  ASSERT_TRUE(TlsClient(server.port(), TLS1_3_VERSION).is_connected());
+  server.stop();
+  EXPECT_LT(server.join(), seconds(5));
+  EXPECT_EQ(silent.read_rest(), "");
+  EXPECT_EQ(halting.read_rest(), "");
+}
+
 TEST_F(TlsTest, BadFilesAreNamed) {
   const TlsFiles other = make_certificate(folder_.path(), "other");
   const std::string missing = folder_ / "missing.pem";
