@@ -35,7 +35,7 @@ struct Sink {
     }
     if (size > text.capacity()) {
       const std::size_t capacity = std::min(std::max(size, 2 * text.size()), largest);
-      if (!share.grow_to(capacity)) {
+      if (!share.grow_to(capacity, largest)) {
         failure = Refusal::busy;
         return false;
       }

@@ -34,7 +34,7 @@ struct ServeOptions {
   std::size_t max_body = std::size_t{4} * 1024 * 1024;
   /// The most open connections of the intake listener.
   std::size_t max_connections = 10'000;
-  /// The most bytes of all bodies that are in memory at a time.
+  /// The most bytes of all bodies that are in memory at a time. The last eighth is for small ones.
   std::size_t max_in_flight = std::size_t{64} * 1024 * 1024;
   /// Deliveries a minute from one address; 0: no limit.
   int rate = 3000;

@@ -144,7 +144,7 @@ class Server::Core {
 Server::Core::Core(const ServeOptions& options, Storage& storage, LogWriter& log)
     : options_(options),
       log_(log),
-      budget_(options_.max_in_flight),
+      budget_(options_.max_in_flight, options_.max_body),
       context_{options_.deadlines, options_.max_body, budget_, buffer_},
       readiness_(storage, pool_),
       intake_site_(options_, storage, pool_, readiness_, metrics_, log_),

@@ -247,6 +247,20 @@ TEST(ServerLimits, BodiesInFlightAreLimitedByWhatHasArrived) {
   EXPECT_TRUE(server.await_metric("pelto_collector_in_flight_bytes", "0"));
 }
 
+TEST(ServerLimits, SlowLargeBodiesDoNotKeepSmallOnesOut) {
+  ServeOptions options = test_options();
+  options.max_body = 700'000;
+  options.max_in_flight = 800'000;
+  RunningServer server(options);
+  TestClient slow(server.port());
+  slow.send(post_header(700'000) + std::string(699'999, 'x'));
+  ASSERT_TRUE(server.await_metric("pelto_collector_in_flight_bytes", "700000"));
+  TestClient surplus(server.port());
+  surplus.send(post_header(70'000) + std::string(70'000, 'x'));
+  EXPECT_EQ(surplus.read_reply().status, 503);
+  EXPECT_EQ(ask(server.port(), sound_request).status, 200);
+}
+
 TEST(ServerLimits, DeliveriesThatWaitForTheStorageCount) {
   ServeOptions options = test_options();
   options.max_in_flight = 3 * sound_form.size();
