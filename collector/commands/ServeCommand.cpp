@@ -173,12 +173,16 @@ void add_report_options(CLI::App& command, Options& options) {
            [&housekeeping](std::chrono::days days) { housekeeping.forget_silent = days; });
 }
 
-/// What no single option shows. Throws `CommandError`.
+/// What no single option shows. Throws `CLI::ParseError`.
+void check_together(const ServeOptions& serve) {
+  if (serve.max_in_flight < serve.max_body) {
+    throw CLI::RequiresError("--max-in-flight is less than --max-body; allow at least one request",
+                             CLI::ExitCodes::RequiresError);
+  }
+}
+
 ServeOptions complete(const Options& options) {
   ServeOptions serve = options.serve;
-  if (serve.max_in_flight < serve.max_body) {
-    throw CommandError("--max-in-flight is less than --max-body; allow at least one request");
-  }
   if (!options.tls.certificate.empty()) serve.tls = options.tls;
   std::vector<std::string>& products = serve.products;
   std::sort(products.begin(), products.end());
@@ -216,7 +220,10 @@ void add_serve_command(CLI::App& app, Command& chosen) {
   add_listener_options(*command, *options);
   add_report_options(*command, *options);
   add_limit_options(*command, options->serve);
-  command->callback([&chosen, options] { chosen = [options] { return run(*options); }; });
+  command->callback([&chosen, options] {
+    check_together(options->serve);
+    chosen = [options] { return run(*options); };
+  });
 }
 
 }  // namespace pelto::collector

@@ -405,12 +405,20 @@ class CommandLine(CommandTest):
         done = program.run("figures", "overview", "--config", str(config), "--product", "cam")
         self.assertEqual(json.loads(done.stdout)["product"], "cam")
 
+    def test_options_of_a_file_are_judged_together(self) -> None:
+        config = self.folder / "collector.toml"
+        # Less than a body may have unless that is set, too.
+        config.write_text(f'data = "{self.data}"\nmax-in-flight = 2000\nmax-body = 1000\n')
+        done = program.run("check", "--config", str(config))
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+
     def test_a_wrong_file_of_options_is_named(self) -> None:
         config = self.folder / "collector.toml"
         for text, word in (("nonsense = 1\n", "nonsense"), ("[figures]\nproduct = 1\n", "figures"),
                            ("some words\n", "some words"), ("threshold = x\n", "threshold"),
                            ("threshold = [5, 6]\n", "threshold"), ("code-page = 7\n", "code page"),
                            ('tls-certificate = "x"\n', "--tls-key"),
+                           ("max-body = 2000\nmax-in-flight = 1000\n", "--max-in-flight"),
                            ('product = ["cad", ""]\n', "product")):
             with self.subTest(text):
                 config.write_text(f'data = "{self.data}"\n{text}')
