@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include <SQLiteCpp/Database.h>
 #include <gmock/gmock.h>
@@ -22,7 +21,8 @@ std::vector<std::string> files_with(const std::filesystem::path& folder, const s
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     if (!entry.is_regular_file()) continue;
     std::ifstream file(entry.path(), std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    std::string bytes(entry.file_size(), '\0');
+    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     if (bytes.find(text) != std::string::npos) found.push_back(entry.path().filename());
   }
   return found;
