@@ -161,8 +161,8 @@ step_threads() {
   check build-collector-thread cmake --build --preset collector-thread \
     --target storage_tests serve_tests pelto-collector
   ctest_build collector-thread
-  run_e2e collector-threads-e2e \
-    env PELTO_COLLECTOR="$build/collector-thread/pelto-collector" tests/collector/e2e/run.py
+  run_e2e collector-threads-e2e env PELTO_PATIENCE=300 \
+    PELTO_COLLECTOR="$build/collector-thread/pelto-collector" tests/collector/e2e/run.py
 }
 
 step_together() {

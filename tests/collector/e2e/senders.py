@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import base64
+import os
 import socket
 import ssl
 import uuid
@@ -10,7 +11,8 @@ from dataclasses import dataclass, field
 from xml.sax.saxutils import escape, quoteattr
 
 BOUNDARY = "AaB03x5fs1045fcc7"
-PATIENCE = 30.0
+# Seconds. Some sanitizers take longer.
+PATIENCE = float(os.environ.get("PELTO_PATIENCE", "30"))
 
 
 @dataclass
