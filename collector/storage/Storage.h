@@ -109,6 +109,7 @@ class Storage {
   /// false between two of them. Returns their number.
   virtual std::int64_t remove_texts(Time before, const GoesOn& goes_on) = 0;
   /// Erases every installation whose last delivery was received before `before`, in steps as above.
+  /// What an early end leaves of them in unused parts of the files, the next erasure removes.
   virtual ErasedCounts erase_silent(Time before, const GoesOn& goes_on) = 0;
 
   /// Writes a copy as of now to the new file `path`, while others read and write.

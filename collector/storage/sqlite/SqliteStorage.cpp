@@ -164,6 +164,7 @@ class Access {
       const bool were_traces_left =
           writer_.run([](Connection& connection, Keeper&) { return has_traces(connection); });
       std::size_t size = first_erasure_step;
+      bool is_whole = false;
       while (goes_on()) {
         Clock::time_point start;
         auto step = writer_.run([&](Connection& connection, Keeper& keeper) {
@@ -171,11 +172,13 @@ class Access {
           const std::vector<std::int64_t> found = find(connection, keeper, size);
           return found.empty() ? Erasure{} : erase_installations(connection, keeper, found);
         });
-        if (step.counts.installations == 0) break;
+        is_whole = step.counts.installations == 0;
+        if (is_whole) break;
         all.add(std::move(step));
         size = next_size(size, Clock::now() - start);
       }
-      if (all.counts.installations > 0 || were_traces_left) {
+      // Looking for traces takes longer than an end may wait. The next erasure finds them noted.
+      if (is_whole && (all.counts.installations > 0 || were_traces_left)) {
         writer_.run([&](Connection& connection, Keeper&) {
           if (were_traces_left) {
             // The texts of the erasure that was cut off are not known any more.
