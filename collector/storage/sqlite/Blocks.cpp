@@ -59,8 +59,8 @@ std::vector<PackedCell> PackedCell::read_all(std::string_view bytes) {
   return cells;
 }
 
-Cell PackedCell::read() const {
-  Cell cell = sums_;
+SumCell PackedCell::read() const {
+  SumCell cell = sums_;
   cell.installations = read_installations(installations_);
   if (has_first_set_) cell.first_set = read_installations(first_set_);
   if (has_second_set_) cell.second_set = read_installations(second_set_);

@@ -16,7 +16,7 @@ namespace pelto::collector {
 inline constexpr Number items_per_block = 16;
 
 /// The cells of a group and kind whose items' numbers, divided by `items_per_block`, are the same.
-using Block = std::map<Number, Cell>;
+using Block = std::map<Number, SumCell>;
 
 struct BlockKey {
   Group group;
@@ -35,11 +35,11 @@ class PackedCell {
   static std::vector<PackedCell> read_all(std::string_view bytes);
 
   Number item() const { return item_; }
-  Cell read() const;
+  SumCell read() const;
 
  private:
   Number item_ = 0;
-  Cell sums_;
+  SumCell sums_;
   bool has_first_set_ = false;
   bool has_second_set_ = false;
   std::string_view installations_;

@@ -68,7 +68,7 @@ void CellScan::run(Kind kind, const Visitor& visitor) {
         is_found = true;
         const Group& group = cell->row->key.group;
         if (!visitor.needs(group)) continue;
-        Cell read = cell->packed.read();
+        SumCell read = cell->packed.read();
         withdrawn_.remove_from(group, cell->row->segment, read);
         visitor.take(group, read);
       }

@@ -22,7 +22,7 @@ class CellScan {
     Period to = 0;
     /// Whether a cell of the current item is needed.
     std::function<bool(const Group&)> needs;
-    std::function<void(const Group&, const Cell&)> take;
+    std::function<void(const Group&, const SumCell&)> take;
     /// Called after the last cell of an item.
     std::function<void(Number item)> finish;
   };

@@ -105,7 +105,7 @@ Places add_places(const Places& left, const Places& right) {
   return all;
 }
 
-void Cell::add(Kind kind, const Cell& other) {
+void SumCell::add(Kind kind, const SumCell& other) {
   reports += other.reports;
   first_sum += other.first_sum;
   second_sum += other.second_sum;
@@ -120,7 +120,7 @@ void Cell::add(Kind kind, const Cell& other) {
   places = add_places(places, other.places);
 }
 
-void Cell::remove(const Installations& gone) {
+void SumCell::remove(const Installations& gone) {
   installations -= gone;
   if (first_set) *first_set -= gone;
   if (second_set) *second_set -= gone;
@@ -168,7 +168,7 @@ CellBuilder::Cells CellBuilder::take_cells() {
   for (auto& [group, items] : groups_) {
     for (auto& [key, item] : items) {
       const auto kind = static_cast<Kind>(key & 0xFFU);
-      Cell& cell = cells[{kind, static_cast<Number>(key >> 8U)}][group];
+      SumCell& cell = cells[{kind, static_cast<Number>(key >> 8U)}][group];
       cell.reports = item.reports;
       cell.first_sum = item.first_sum;
       cell.second_sum = item.second_sum;

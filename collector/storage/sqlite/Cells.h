@@ -43,7 +43,8 @@ Places read_places(std::string_view bytes);
 /// Sums of both, without zeros.
 Places add_places(const Places& left, const Places& right);
 
-struct Cell {
+/// The sums and sets of one item in one group.
+struct SumCell {
   std::int64_t reports = 0;
   /// A command's uses; how often files of a type were opened.
   std::int64_t first_sum = 0;
@@ -60,7 +61,7 @@ struct Cell {
   const Installations& first() const { return first_set ? *first_set : installations; }
   const Installations& second() const { return second_set ? *second_set : installations; }
   /// Adds another cell of the same item and group. `kind` tells what the sets mean.
-  void add(Kind kind, const Cell& other);
+  void add(Kind kind, const SumCell& other);
   void remove(const Installations& gone);
 };
 
@@ -89,7 +90,7 @@ class CellBuilder {
   void mark(const StoredReport& report) { put(report, 0, true); }
 
   using Key = std::tuple<Kind, Number>;
-  using Cells = std::map<Key, std::map<Group, Cell>>;
+  using Cells = std::map<Key, std::map<Group, SumCell>>;
   /// The cells by item. Leaves the builder empty.
   Cells take_cells();
 

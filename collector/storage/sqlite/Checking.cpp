@@ -22,7 +22,7 @@ namespace {
 /// Enough to see what is wrong; a damaged file can have any number.
 constexpr std::size_t most_findings = 100;
 
-bool is_equal(const Cell& left, const Cell& right) {
+bool is_equal(const SumCell& left, const SumCell& right) {
   return left.reports == right.reports && left.first_sum == right.first_sum &&
          left.second_sum == right.second_sum && left.installations == right.installations &&
          left.first() == right.first() && left.second() == right.second() &&
@@ -191,7 +191,7 @@ class Checker {
       for (const BlockRow& row : read_block_rows(connection_, product, kind, period, period)) {
         const std::string bytes = read_block(connection_, row);
         for (const PackedCell& packed : PackedCell::read_all(bytes)) {
-          Cell cell = packed.read();
+          SumCell cell = packed.read();
           withdrawn.remove_from(row.key.group, row.segment, cell);
           cells[{kind, packed.item()}][row.key.group].add(kind, cell);
         }

@@ -166,7 +166,7 @@ Basis count_all(CellScan& scan, const Scope& scope) {
   scan.run(Kind::report,
            {scope.from(), scope.to(),
             [&](const Group& group) { return all.needs(scope.is_selected(group.version)); },
-            [&](const Group& group, const Cell& cell) {
+            [&](const Group& group, const SumCell& cell) {
               all.add(cell.installations, scope.is_selected(group.version));
             },
             [](Number) {}});
@@ -183,7 +183,7 @@ bool needs_all(const Group&) {
 
 /// Calls `take` with each cell of a kind that has one item.
 void for_each_cell(CellScan& scan, Kind kind, Period from, Period to,
-                   const std::function<void(const Group&, const Cell&)>& take) {
+                   const std::function<void(const Group&, const SumCell&)>& take) {
   scan.run(kind, {from, to, needs_all, take, [](Number) {}});
 }
 
@@ -204,7 +204,7 @@ struct MachineSide {
   std::map<Period, Installations> counted;
   Installations to_look_up;
 
-  void add(Period period, const Cell& cell) {
+  void add(Period period, const SumCell& cell) {
     Installations& known = described[period];
     ambiguous[period] |= known & cell.installations;
     ambiguous[period] |= cell.first();
@@ -253,7 +253,7 @@ std::optional<std::pair<Period, Period>> read_periods(Connection& connection,
   CellScan scan(connection, number, {Kind::report});
   for_each_cell(
       scan, Kind::report, first_of_all, last_of_all,
-      [&](const Group& group, const Cell& cell) { reports[group.period] += cell.reports; });
+      [&](const Group& group, const SumCell& cell) { reports[group.period] += cell.reports; });
   std::erase_if(reports, [](const auto& entry) { return entry.second == 0; });
   if (reports.empty()) return std::nullopt;
   return std::pair{reports.begin()->first, reports.rbegin()->first};
@@ -269,7 +269,7 @@ Counts<PeriodRow> count_periods(Connection& connection, const Selection& selecti
   };
   std::map<Period, Sides> periods;
   for_each_cell(scan, Kind::report, first_of_all, selection.to,
-                [&](const Group& group, const Cell& cell) {
+                [&](const Group& group, const SumCell& cell) {
                   Sides& sides = periods[group.period];
                   const bool is_selected = scope.is_selected(group.version);
                   if (is_selected) sides.reports += cell.reports;
@@ -321,7 +321,7 @@ Counts<CommandRow> count_commands(Connection& connection, const Selection& selec
   scan.run(Kind::command,
            {selection.from, selection.to,
             [&](const Group& group) { return sum.sets.needs(scope.is_selected(group.version)); },
-            [&](const Group& group, const Cell& cell) {
+            [&](const Group& group, const SumCell& cell) {
               const bool is_selected = scope.is_selected(group.version);
               sum.sets.add(cell.installations, cell.first_set, is_selected);
               if (!is_selected) return;
@@ -358,7 +358,7 @@ Counts<FileTypeRow> count_file_types(Connection& connection, const Selection& se
   };
   Sum sum;
   scan.run(Kind::file_type, {selection.from, selection.to, needs_all,
-                             [&](const Group& group, const Cell& cell) {
+                             [&](const Group& group, const SumCell& cell) {
                                const bool is_selected = scope.is_selected(group.version);
                                sum.all.add(cell.installations, is_selected);
                                sum.opening.add(cell.first(), is_selected);
@@ -393,7 +393,7 @@ Counts<VersionRow> count_versions(Connection& connection, const Selection& selec
   };
   std::map<Period, std::map<Number, Sum>> periods;
   for_each_cell(scan, Kind::report, selection.from, selection.to,
-                [&](const Group& group, const Cell& cell) {
+                [&](const Group& group, const SumCell& cell) {
                   Sum& sum = periods[group.period][group.version];
                   sum.reports += cell.reports;
                   sum.installations |= cell.installations;
@@ -423,7 +423,7 @@ Counts<MachineRow> count_machines(Connection& connection, const Selection& selec
 
   MachineSide sides[2];
   for_each_cell(scan, Kind::described, selection.from, selection.to,
-                [&](const Group& group, const Cell& cell) {
+                [&](const Group& group, const SumCell& cell) {
                   sides[scope.is_selected(group.version) ? 1 : 0].add(group.period, cell);
                 });
   std::map<Number, std::int64_t> sums[2];
@@ -438,7 +438,7 @@ Counts<MachineRow> count_machines(Connection& connection, const Selection& selec
   std::int64_t found[2] = {0, 0};
   scan.run(Kind::machine,
            {selection.from, selection.to, needs_all,
-            [&](const Group& group, const Cell& cell) {
+            [&](const Group& group, const SumCell& cell) {
               const int side = scope.is_selected(group.version) ? 1 : 0;
               found[side] += static_cast<std::int64_t>(
                   cell.installations.and_cardinality(sides[side].counted[group.period]));

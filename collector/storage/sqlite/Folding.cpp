@@ -87,7 +87,7 @@ void Withdrawn::add(const Group& group, std::int64_t segment, const Installation
   groups_[group][segment] |= installations;
 }
 
-void Withdrawn::remove_from(const Group& group, std::int64_t segment, Cell& cell) const {
+void Withdrawn::remove_from(const Group& group, std::int64_t segment, SumCell& cell) const {
   const auto found = groups_.find(group);
   if (found == groups_.end()) return;
   const auto& segments = found->second;
@@ -158,7 +158,7 @@ void merge_block(Connection& connection, const BlockKey& key, const Withdrawn& w
   for (const BlockRow& row : rows) {
     const std::string bytes = read_block(connection, row);
     for (const PackedCell& packed : PackedCell::read_all(bytes)) {
-      Cell cell = packed.read();
+      SumCell cell = packed.read();
       withdrawn.remove_from(key.group, row.segment, cell);
       cell.remove(erased);
       merged[packed.item()].add(key.kind, cell);

@@ -32,7 +32,7 @@ class Withdrawn {
 
   void add(const Group& group, std::int64_t segment, const Installations& installations);
   /// Removes from the cell of a segment what is void in it.
-  void remove_from(const Group& group, std::int64_t segment, Cell& cell) const;
+  void remove_from(const Group& group, std::int64_t segment, SumCell& cell) const;
   /// The last segment before which something is void; 0 without one.
   std::int64_t last_segment(const Group& group) const;
 
