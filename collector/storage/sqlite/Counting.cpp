@@ -196,6 +196,76 @@ Number first_version(Connection& connection, std::int64_t product, Number instal
       std::int64_t{installation}, product));
 }
 
+/// Adds up the cells of a command.
+class CommandSum {
+ public:
+  bool needs(bool is_selected) { return sets_.needs(is_selected); }
+  void add(const SumCell& cell, bool is_selected) {
+    sets_.add(cell.installations, cell.first_set, is_selected);
+    if (!is_selected) return;
+    uses_ += cell.first_sum;
+    places_.add(cell.places);
+  }
+  CommandRow row(const std::string& name) {
+    return {name, uses_, sets_.whole.basis(), sets_.part_basis(), places_.median()};
+  }
+
+ private:
+  std::int64_t uses_ = 0;
+  PartUnion sets_;
+  PlaceSum places_;
+};
+
+/// Adds up the cells of a file type.
+class FileTypeSum {
+ public:
+  static bool needs(bool) { return true; }
+  void add(const SumCell& cell, bool is_selected) {
+    all_.add(cell.installations, is_selected);
+    opening_.add(cell.first(), is_selected);
+    saving_.add(cell.second(), is_selected);
+    if (!is_selected) return;
+    opened_ += cell.first_sum;
+    saved_ += cell.second_sum;
+  }
+  FileTypeRow row(const std::string& name) {
+    return {name, opened_, saved_, all_.basis(), opening_.basis(), saving_.basis()};
+  }
+
+ private:
+  std::int64_t opened_ = 0;
+  std::int64_t saved_ = 0;
+  BasisUnion all_;
+  BasisUnion opening_;
+  BasisUnion saving_;
+};
+
+/// The rows of the items of a kind. A `Sum` adds up the cells of one item.
+template <typename Row, typename Sum>
+Counts<Row> count_items(Connection& connection, const Selection& selection, Kind kind) {
+  const Scope scope(connection, selection);
+  CellScan scan(connection, scope.product(), {Kind::report, kind});
+  Counts<Row> counts;
+  counts.installations = count_all(scan, scope);
+
+  Names names(connection);
+  Sum sum;
+  std::int64_t reports = 0;
+  scan.run(kind, {selection.from, selection.to,
+                  [&](const Group& group) { return sum.needs(scope.is_selected(group.version)); },
+                  [&](const Group& group, const SumCell& cell) {
+                    const bool is_selected = scope.is_selected(group.version);
+                    sum.add(cell, is_selected);
+                    if (is_selected) reports += cell.reports;
+                  },
+                  [&](Number item) {
+                    if (reports > 0) counts.rows.push_back(sum.row(names.text_of(item)));
+                    sum = {};
+                    reports = 0;
+                  }});
+  return counts;
+}
+
 /// What describes the machines of one side of a selection: which installations' values count in
 /// which period, and which installations have to be looked up.
 struct MachineSide {
@@ -305,80 +375,11 @@ Counts<PeriodRow> count_periods(Connection& connection, const Selection& selecti
 }
 
 Counts<CommandRow> count_commands(Connection& connection, const Selection& selection) {
-  const Scope scope(connection, selection);
-  CellScan scan(connection, scope.product(), {Kind::report, Kind::command});
-  Counts<CommandRow> counts;
-  counts.installations = count_all(scan, scope);
-
-  Names names(connection);
-  struct Sum {
-    std::int64_t reports = 0;
-    CommandRow row;
-    PartUnion sets;
-    PlaceSum places;
-  };
-  Sum sum;
-  scan.run(Kind::command,
-           {selection.from, selection.to,
-            [&](const Group& group) { return sum.sets.needs(scope.is_selected(group.version)); },
-            [&](const Group& group, const SumCell& cell) {
-              const bool is_selected = scope.is_selected(group.version);
-              sum.sets.add(cell.installations, cell.first_set, is_selected);
-              if (!is_selected) return;
-              sum.reports += cell.reports;
-              sum.row.uses += cell.first_sum;
-              sum.places.add(cell.places);
-            },
-            [&](Number item) {
-              if (sum.reports > 0) {
-                sum.row.command = names.text_of(item);
-                sum.row.installations = sum.sets.whole.basis();
-                sum.row.placed = sum.sets.part_basis();
-                sum.row.median_order = sum.places.median();
-                counts.rows.push_back(std::move(sum.row));
-              }
-              sum = {};
-            }});
-  return counts;
+  return count_items<CommandRow, CommandSum>(connection, selection, Kind::command);
 }
 
 Counts<FileTypeRow> count_file_types(Connection& connection, const Selection& selection) {
-  const Scope scope(connection, selection);
-  CellScan scan(connection, scope.product(), {Kind::report, Kind::file_type});
-  Counts<FileTypeRow> counts;
-  counts.installations = count_all(scan, scope);
-
-  Names names(connection);
-  struct Sum {
-    std::int64_t reports = 0;
-    FileTypeRow row;
-    BasisUnion all;
-    BasisUnion opening;
-    BasisUnion saving;
-  };
-  Sum sum;
-  scan.run(Kind::file_type, {selection.from, selection.to, needs_all,
-                             [&](const Group& group, const SumCell& cell) {
-                               const bool is_selected = scope.is_selected(group.version);
-                               sum.all.add(cell.installations, is_selected);
-                               sum.opening.add(cell.first(), is_selected);
-                               sum.saving.add(cell.second(), is_selected);
-                               if (!is_selected) return;
-                               sum.reports += cell.reports;
-                               sum.row.opened += cell.first_sum;
-                               sum.row.saved += cell.second_sum;
-                             },
-                             [&](Number item) {
-                               if (sum.reports > 0) {
-                                 sum.row.file_type = names.text_of(item);
-                                 sum.row.installations = sum.all.basis();
-                                 sum.row.opening = sum.opening.basis();
-                                 sum.row.saving = sum.saving.basis();
-                                 counts.rows.push_back(std::move(sum.row));
-                               }
-                               sum = {};
-                             }});
-  return counts;
+  return count_items<FileTypeRow, FileTypeSum>(connection, selection, Kind::file_type);
 }
 
 Counts<VersionRow> count_versions(Connection& connection, const Selection& selection) {
