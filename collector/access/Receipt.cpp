@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "collector/access/Sodium.h"
+#include "collector/storage/AddressCase.h"
 
 namespace pelto::collector {
 
@@ -101,11 +102,7 @@ std::string subject_of_installation(std::string_view installation, const Receipt
 }
 
 std::string subject_of_email(std::string_view address, const ReceiptKeys& keys) {
-  std::string small(address);
-  for (char& c : small) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return subject_of(small, keys);
+  return subject_of(fold_address(address), keys);
 }
 
 std::string make_receipt(const ErasedCounts& erased, Time at, const std::string& subject,

@@ -4,10 +4,9 @@
 #include <chrono>
 #include <utility>
 
-#include <unicode/unistr.h>
-
 #include "collector/report/MachineClass.h"
 #include "collector/report/RetryRule.h"
+#include "collector/storage/AddressCase.h"
 #include "collector/storage/sqlite/Folding.h"
 #include "collector/storage/sqlite/ReportPacking.h"
 #include "collector/storage/sqlite/TextPacking.h"
@@ -38,14 +37,6 @@ void leave_out_hidden(Report& report) {
 }
 
 }  // namespace
-
-std::string fold_case(std::string_view address) {
-  std::string folded;
-  icu::UnicodeString::fromUTF8(icu::StringPiece(address.data(), static_cast<int>(address.size())))
-      .foldCase()
-      .toUTF8String(folded);
-  return folded;
-}
 
 std::int64_t find_product(Connection& connection, const std::string& product) {
   return connection.number(0, "SELECT number FROM product WHERE name = ?1", product);
@@ -248,7 +239,7 @@ void Keeper::keep_contact(std::int64_t installation, std::int64_t product,
   connection_.run(
       "INSERT INTO contact(installation, product, received, hash, address) "
       "VALUES (?1, ?2, ?3, ?4, ?5)",
-      installation, product, received, hash_(fold_case(address)), address);
+      installation, product, received, hash_(fold_address(address)), address);
 }
 
 void Keeper::keep_adapter(std::int64_t installation, std::int64_t product,

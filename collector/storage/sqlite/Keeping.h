@@ -5,7 +5,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <tuple>
 #include <unordered_map>
 #include <vector>
@@ -17,9 +16,6 @@
 #include "collector/storage/sqlite/SqliteStorage.h"
 
 namespace pelto::collector {
-
-/// The case of an address does not matter.
-std::string fold_case(std::string_view address);
 
 /// The number of a product; 0 if there is none of the name.
 std::int64_t find_product(Connection& connection, const std::string& product);

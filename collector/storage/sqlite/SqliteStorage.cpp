@@ -12,6 +12,7 @@
 #include <SQLiteCpp/Transaction.h>
 #include <sodium.h>
 
+#include "collector/storage/AddressCase.h"
 #include "collector/storage/sqlite/Backup.h"
 #include "collector/storage/sqlite/Checking.h"
 #include "collector/storage/sqlite/Counting.h"
@@ -335,13 +336,13 @@ class SqliteStorage final : public Storage, private Access {
 
   ErasedCounts erase_email(const std::string& address) override {
     return erase(
-        [folded = fold_case(address)](Connection& connection, Keeper& keeper, std::size_t) {
+        [folded = fold_address(address)](Connection& connection, Keeper& keeper, std::size_t) {
           std::vector<std::int64_t> numbers;
           Query row =
               connection.query("SELECT DISTINCT installation, address FROM contact WHERE hash = ?1",
                                keeper.hash()(folded));
           while (row->executeStep()) {
-            if (fold_case(row->getColumn(1).getString()) != folded) continue;
+            if (fold_address(row->getColumn(1).getString()) != folded) continue;
             const std::int64_t number = row->getColumn(0).getInt64();
             if (numbers.empty() || numbers.back() != number) numbers.push_back(number);
           }

@@ -81,7 +81,11 @@ TEST_F(ReceiptTest, OtherTextIsNoReceipt) {
 TEST_F(ReceiptTest, LetterCaseCountsInAnIdentifierOnly) {
   EXPECT_NE(subject_of_installation("a", keys_), subject_of_installation("A", keys_));
   EXPECT_EQ(subject_of_email("ann@example.com", keys_), subject_of_email("Ann@EXAMPLE.com", keys_));
+  EXPECT_EQ(subject_of_email("stra\u00DFe@\u00E9.example", keys_),
+            subject_of_email("STRASSE@\u00C9.Example", keys_));
   EXPECT_NE(subject_of_email("ann@example.com", keys_), subject_of_email("bob@example.com", keys_));
+  EXPECT_NE(subject_of_email("\u00E9@example.com", keys_),
+            subject_of_email("e@example.com", keys_));
 }
 
 TEST_F(ReceiptTest, ASubjectIsKnownToTheKeysOwnerOnly) {

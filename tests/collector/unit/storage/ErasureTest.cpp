@@ -134,6 +134,14 @@ TEST_F(Erasing, ByAddressIgnoresLetterCaseAndErasesEveryInstallationWithIt) {
   EXPECT_EQ(storage->erase_email("person.3@example.com").installations, 0);
 }
 
+TEST_F(Erasing, ByAddressIgnoresLetterCaseInEveryScript) {
+  Delivery delivery = sample_delivery(1, "2026-02-05T10:00:00Z", sample_report("first"));
+  delivery.report.email = "Stra\u00DFe@\u00C9.example";
+  keep(*storage, delivery);
+  EXPECT_EQ(storage->erase_email("strase@\u00E9.example").installations, 0);
+  EXPECT_EQ(storage->erase_email("STRASSE@\u00E9.Example").installations, 1);
+}
+
 TEST_F(Erasing, OfTheUnknownErasesNothing) {
   fill(3);
   EXPECT_EQ(storage->erase_installation("unknown").installations, 0);

@@ -1,4 +1,5 @@
 collector_tests(storage
+  AddressCaseTest.cpp
   AgreementTest.cpp
   ErasureTest.cpp
   FaultTest.cpp
