@@ -18,8 +18,9 @@ namespace {
 
 /// Called by SQLite while another connection holds a lock. SQLite's own waits grow to 100 ms, in
 /// which a busy server commits and locks again many times.
+template <const std::chrono::milliseconds& limit>
 int wait_for_lock(void*, int earlier_calls) {
-  if (lock_interval * earlier_calls >= longest_wait) return 0;
+  if (lock_interval * earlier_calls >= limit) return 0;
   std::this_thread::sleep_for(lock_interval);
   return 1;
 }
@@ -57,7 +58,7 @@ SQLite::Database open_database(const std::filesystem::path& path) {
   make_file(path);
   try {
     SQLite::Database database(path, SQLite::OPEN_READWRITE);
-    sqlite3_busy_handler(database.getHandle(), wait_for_lock, nullptr);
+    limit_wait(database, Wait::longest);
     switch_to_wal(database);
     // Temporary tables stay in memory, so that no file keeps what is erased.
     database.exec(
@@ -68,6 +69,13 @@ SQLite::Database open_database(const std::filesystem::path& path) {
   } catch (const SQLite::Exception& error) {
     throw storage_error(path, error);
   }
+}
+
+void limit_wait(SQLite::Database& database, Wait wait) {
+  int (*handler)(void*, int) = nullptr;
+  if (wait == Wait::brief) handler = wait_for_lock<brief_wait>;
+  if (wait == Wait::longest) handler = wait_for_lock<longest_wait>;
+  sqlite3_busy_handler(database.getHandle(), handler, nullptr);
 }
 
 StorageError storage_error(const std::filesystem::path& path, const SQLite::Exception& error) {

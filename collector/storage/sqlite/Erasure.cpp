@@ -14,7 +14,6 @@
 
 #include "collector/storage/sqlite/Database.h"
 #include "collector/storage/sqlite/Folding.h"
-#include "collector/storage/sqlite/Schema.h"
 
 namespace pelto::collector {
 
@@ -25,7 +24,7 @@ constexpr std::size_t shortest_trace = 6;
 /// With more texts than this, writing the tables anew takes less time than looking for each.
 constexpr std::size_t most_traces = 200;
 
-/// In the table `state`, from the commit of an erasure until its traces are removed.
+/// In the table `state`: counts the erasures since traces were removed last.
 constexpr char traces_state[] = "traces";
 
 class Eraser {
@@ -144,17 +143,23 @@ class Eraser {
 
 void empty_log(Connection& connection, const std::filesystem::path& path) {
   const auto limit = std::chrono::steady_clock::now() + longest_wait;
+  // Most of it can be moved beside a writer. Emptying the log takes the lock, with which SQLite
+  // would also wait for readers, so it must not wait itself.
+  sqlite3_wal_checkpoint_v2(connection.database().getHandle(), nullptr, SQLITE_CHECKPOINT_PASSIVE,
+                            nullptr, nullptr);
+  limit_wait(connection.database(), Wait::none);
   for (;;) {
     const int result = sqlite3_wal_checkpoint_v2(connection.database().getHandle(), nullptr,
                                                  SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
-    if (result == SQLITE_OK) return;
+    if (result == SQLITE_OK) break;
     if (result != SQLITE_BUSY || std::chrono::steady_clock::now() > limit) {
       throw StorageError(path.string() +
                          ": erased, but traces are left in the write-ahead log, which another "
                          "process uses; end that one and erase again");
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds{5});
+    std::this_thread::sleep_for(lock_interval);
   }
+  limit_wait(connection.database(), Wait::longest);
 }
 
 /// Whether one of the texts is in the file. It is read as SQLite has it open: the end of another
@@ -192,22 +197,27 @@ bool has_any(Connection& connection, const std::vector<std::string>& texts) {
 
 }  // namespace
 
-void Erasure::add(Erasure other) {
-  counts.installations += other.counts.installations;
-  counts.deliveries += other.counts.deliveries;
-  counts.contacts += other.counts.contacts;
-  std::ranges::move(other.texts, std::back_inserter(texts));
+void Erasure::add(Erasure later) {
+  counts.installations += later.counts.installations;
+  counts.deliveries += later.counts.deliveries;
+  counts.contacts += later.counts.contacts;
+  std::ranges::move(later.texts, std::back_inserter(texts));
+  if (later.mark_before != mark) is_with_others = true;
+  mark = later.mark;
 }
 
 Erasure erase_installations(Connection& connection, Keeper& keeper,
-                            const std::vector<std::int64_t>& installations) {
+                            const std::function<std::vector<std::int64_t>()>& find) {
   SQLite::Transaction transaction(connection.database(), SQLite::TransactionBehavior::IMMEDIATE);
   try {
     keeper.begin();
+    const std::vector<std::int64_t> installations = find();
     Eraser eraser(connection, keeper);
     for (const std::int64_t installation : installations) eraser.erase(installation);
     Erasure erasure = eraser.finish();
-    write_state(connection, traces_state, 1);
+    erasure.mark_before = read_state(connection, traces_state);
+    erasure.mark = erasure.mark_before + (installations.empty() ? 0 : 1);
+    write_state(connection, traces_state, erasure.mark);
     transaction.commit();
     return erasure;
   } catch (...) {
@@ -216,29 +226,26 @@ Erasure erase_installations(Connection& connection, Keeper& keeper,
   }
 }
 
-bool has_traces(Connection& connection) {
-  return read_state(connection, traces_state) != 0;
-}
-
 void remove_traces(Connection& connection, const std::filesystem::path& path,
-                   const std::vector<std::string>& texts) {
+                   const Erasure& erasure, const std::function<void(bool with_reports)>& rewrite) {
+  if (erasure.mark == 0) return;
   empty_log(connection, path);
   std::vector<std::string> traces;
-  std::ranges::copy_if(texts, std::back_inserter(traces),
+  std::ranges::copy_if(erasure.texts, std::back_inserter(traces),
                        [](const std::string& text) { return text.size() >= shortest_trace; });
-  for (const bool with_reports : {false, true}) {
-    if (traces.size() <= most_traces && !has_any(connection, traces)) break;
-    rewrite_texts(connection.database(), with_reports);
+  if (erasure.is_with_others || traces.size() > most_traces) {
+    rewrite(erasure.is_with_others);
     empty_log(connection, path);
-    if (traces.size() > most_traces) break;
+  } else {
+    for (const bool with_reports : {false, true}) {
+      if (!has_any(connection, traces)) break;
+      rewrite(with_reports);
+      empty_log(connection, path);
+    }
   }
-  write_state(connection, traces_state, 0);
-}
-
-void remove_all_traces(Connection& connection, const std::filesystem::path& path) {
-  rewrite_texts(connection.database(), true);
-  empty_log(connection, path);
-  write_state(connection, traces_state, 0);
+  // One that was committed meanwhile has a number of its own, and removes its traces itself.
+  connection.run("UPDATE state SET value = 0 WHERE name = ?1 AND value = ?2", traces_state,
+                 erasure.mark);
 }
 
 }  // namespace pelto::collector

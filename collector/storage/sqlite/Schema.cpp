@@ -90,6 +90,7 @@ constexpr std::array<const char*, schema_version> steps{first_tables};
 
 /// Copies a table row by row in its order and puts the copy in its place.
 void rewrite(SQLite::Database& database, const std::string& table) {
+  SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
   std::vector<std::string> indexes;
   std::string definition;
   SQLite::Statement found(database, "SELECT type, sql FROM sqlite_master WHERE tbl_name = ?1");
@@ -113,10 +114,12 @@ void rewrite(SQLite::Database& database, const std::string& table) {
   database.exec("DROP TABLE " + table);
   database.exec("ALTER TABLE rewritten RENAME TO " + table);
   for (const std::string& index : indexes) database.exec(index);
-  if (sequence == 0) return;
-  database.exec("DELETE FROM sqlite_sequence WHERE name = '" + table + "'");
-  database.exec("INSERT INTO sqlite_sequence VALUES ('" + table + "', " + std::to_string(sequence) +
-                ")");
+  if (sequence != 0) {
+    database.exec("DELETE FROM sqlite_sequence WHERE name = '" + table + "'");
+    database.exec("INSERT INTO sqlite_sequence VALUES ('" + table + "', " +
+                  std::to_string(sequence) + ")");
+  }
+  transaction.commit();
 }
 
 int version_of(SQLite::Database& database) {
@@ -143,12 +146,10 @@ void migrate(SQLite::Database& database) {
 }
 
 void rewrite_texts(SQLite::Database& database, bool with_reports) {
-  SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
   for (const char* const table : {"installation", "contact", "adapter", "name"}) {
     rewrite(database, table);
   }
   if (with_reports) rewrite(database, "report_text");
-  transaction.commit();
 }
 
 }  // namespace pelto::collector

@@ -5,12 +5,14 @@
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include <SQLiteCpp/Transaction.h>
 #include <sodium.h>
+#include <sqlite3.h>
 
 #include "collector/storage/AddressCase.h"
 #include "collector/storage/sqlite/Backup.h"
@@ -19,6 +21,7 @@
 #include "collector/storage/sqlite/Database.h"
 #include "collector/storage/sqlite/Erasure.h"
 #include "collector/storage/sqlite/Exporting.h"
+#include "collector/storage/sqlite/Schema.h"
 #include "collector/storage/sqlite/Writer.h"
 
 namespace pelto::collector {
@@ -123,11 +126,27 @@ class Access {
     });
   }
 
+  /// Runs `work` on the writer's thread. It is called again if another process holds the lock: the
+  /// writer waits for it only briefly at a time, so that deliveries do not wait for long.
+  template <typename Work>
+  auto run(Work work) {
+    const auto limit = std::chrono::steady_clock::now() + longest_wait;
+    for (;;) {
+      try {
+        return writer_.run(work);
+      } catch (const SQLite::Exception& error) {
+        if (error.getErrorCode() != SQLITE_BUSY) throw;
+        if (std::chrono::steady_clock::now() > limit) throw;
+      }
+      std::this_thread::sleep_for(lock_interval);
+    }
+  }
+
   /// Runs `work` in a transaction on the writer's thread.
   template <typename Work>
   auto write(Work work) {
     return translate([&] {
-      return writer_.run([work](Connection& connection, Keeper& keeper) {
+      return run([work](Connection& connection, Keeper& keeper) {
         SQLite::Transaction transaction(connection.database(),
                                         SQLite::TransactionBehavior::IMMEDIATE);
         keeper.begin();
@@ -161,34 +180,31 @@ class Access {
   template <typename Find>
   ErasedCounts erase(Find find, const GoesOn& goes_on) {
     return translate([&] {
+      // What one erasure removes the traces of, another one must not add to meanwhile.
+      const std::lock_guard lock(erasing_);
       Erasure all;
-      const bool were_traces_left =
-          writer_.run([](Connection& connection, Keeper&) { return has_traces(connection); });
       std::size_t size = first_erasure_step;
       bool is_whole = false;
-      while (goes_on()) {
+      while (!is_whole && goes_on()) {
         Clock::time_point start;
-        auto step = writer_.run([&](Connection& connection, Keeper& keeper) {
+        Erasure step = run([&](Connection& connection, Keeper& keeper) {
           start = Clock::now();
-          const std::vector<std::int64_t> found = find(connection, keeper, size);
-          return found.empty() ? Erasure{} : erase_installations(connection, keeper, found);
+          return erase_installations(connection, keeper,
+                                     [&] { return find(connection, keeper, size); });
         });
         is_whole = step.counts.installations == 0;
-        if (is_whole) break;
         all.add(std::move(step));
         size = next_size(size, Clock::now() - start);
       }
       // Looking for traces takes longer than an end may wait. The next erasure finds them noted.
-      if (is_whole && (all.counts.installations > 0 || were_traces_left)) {
-        writer_.run([&](Connection& connection, Keeper&) {
-          if (were_traces_left) {
-            // The texts of the erasure that was cut off are not known any more.
-            remove_all_traces(connection, path_);
-          } else {
-            remove_traces(connection, path_, all.texts);
-          }
+      if (!is_whole) return all.counts;
+      // The search has a connection of its own, so that deliveries do not wait for it.
+      Connection connection(path_);
+      remove_traces(connection, path_, all, [this](bool with_reports) {
+        run([with_reports](Connection& writing, Keeper&) {
+          rewrite_texts(writing.database(), with_reports);
         });
-      }
+      });
       return all.counts;
     });
   }
@@ -217,6 +233,7 @@ class Access {
   std::filesystem::path path_;
   std::mutex mutex_;
   std::vector<std::unique_ptr<Connection>> idle_readers_;
+  std::mutex erasing_;
   Writer writer_;
 };
 

@@ -5,6 +5,7 @@
 #include <exception>
 
 #include <SQLiteCpp/Transaction.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include "collector/storage/sqlite/Database.h"
@@ -42,6 +43,7 @@ Writer::Writer(std::filesystem::path path, const SqliteOptions& options)
       keeper_(connection_, options),
       checkpointer_(path_, connection_),
       file_(identify(path_)) {
+  limit_wait(connection_.database(), Wait::brief);
   thread_ = std::thread([this] { work(); });
 }
 
@@ -135,6 +137,7 @@ std::vector<std::variant<Writer::Job, Writer::Task>> Writer::take_next(bool wait
 void Writer::keep_group(std::vector<std::variant<Job, Task>>& jobs) {
   std::vector<Outcome> outcomes(jobs.size(), Outcome::failed);
   bool is_done = false;
+  bool is_locked = false;
   try {
     outcomes = commit(jobs);
     is_done = true;
@@ -148,16 +151,34 @@ void Writer::keep_group(std::vector<std::variant<Job, Task>>& jobs) {
       }
       return;
     }
+  } catch (const SQLite::Exception& error) {
+    is_locked = error.getErrorCode() == SQLITE_BUSY;
   } catch (const std::exception&) {
-    // Full, locked or gone: nothing is kept, and `failed` says so.
+    // Full or gone: nothing is kept, and `failed` says so.
     outcomes.assign(jobs.size(), Outcome::failed);
   }
   note_state(is_done);
   for (std::size_t i = 0; i < jobs.size(); ++i) std::get<Job>(jobs[i]).done(outcomes[i]);
+  if (is_locked) fail_waiting();
+}
+
+void Writer::fail_waiting() {
+  std::deque<std::variant<Job, Task>> waiting;
+  {
+    const std::lock_guard lock(mutex_);
+    waiting.swap(jobs_);
+    for (auto& job : waiting) {
+      if (std::holds_alternative<Task>(job)) jobs_.push_back(std::move(job));
+    }
+  }
+  for (auto& job : waiting) {
+    if (auto* const delivery = std::get_if<Job>(&job)) delivery->done(Outcome::failed);
+  }
 }
 
 std::vector<Outcome> Writer::commit(std::vector<std::variant<Job, Task>>& jobs) {
   check_file();
+  limit_wait(connection_.database(), is_import(jobs) ? Wait::longest : Wait::brief);
   SQLite::Transaction transaction(connection_.database(), SQLite::TransactionBehavior::IMMEDIATE);
   try {
     keeper_.begin();
@@ -176,6 +197,12 @@ std::vector<Outcome> Writer::commit(std::vector<std::variant<Job, Task>>& jobs) 
     keeper_.forget();
     throw;
   }
+}
+
+bool Writer::is_import(const std::vector<std::variant<Job, Task>>& jobs) {
+  return !jobs.empty() && std::ranges::all_of(jobs, [](const auto& job) {
+    return std::get<Job>(job).time_kind == TimeKind::stated;
+  });
 }
 
 void Writer::write_refusals() {

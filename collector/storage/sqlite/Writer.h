@@ -115,8 +115,13 @@ class Writer {
   /// to wait.
   std::vector<std::variant<Job, Task>> take_next(bool waits);
   void keep_group(std::vector<std::variant<Job, Task>>& jobs);
+  /// After a group has waited for the lock in vain: those that were behind it meanwhile do not wait
+  /// again, one group after the other.
+  void fail_waiting();
   /// In one transaction: all of them or none. Throws.
   std::vector<Outcome> commit(std::vector<std::variant<Job, Task>>& jobs);
+  /// Whether no sender waits for the outcome.
+  static bool is_import(const std::vector<std::variant<Job, Task>>& jobs);
   /// Writes the refusals if the first of them was counted some time ago, or at the end.
   void write_refusals();
   /// Works on the sums, if there is something to do. Returns whether there is more.

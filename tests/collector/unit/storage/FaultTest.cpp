@@ -265,17 +265,66 @@ TEST(Fault, TwoProcessesKeepAtATime) {
   EXPECT_THAT(storage->check(), IsEmpty());
 }
 
-TEST(Fault, ALockThatIsHeldForTooLongFailsAndIsOver) {
+using Clock = std::chrono::steady_clock;
+
+TEST(Fault, ALockOfAnotherProcessFailsDeliveriesSoonUntilItIsReleased) {
   const TemporaryFolder folder;
   const auto storage = open_sqlite_storage(folder / sqlite_file_name);
-  {
-    SQLite::Database other = open_database(folder / sqlite_file_name);
-    other.exec("BEGIN IMMEDIATE");
-    EXPECT_EQ(keep(*storage, numbered(1)), Outcome::failed);
-    EXPECT_FALSE(storage->is_ready());
-    other.exec("ROLLBACK");
+  SQLite::Database other = open_database(folder / sqlite_file_name);
+  other.exec("BEGIN IMMEDIATE");
+  const auto begin = Clock::now();
+  EXPECT_EQ(keep(*storage, numbered(1), TimeKind::arrival), Outcome::failed);
+  EXPECT_LT(Clock::now() - begin, std::chrono::seconds{2});
+  EXPECT_FALSE(storage->is_ready());
+  // It stays so, also when the outcome of the last write is of some time ago.
+  std::this_thread::sleep_for(std::chrono::milliseconds{1100});
+  EXPECT_FALSE(storage->is_ready());
+  other.exec("ROLLBACK");
+  const auto released = Clock::now();
+  while (!storage->is_ready() && Clock::now() - released < std::chrono::seconds{10}) {
+    std::this_thread::sleep_for(std::chrono::milliseconds{10});
   }
-  EXPECT_EQ(keep(*storage, numbered(1)), Outcome::accepted);
+  EXPECT_TRUE(storage->is_ready());
+  EXPECT_EQ(keep(*storage, numbered(1), TimeKind::arrival), Outcome::accepted);
+}
+
+TEST(Fault, ALockFailsAllThatWaitForItTogether) {
+  const TemporaryFolder folder;
+  const auto storage = open_sqlite_storage(folder / sqlite_file_name);
+  SQLite::Database other = open_database(folder / sqlite_file_name);
+  other.exec("BEGIN IMMEDIATE");
+  constexpr unsigned count = 3000;
+  std::atomic<unsigned> failed = 0;
+  const auto begin = Clock::now();
+  for (unsigned i = 0; i < count; ++i) {
+    storage->keep(sample_delivery(i, "2026-01-05T10:00:00Z", sample_report("first")),
+                  TimeKind::arrival, [&](Outcome outcome) {
+                    EXPECT_EQ(outcome, Outcome::failed);
+                    ++failed;
+                  });
+  }
+  while (failed < count) std::this_thread::sleep_for(std::chrono::milliseconds{1});
+  // One after the other, the groups would take more than ten times as long.
+  EXPECT_LT(Clock::now() - begin, std::chrono::milliseconds{2500});
+}
+
+TEST(Fault, ALockDelaysCommandsAndImportsBesideWhichDeliveriesFailSoon) {
+  const TemporaryFolder folder;
+  const auto storage = open_sqlite_storage(folder / sqlite_file_name);
+  const auto importing = open_sqlite_storage(folder / sqlite_file_name);
+  SQLite::Database other = open_database(folder / sqlite_file_name);
+  other.exec("BEGIN IMMEDIATE");
+  std::thread command([&] { storage->set_threshold(7); });
+  std::thread import(
+      [&] { EXPECT_EQ(keep(*importing, numbered(1), TimeKind::stated), Outcome::accepted); });
+  const auto begin = Clock::now();
+  EXPECT_EQ(keep(*storage, numbered(2), TimeKind::arrival), Outcome::failed);
+  EXPECT_LT(Clock::now() - begin, std::chrono::milliseconds{2500});
+  std::this_thread::sleep_for(std::chrono::milliseconds{1500} - (Clock::now() - begin));
+  other.exec("ROLLBACK");
+  command.join();
+  import.join();
+  EXPECT_EQ(storage->threshold(), 7);
 }
 
 TEST(Fault, ABackupBesideAWriterIsWholeAndOfOneMoment) {
