@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <system_error>
+#include <utility>
 
 #include "collector/commands/CommandLine.h"
 #include "collector/storage/sqlite/SqliteStorage.h"
@@ -52,9 +53,11 @@ std::filesystem::path use_data_folder(const DataOptions& options) {
   return folder;
 }
 
-std::unique_ptr<Storage> open_storage(const DataOptions& data, const KeepingOptions& keeping) {
-  return open_sqlite_storage(use_data_folder(data) / sqlite_file_name,
-                             {.keeps_email = keeping.keeps_email});
+std::unique_ptr<Storage> open_storage(const DataOptions& data, const KeepingOptions& keeping,
+                                      std::function<void(const std::string&)> on_damage) {
+  return open_sqlite_storage(
+      use_data_folder(data) / sqlite_file_name,
+      {.keeps_email = keeping.keeps_email, .on_damage = std::move(on_damage)});
 }
 
 std::string adapter_key(Storage& storage, const KeepingOptions& keeping) {

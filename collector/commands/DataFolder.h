@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -33,9 +34,10 @@ void add_keeping_options(CLI::App& command, KeepingOptions& options);
 /// `CommandError` if no folder was named or it cannot be used.
 std::filesystem::path use_data_folder(const DataOptions& options);
 
-/// Opens the storage in the data folder, which is made if it is missing. Throws `CommandError` and
-/// `StorageError`.
-std::unique_ptr<Storage> open_storage(const DataOptions& data, const KeepingOptions& keeping = {});
+/// Opens the storage in the data folder, which is made if it is missing. `on_damage` is called as
+/// `SqliteOptions` says. Throws `CommandError` and `StorageError`.
+std::unique_ptr<Storage> open_storage(const DataOptions& data, const KeepingOptions& keeping = {},
+                                      std::function<void(const std::string&)> on_damage = {});
 
 /// The key of the hash of network adapters' addresses; empty if they are not kept.
 std::string adapter_key(Storage& storage, const KeepingOptions& keeping);

@@ -199,11 +199,13 @@ void say_where(const Server& server, const ServeOptions& serve) {
 int run(const Options& options) {
   ServeOptions serve = complete(options);
   const FolderLock lock(use_data_folder(options.data));
-  const std::unique_ptr<Storage> storage = open_storage(options.data, options.keeping);
+  LogWriter log(STDERR_FILENO);
+  const std::unique_ptr<Storage> storage =
+      open_storage(options.data, options.keeping,
+                   [&log](const std::string& damage) { log.message(damage); });
   if (options.threshold) storage->set_threshold(*options.threshold);
   serve.intake_options.adapter_key = adapter_key(*storage, options.keeping);
 
-  LogWriter log(STDERR_FILENO);
   Server server(serve, *storage, log);
   const Housekeeping housekeeping(options.housekeeping, *storage, log);
   say_where(server, serve);

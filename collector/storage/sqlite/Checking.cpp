@@ -87,7 +87,12 @@ class Checker {
       read_report(*row.operator->(), report);
       const Time received{std::chrono::seconds{row->getColumn(3).getInt64()}};
       const bool is_replaced = row->getColumn(6).getInt() != 0;
-      Report counts = name_report(report.counts, names_);
+      Report counts;
+      if (auto found = read_counts(bytes_of(row->getColumn(5)), names_)) {
+        counts = std::move(*found);
+      } else {
+        find("report " + std::to_string(report.number) + " is damaged and counts as an empty one");
+      }
       check_text(report, counts, row->isColumnNull(7) ? "" : bytes_of(row->getColumn(7)));
       const bool is_same = last && last->report.installation == report.installation &&
                            last->report.group.product == report.group.product;

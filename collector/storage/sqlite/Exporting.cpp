@@ -10,10 +10,8 @@ namespace pelto::collector {
 namespace {
 
 KeptDelivery read_delivery(SQLite::Statement& row, Names& names) {
-  NumberedReport numbered;
-  unpack(bytes_of(row.getColumn(4)), numbered);
   KeptDelivery kept;
-  kept.delivery.report = name_report(numbered, names);
+  kept.delivery.report = read_counts(bytes_of(row.getColumn(4)), names).value_or(Report{});
   kept.delivery.report.installation = row.getColumn(5).getString();
   auto [application, version] =
       split_texts(names.text_of(static_cast<Number>(row.getColumn(2).getInt64())));

@@ -12,29 +12,22 @@ namespace pelto::collector {
 
 namespace {
 
-/// Calls `take` for each report of a statement whose parameters are bound.
-template <typename Take>
-void for_each_report(Query query, Take take) {
-  StoredReport report;
-  while (query->executeStep()) {
-    read_report(*query.operator->(), report);
-    take(report);
-  }
-}
-
 /// Adds the installation's other reports of the group, which the withdrawal makes void, too.
 void mark_others(Connection& connection, const Group& group, Number installation,
                  std::int64_t folded, CellBuilder& builder) {
   const auto seconds = [](Day day) { return Time{day}.time_since_epoch().count(); };
-  for_each_report(
-      connection.query(
-          "SELECT number, installation, product, received, version, packed FROM report "
-          "WHERE installation = ?1 AND product = ?2 AND received >= ?3 AND received < ?4 "
-          "AND version = ?5 AND number <= ?6 AND replaced = 0 "
-          "AND number NOT IN (SELECT report FROM changed)",
-          std::int64_t{installation}, group.product, seconds(first_day_of(group.period)),
-          seconds(first_day_of(group.period + 1)), std::int64_t{group.version}, folded),
-      [&](const StoredReport& report) { builder.mark(report); });
+  Query other = connection.query(
+      "SELECT number, installation, product, received, version, packed FROM report "
+      "WHERE installation = ?1 AND product = ?2 AND received >= ?3 AND received < ?4 "
+      "AND version = ?5 AND number <= ?6 AND replaced = 0 "
+      "AND number NOT IN (SELECT report FROM changed)",
+      std::int64_t{installation}, group.product, seconds(first_day_of(group.period)),
+      seconds(first_day_of(group.period + 1)), std::int64_t{group.version}, folded);
+  StoredReport report;
+  while (other->executeStep()) {
+    read_report(*other.operator->(), report);
+    builder.mark(report);
+  }
 }
 
 void read_changed(Connection& connection, const PendingScope& scope, std::int64_t folded,
@@ -105,18 +98,22 @@ Pending read_pending(Connection& connection, const PendingScope& scope) {
   Pending pending;
   CellBuilder builder(scope.needs);
   const std::int64_t folded = read_state(connection, "folded_report");
-  for_each_report(
-      connection.query("SELECT number, installation, product, received, version, packed "
-                       "FROM report WHERE number > ?1 AND replaced = 0 "
-                       "AND (?2 = 0 OR product = ?2) ORDER BY number",
-                       folded, scope.product.value_or(0)),
-      [&](const StoredReport& report) { builder.add(report); });
+  Query waiting = connection.query(
+      "SELECT number, installation, product, received, version, packed "
+      "FROM report WHERE number > ?1 AND replaced = 0 "
+      "AND (?2 = 0 OR product = ?2) ORDER BY number",
+      folded, scope.product.value_or(0));
+  StoredReport report;
+  while (waiting->executeStep()) {
+    if (!read_report(*waiting.operator->(), report)) pending.damaged = report.number;
+    builder.add(report);
+  }
   read_changed(connection, scope, folded, builder, pending.withdrawn);
   pending.cells = builder.take_cells();
   return pending;
 }
 
-void fold(Connection& connection) {
+std::int64_t fold(Connection& connection) {
   Pending pending = read_pending(connection, {});
   const std::int64_t segment = read_state(connection, "segment") + 1;
   write_state(connection, "segment", segment);
@@ -134,6 +131,7 @@ void fold(Connection& connection) {
               connection.number(0, "SELECT seq FROM sqlite_sequence WHERE name = 'report'"));
   write_state(connection, "pending_reports", 0);
   write_state(connection, "pending_bytes", 0);
+  return pending.damaged;
 }
 
 void merge_block(Connection& connection, const BlockKey& key, const Withdrawn& withdrawn,
@@ -227,13 +225,13 @@ void Merging::step(Connection& connection) {
   }
 }
 
-void read_report(SQLite::Statement& row, StoredReport& report) {
+bool read_report(SQLite::Statement& row, StoredReport& report) {
   report.number = row.getColumn(0).getInt64();
   report.installation = static_cast<Number>(row.getColumn(1).getInt64());
   report.group.product = row.getColumn(2).getInt64();
   report.group.period = period_of(Time{std::chrono::seconds{row.getColumn(3).getInt64()}});
   report.group.version = static_cast<Number>(row.getColumn(4).getInt64());
-  unpack(bytes_of(row.getColumn(5)), report.counts);
+  return unpack(bytes_of(row.getColumn(5)), report.counts);
 }
 
 }  // namespace pelto::collector

@@ -44,6 +44,8 @@ class Withdrawn {
 struct Pending {
   CellBuilder::Cells cells;
   std::map<Group, Installations> withdrawn;
+  /// The number of a damaged report; 0 if there is none.
+  std::int64_t damaged = 0;
 };
 
 /// Which reports a `Pending` is about; by default all.
@@ -55,8 +57,9 @@ struct PendingScope {
 /// Reads what is not folded yet. Within a transaction.
 Pending read_pending(Connection& connection, const PendingScope& scope);
 
-/// Folds everything that is not folded yet. Within a transaction that writes.
-void fold(Connection& connection);
+/// Folds everything that is not folded yet. Returns the number of a damaged report, which is folded
+/// as one without counts; 0 if there is none. Within a transaction that writes.
+std::int64_t fold(Connection& connection);
 
 /// Makes one row of all segments of a block, without what is withdrawn or in `erased`, with
 /// `changes` added, and without the items of which no report is left. Within a transaction that
@@ -81,6 +84,7 @@ class Merging {
 };
 
 /// Reads the report in the current row: number, installation, product, received, version, packed.
-void read_report(SQLite::Statement& row, StoredReport& report);
+/// Returns false, and no counts, if the counts are damaged.
+bool read_report(SQLite::Statement& row, StoredReport& report);
 
 }  // namespace pelto::collector

@@ -200,9 +200,7 @@ std::optional<Keeper::Neighbor> Keeper::neighbor(Query query) {
 }
 
 Report Keeper::counts_of(const Neighbor& neighbor) {
-  NumberedReport numbered;
-  unpack(neighbor.packed, numbered);
-  return name_report(numbered, names_);
+  return read_counts(neighbor.packed, names_).value_or(Report{});
 }
 
 void Keeper::set_replaced(const Neighbor& report, bool is_replaced) {

@@ -69,6 +69,7 @@ class Keeper {
   std::int64_t installation_number(const std::string& identifier);
   /// The report in the first row of the query.
   static std::optional<Neighbor> neighbor(Query query);
+  /// Empty if they are damaged.
   Report counts_of(const Neighbor& neighbor);
   void set_replaced(const Neighbor& report, bool is_replaced);
   void keep_contact(std::int64_t installation, std::int64_t product, const Delivery& delivery);

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "collector/report/MachineClass.h"
+#include "collector/storage/Storage.h"
 #include "collector/storage/sqlite/Bytes.h"
 
 namespace pelto::collector {
@@ -75,6 +76,32 @@ void use_names(const NumberedReport& report, Names& names, int change) {
   for (const auto& property : report.machine) names.use(property.name, change);
 }
 
+/// Throws `StorageError` for bytes that are something else.
+void read_packed(std::string_view packed, NumberedReport& report) {
+  ByteReader reader(packed);
+  read_list(reader, report.commands, [&](auto& command) {
+    const std::uint64_t step = reader.number();
+    command.uses = static_cast<std::int64_t>(reader.number());
+    command.order = static_cast<std::int64_t>(reader.number());
+    return step;
+  });
+  read_list(reader, report.file_types, [&](auto& file_type) {
+    const std::uint64_t step = reader.number();
+    file_type.opened = static_cast<std::int64_t>(reader.number());
+    file_type.saved = static_cast<std::int64_t>(reader.number());
+    return step;
+  });
+  read_list(reader, report.machine, [&](auto& property) {
+    const std::uint64_t step = reader.number();
+    if (step % 4 == number_form) {
+      property.exact = reader.signed_number();
+    } else if (step % 4 == text_form) {
+      property.exact = std::string(reader.text());
+    }
+    return step / 4;
+  });
+}
+
 }  // namespace
 
 NumberedReport number_report(const Report& report, Names& names) {
@@ -123,29 +150,26 @@ std::string pack(const NumberedReport& report) {
   return writer.bytes();
 }
 
-void unpack(std::string_view packed, NumberedReport& report) {
-  ByteReader reader(packed);
-  read_list(reader, report.commands, [&](auto& command) {
-    const std::uint64_t step = reader.number();
-    command.uses = static_cast<std::int64_t>(reader.number());
-    command.order = static_cast<std::int64_t>(reader.number());
-    return step;
-  });
-  read_list(reader, report.file_types, [&](auto& file_type) {
-    const std::uint64_t step = reader.number();
-    file_type.opened = static_cast<std::int64_t>(reader.number());
-    file_type.saved = static_cast<std::int64_t>(reader.number());
-    return step;
-  });
-  read_list(reader, report.machine, [&](auto& property) {
-    const std::uint64_t step = reader.number();
-    if (step % 4 == number_form) {
-      property.exact = reader.signed_number();
-    } else if (step % 4 == text_form) {
-      property.exact = std::string(reader.text());
-    }
-    return step / 4;
-  });
+bool unpack(std::string_view packed, NumberedReport& report) {
+  try {
+    read_packed(packed, report);
+    return true;
+  } catch (const StorageError&) {
+    report.commands.clear();
+    report.file_types.clear();
+    report.machine.clear();
+    return false;
+  }
+}
+
+std::optional<Report> read_counts(std::string_view packed, Names& names) {
+  NumberedReport numbered;
+  if (!unpack(packed, numbered)) return std::nullopt;
+  try {
+    return name_report(numbered, names);
+  } catch (const StorageError&) {
+    return std::nullopt;
+  }
 }
 
 Report name_report(const NumberedReport& report, Names& names) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -41,12 +42,16 @@ struct NumberedReport {
 NumberedReport number_report(const Report& report, Names& names);
 
 std::string pack(const NumberedReport& report);
-/// Into `report`, whose vectors are used again. Throws `StorageError` for bytes that are something
-/// else.
-void unpack(std::string_view packed, NumberedReport& report);
+/// Into `report`, whose vectors are used again. Returns false for bytes that are something else: a
+/// damaged report counts as one without counts, so that it stops nothing but itself.
+bool unpack(std::string_view packed, NumberedReport& report);
 
 /// The lists of a report, each by name.
 Report name_report(const NumberedReport& report, Names& names);
+
+/// The lists of such bytes, each by name; none if the bytes or the names are damaged. Throws
+/// `SQLite::Exception`.
+std::optional<Report> read_counts(std::string_view packed, Names& names);
 
 /// Notes that a report is gone.
 void release_names(const NumberedReport& report, Names& names);

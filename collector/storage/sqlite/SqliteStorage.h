@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <string>
 
 #include "collector/storage/Storage.h"
 
@@ -14,6 +16,9 @@ struct SqliteOptions {
   /// After this many reports their sums are written. Fewer make writing slower, more make counting
   /// slower; the counts are the same.
   std::int64_t reports_per_fold = 2000;
+  /// Called with a line that says what to do when something in the file turns out to be damaged,
+  /// once, from a thread of the storage. Must not throw.
+  std::function<void(const std::string&)> on_damage{};
 };
 
 /// The file's name in the data folder.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <exception>
+#include <stdexcept>
 
 #include <SQLiteCpp/Transaction.h>
 #include <sqlite3.h>
@@ -136,30 +137,24 @@ std::vector<std::variant<Writer::Job, Writer::Task>> Writer::take_next(bool wait
 
 void Writer::keep_group(std::vector<std::variant<Job, Task>>& jobs) {
   std::vector<Outcome> outcomes(jobs.size(), Outcome::failed);
-  bool is_done = false;
-  bool is_locked = false;
+  Trouble trouble = Trouble::none;
   try {
     outcomes = commit(jobs);
-    is_done = true;
-  } catch (const StorageError&) {
-    // What is damaged may belong to one installation: the others' deliveries can be kept.
-    if (jobs.size() > 1) {
-      for (auto& job : jobs) {
-        std::vector<std::variant<Job, Task>> alone;
-        alone.push_back(std::move(job));
-        keep_group(alone);
-      }
-      return;
-    }
-  } catch (const SQLite::Exception& error) {
-    is_locked = error.getErrorCode() == SQLITE_BUSY;
-  } catch (const std::exception&) {
-    // Full or gone: nothing is kept, and `failed` says so.
-    outcomes.assign(jobs.size(), Outcome::failed);
+  } catch (...) {
+    trouble = judge_failure();
   }
-  note_state(is_done);
+  // What is damaged may belong to one installation: the others' deliveries can be kept.
+  if (trouble == Trouble::damage && jobs.size() > 1) {
+    for (auto& job : jobs) {
+      std::vector<std::variant<Job, Task>> alone;
+      alone.push_back(std::move(job));
+      keep_group(alone);
+    }
+    return;
+  }
+  if (trouble != Trouble::damage || jobs.empty()) note_state(trouble == Trouble::none);
   for (std::size_t i = 0; i < jobs.size(); ++i) std::get<Job>(jobs[i]).done(outcomes[i]);
-  if (is_locked) fail_waiting();
+  if (trouble == Trouble::lock) fail_waiting();
 }
 
 void Writer::fail_waiting() {
@@ -240,17 +235,23 @@ bool Writer::tidy_up() {
         read_state(connection_, "pending_reports") >= options_.reports_per_fold ||
         read_state(connection_, "pending_bytes") >= bytes_per_fold;
     if (!is_fold_due && merging_.is_done()) return false;
+    std::int64_t damaged = 0;
     SQLite::Transaction transaction(connection_.database(), SQLite::TransactionBehavior::IMMEDIATE);
     if (is_fold_due) {
-      fold(connection_);
+      damaged = fold(connection_);
       merging_.plan(connection_);
     } else {
       merging_.step(connection_);
     }
     transaction.commit();
+    if (damaged != 0) {
+      note_damage("report " + std::to_string(damaged) +
+                  " is damaged and counts as an empty one; run check, and restore a backup");
+    }
     return !merging_.is_done();
-  } catch (const std::exception&) {
+  } catch (...) {
     // The counts are the same without it, and the next group tries again.
+    judge_failure();
     merging_.forget();
     return false;
   }
@@ -265,7 +266,7 @@ void Writer::let_others_write() {
 void Writer::check_file() const {
   // SQLite would go on writing to a file that nobody finds any more.
   if (identify(path_) != file_) {
-    throw StorageError(path_.string() + " was moved or deleted; put it back, or start again");
+    throw std::runtime_error(path_.string() + " was moved or deleted");
   }
 }
 
@@ -277,6 +278,27 @@ void Writer::note_state(bool is_ready) {
     state_time_ = Clock::now();
   }
   changed_.notify_all();
+}
+
+Writer::Trouble Writer::judge_failure() {
+  try {
+    throw;
+  } catch (const StorageError& error) {
+    note_damage(error.what());
+    return Trouble::damage;
+  } catch (const SQLite::Exception& error) {
+    if (error.getErrorCode() == SQLITE_BUSY) return Trouble::lock;
+    if (error.getErrorCode() != SQLITE_CORRUPT) return Trouble::other;
+    note_damage(storage_error(path_, error).what());
+    return Trouble::damage;
+  } catch (...) {
+    return Trouble::other;
+  }
+}
+
+void Writer::note_damage(const std::string& what) {
+  if (!has_noted_damage_ && options_.on_damage) options_.on_damage(what);
+  has_noted_damage_ = true;
 }
 
 }  // namespace pelto::collector

@@ -107,6 +107,16 @@ class Writer {
     std::exception_ptr error_;
     bool is_done_ = false;
   };
+  /// Why something was not written.
+  enum class Trouble {
+    none,
+    /// Another process held the lock for too long.
+    lock,
+    /// Something in the file is damaged.
+    damage,
+    /// The file is gone, or the disk is full or broken.
+    other,
+  };
   using Refusals = std::map<std::tuple<std::string, Day, std::string>, std::int64_t>;
 
   void add(std::variant<Job, Task> job);
@@ -130,6 +140,10 @@ class Writer {
   void let_others_write();
   void check_file() const;
   void note_state(bool is_ready);
+  /// What the exception means that is being handled.
+  Trouble judge_failure();
+  /// Once for all.
+  void note_damage(const std::string& what);
 
   std::filesystem::path path_;
   SqliteOptions options_;
@@ -139,6 +153,7 @@ class Writer {
   Merging merging_;
   std::pair<dev_t, ino_t> file_;
   Clock::time_point pause_time_ = Clock::now();
+  bool has_noted_damage_ = false;
 
   std::mutex mutex_;
   std::condition_variable changed_;

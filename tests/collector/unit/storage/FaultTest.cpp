@@ -22,6 +22,7 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 std::string error_of(const std::filesystem::path& path) {
   try {
@@ -348,6 +349,119 @@ TEST(Fault, ABackupBesideAWriterIsWholeAndOfOneMoment) {
   EXPECT_EQ(copy->secret("s").size(), 32U);
 }
 
+/// Keeps what a storage says of damage in its file.
+class Damaged : public ::testing::Test {
+ protected:
+  void open() {
+    storage.reset();
+    storage = open_sqlite_storage(folder / sqlite_file_name, options);
+  }
+  /// Changes the file while nobody has it open.
+  void change(const char* sql) {
+    storage.reset();
+    SQLite::Database(folder / sqlite_file_name, SQLite::OPEN_READWRITE).exec(sql);
+    open();
+  }
+  std::int64_t state(const char* name) {
+    return SQLite::Database(folder / sqlite_file_name)
+        .execAndGet("SELECT value FROM state WHERE name = '" + std::string(name) + "'")
+        .getInt64();
+  }
+
+  TemporaryFolder folder;
+  std::vector<std::string> notes;
+  SqliteOptions options = {.reports_per_fold = 10,
+                           .on_damage = [this](const std::string& note) { notes.push_back(note); }};
+  std::unique_ptr<Storage> storage = open_sqlite_storage(folder / sqlite_file_name, options);
+};
+
+TEST_F(Damaged, AReportCountsAsAnEmptyOneAndStopsNothing) {
+  for (unsigned i = 1; i <= 5; ++i) keep(*storage, numbered(i));
+  change("UPDATE report SET packed = x'ff' WHERE number = 3");
+  EXPECT_EQ(storage->count_commands(everything()).installations.installations, 5);
+  EXPECT_EQ(storage->count_commands(everything()).rows[0].installations.installations, 4);
+  for (unsigned i = 10; i < 40; ++i) {
+    EXPECT_EQ(keep(*storage, numbered(i), TimeKind::arrival), Outcome::accepted);
+  }
+  EXPECT_TRUE(storage->is_ready());
+  storage.reset();
+  EXPECT_GE(state("folded_report"), 30);
+  ASSERT_EQ(notes.size(), 1U);
+  EXPECT_THAT(notes[0], HasSubstr("report 3 is damaged"));
+
+  open();
+  const auto findings = storage->check();
+  ASSERT_FALSE(findings.empty());
+  EXPECT_THAT(findings[0], HasSubstr("report 3 is damaged"));
+  for (const std::string& finding : findings) EXPECT_THAT(finding, Not(HasSubstr("sums")));
+  EXPECT_EQ(storage->count_commands(everything()).rows[0].installations.installations, 34);
+  EXPECT_EQ(export_all(*storage).size(), 35U);
+  // A further report of the installation holds the empty one.
+  EXPECT_EQ(keep(*storage, sample_delivery(99, "2026-01-06T10:00:00Z", numbered(3).report)),
+            Outcome::replaced);
+  EXPECT_EQ(storage->count_commands(everything()).rows[0].installations.installations, 35);
+  EXPECT_EQ(storage->erase_installation("installation-3").deliveries, 2);
+  EXPECT_EQ(export_all(*storage).size(), 34U);
+}
+
+TEST_F(Damaged, NamesOfAReportDoNotKeepTheNextOneOut) {
+  Delivery delivery = numbered(1);
+  delivery.report.commands.push_back({"Own command", 1, 0});
+  keep(*storage, delivery);
+  change("DELETE FROM name_use; DELETE FROM name WHERE text = CAST('Own command' AS BLOB)");
+  EXPECT_THAT(storage->check(), ::testing::Contains(HasSubstr("report 1 is damaged")));
+  delivery.id = guid(2);
+  delivery.received += std::chrono::hours{1};
+  EXPECT_EQ(keep(*storage, delivery), Outcome::replaced);
+}
+
+TEST_F(Damaged, PagesFailTheDeliveriesOfTheirInstallationAlone) {
+  for (unsigned i = 1; i <= 5; ++i) {
+    Delivery delivery = numbered(i);
+    for (int command = 0; i == 3 && command < 6000; ++command) {
+      delivery.report.commands.push_back({"Own " + std::to_string(command), command, 0});
+    }
+    keep(*storage, delivery);
+  }
+  storage.reset();
+  std::string packed;
+  {
+    SQLite::Database database(folder / sqlite_file_name);
+    packed = database.execAndGet("SELECT packed FROM report WHERE number = 3").getString();
+  }
+  ASSERT_GT(packed.size(), 12'000U);
+  {
+    std::fstream file(folder / sqlite_file_name, std::ios::in | std::ios::out | std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    const std::size_t place = bytes.find(packed.substr(9000, 200));
+    ASSERT_NE(place, std::string::npos);
+    // The page begins with the number of the next one.
+    file.seekp(static_cast<std::streamoff>(place / 4096 * 4096));
+    file << std::string(4, '\x7f');
+  }
+  open();
+  std::map<Outcome, int> outcomes;
+  std::atomic<int> done = 0;
+  for (unsigned i = 1; i <= 5; ++i) {
+    Delivery delivery = sample_delivery(100 + i, "2026-01-05T10:00:01Z", numbered(i).report);
+    storage->keep(delivery, TimeKind::arrival, [&](Outcome outcome) {
+      ++outcomes[outcome];
+      ++done;
+    });
+  }
+  while (done < 5) std::this_thread::sleep_for(std::chrono::milliseconds{1});
+  EXPECT_EQ(outcomes[Outcome::replaced], 4);
+  EXPECT_EQ(outcomes[Outcome::failed], 1);
+  EXPECT_TRUE(storage->is_ready());
+  EXPECT_EQ(keep(*storage, sample_delivery(200, "2026-01-05T10:00:01Z", numbered(3).report),
+                 TimeKind::arrival),
+            Outcome::failed);
+  EXPECT_TRUE(storage->is_ready());
+  storage.reset();
+  ASSERT_EQ(notes.size(), 1U);
+  EXPECT_THAT(notes[0], HasSubstr("restore a backup"));
+}
+
 /// Changes a file from outside, and returns what the check says.
 std::vector<std::string> check_after(const char* sql) {
   const TemporaryFolder folder;
@@ -383,7 +497,7 @@ TEST(Fault, CheckFindsWhatIsWrong) {
         "DELETE FROM report WHERE number = 7", "DELETE FROM installation WHERE number = 2",
         "UPDATE report_text SET text = x'00' WHERE report = 2",
         "UPDATE state SET value = 3 WHERE name = 'folded_report'"}) {
-    EXPECT_THAT(check_after(sql), ::testing::Not(IsEmpty())) << sql;
+    EXPECT_THAT(check_after(sql), Not(IsEmpty())) << sql;
   }
 }
 

@@ -15,6 +15,7 @@ namespace pelto::collector::testing {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 using ::testing::Pair;
 
 TEST(Packing, NumbersOfEverySizeComeBack) {
@@ -43,7 +44,8 @@ TEST(Packing, BytesThatBreakOffAreDamaged) {
                    .text(),
                StorageError);
   NumberedReport report;
-  EXPECT_THROW(unpack("\x02\x01\x01", report), StorageError);
+  EXPECT_FALSE(unpack("\x02\x01\x01", report));
+  EXPECT_THAT(report.commands, IsEmpty());
   EXPECT_THROW(read_installations("xyz"), StorageError);
 }
 
@@ -55,12 +57,8 @@ TEST(Packing, RandomBytesAreDamagedOrAReport) {
       bytes.push_back(static_cast<char>(random() % 16 == 0 ? random() : random() % 4));
     }
     NumberedReport report;
-    try {
-      unpack(bytes, report);
-      EXPECT_LE(report.commands.size(), bytes.size());
-    } catch (const StorageError& error) {
-      EXPECT_NE(std::string(error.what()), "");
-    }
+    const bool is_report = unpack(bytes, report);
+    EXPECT_LE(report.commands.size(), is_report ? bytes.size() : 0);
   }
 }
 
