@@ -127,9 +127,8 @@ std::vector<Run> runs() {
   std::vector<Run> all;
   for (unsigned seed = 1; seed <= 6; ++seed) {
     for (const std::int64_t reports : {1, 7, 1000}) {
-      for (const TimeKind kind : {TimeKind::stated, TimeKind::arrival}) {
-        all.push_back({seed, reports, kind});
-      }
+      // Each kind has three seeds with each number of reports; more find nothing else.
+      all.push_back({seed, reports, all.size() % 2 == 0 ? TimeKind::stated : TimeKind::arrival});
     }
   }
   return all;
