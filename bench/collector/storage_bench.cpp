@@ -2,8 +2,11 @@
 //
 //     storage_bench FOLDER [REPORTS] [DELIVERIES_PER_SECOND]
 //
-// A fifth as many installations as reports, which report in turn, 58 of 400 commands,
-// ten versions of which three or four are in use in a period, and a machine in every second report.
+// A fifth as many installations as reports, which report in turn, 58 of 400 commands in the
+// installation's language, ten versions of which three or four are in use in a period, an e-mail
+// address from every fifth installation, and a machine in every second report. Each report is
+// written as a sender writes it and read as intake reads it, so that the kept text is the one that
+// a server would keep.
 // With a rate, a last part measures how long deliveries at that rate wait for being kept.
 #include <algorithm>
 #include <atomic>
@@ -20,8 +23,13 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <variant>
 #include <vector>
 
+#include "collector/fleet/Catalog.h"
+#include "collector/fleet/Random.h"
+#include "collector/fleet/ReportText.h"
+#include "collector/intake/Intake.h"
 #include "collector/storage/sqlite/SqliteStorage.h"
 
 namespace {
@@ -29,7 +37,6 @@ namespace {
 using namespace pelto::collector;
 using Clock = std::chrono::steady_clock;
 
-constexpr unsigned command_names = 400;
 constexpr unsigned commands_per_report = 58;
 constexpr unsigned periods = 14;
 
@@ -45,10 +52,13 @@ double processor_milliseconds() {
 class Reports {
  public:
   explicit Reports(unsigned installations) : installations_(installations) {
-    for (unsigned i = 0; i < command_names; ++i) {
-      names_.push_back("Command " + std::to_string(i * 7919 % command_names) + " of a Menu");
+    for (std::size_t language = 0; language < languages().size(); ++language) {
+      auto& names = names_.emplace_back();
+      for (int command = 0; command < command_count; ++command) {
+        names.push_back(command_name(static_cast<int>(language), command));
+      }
+      std::ranges::sort(names);
     }
-    std::ranges::sort(names_);
   }
 
   Delivery next(Time received) {
@@ -57,16 +67,20 @@ class Reports {
     delivery.id = guid(below(1U << 31U));
     delivery.received = received;
     const unsigned installation = next_++ % installations_;
-    Report& report = delivery.report;
+    Random machine({installation});
+    const auto language =
+        static_cast<std::size_t>(machine.below(static_cast<std::int64_t>(languages().size())));
+    Report report;
     report.installation = guid(installation);
+    if (installation % 5 == 0) report.email = "person." + guid(installation) + "@example.com";
     report.application = "Example Designer";
     const auto since = received - Day{std::chrono::year{2025} / 1 / 1};
     const auto period = static_cast<unsigned>(since / period_length);
     report.version = std::to_string(1 + std::min(9U, (period + below(4)) / 2)) + ".0.0.0";
-    add_commands(report);
+    add_commands(report, names_[language]);
     report.file_types = {{".dwg", below(20), below(10)}, {".dxf", below(3), below(2)}};
-    if (below(2) == 0) add_machine(report, installation);
-    report.text = text_of(report);
+    if (below(2) == 0) report.machine = make_machine(machine, languages()[language]);
+    delivery.report = std::get<Report>(read_report_text(format_report(report), {}));
     return delivery;
   }
 
@@ -80,12 +94,12 @@ class Reports {
     return text;
   }
 
-  void add_commands(Report& report) {
+  void add_commands(Report& report, const std::vector<std::string>& names) {
     // The square makes the first ones popular.
-    std::vector<bool> is_taken(command_names, false);
+    std::vector<bool> is_taken(command_count, false);
     for (unsigned taken = 0; taken < commands_per_report;) {
       const double place = std::pow(below(1000) / 1000.0, 2.0);
-      const auto command = static_cast<std::size_t>(place * command_names);
+      const auto command = static_cast<std::size_t>(place * command_count);
       if (is_taken[command]) continue;
       is_taken[command] = true;
       ++taken;
@@ -93,57 +107,16 @@ class Reports {
     std::vector<std::int64_t> order(commands_per_report);
     for (unsigned i = 0; i < commands_per_report; ++i) order[i] = i + 1;
     std::ranges::shuffle(order, random_);
-    for (std::size_t i = 0; i < command_names; ++i) {
+    for (std::size_t i = 0; i < is_taken.size(); ++i) {
       if (!is_taken[i]) continue;
-      report.commands.push_back({names_[i], 1 + below(200), order[report.commands.size()]});
+      report.commands.push_back({names[i], 1 + below(200), order[report.commands.size()]});
     }
-  }
-
-  void add_machine(Report& report, unsigned installation) {
-    std::mt19937 machine(installation);
-    const auto pick = [&](unsigned limit) { return std::to_string(machine() % limit); };
-    report.machine = {
-        {"Video Card", "AdapterRAM", std::to_string(static_cast<std::int32_t>(machine()))},
-        {"OS", "Caption", "Microsoft Windows 1" + pick(2) + " Pro"},
-        {"Video Card", "CurrentHorizontalResolution", "19" + pick(20)},
-        {"Video Card", "CurrentVerticalResolution", "10" + pick(20)},
-        {"OS", "Locale", "04" + pick(30)},
-        {"Processor", "Name", "Processor with a Rather Long Name " + pick(150)},
-        {"Video Card", "Name", "Graphics Adapter " + pick(100)},
-        {"Monitor", "Number", pick(4)},
-        {"Processor", "NumberOfCores", pick(32)},
-        {"OS", "OSArchitecture", "64-bit"},
-        {"HardDisk", "Size", std::to_string(500'000'000'000 + machine())},
-        {"System", "TotalPhysicalMemory", std::to_string(8'000'000'000 + machine())},
-        {"OS", "Version", "10.0." + pick(40)}};
-  }
-
-  static std::string text_of(const Report& report) {
-    std::string text = "<PeltoRpt>\n    <cmd_stat>\n        <cmds>\n";
-    for (const CommandCount& command : report.commands) {
-      text += "            <cmd id=\"" + std::to_string(command.order) + "\" name=\"" +
-              command.name + "\" count=\"" + std::to_string(command.uses) + "\" />\n";
-    }
-    text += "        </cmds>\n    </cmd_stat>\n    <ftype_stat>\n        <ftypes>\n";
-    for (const FileTypeCount& file_type : report.file_types) {
-      text += "            <ftype name=\"" + file_type.name + "\" ocnt=\"" +
-              std::to_string(file_type.opened) + "\" scnt=\"" + std::to_string(file_type.saved) +
-              "\" />\n";
-    }
-    text += "        </ftypes>\n    </ftype_stat>\n    <sys_info>\n";
-    for (const MachineValue& property : report.machine) {
-      text += "        <prop name=\"" + property.name + "\" cat=\"" + property.category + "\">" +
-              property.value + "</prop>\n";
-    }
-    text += "    </sys_info>\n    <app_info>\n        <prop name=\"app_name\">" +
-            report.application + "</prop>\n        <prop name=\"app_ver\">" + report.version +
-            "</prop>\n    </app_info>\n</PeltoRpt>\n";
-    return text;
   }
 
   unsigned installations_;
   unsigned next_ = 0;
-  std::vector<std::string> names_;
+  /// By language.
+  std::vector<std::vector<std::string>> names_;
   std::mt19937 random_{1};
 };
 
