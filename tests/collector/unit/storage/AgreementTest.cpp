@@ -127,7 +127,7 @@ std::vector<Run> runs() {
   std::vector<Run> all;
   for (unsigned seed = 1; seed <= 6; ++seed) {
     for (const std::int64_t reports : {1, 7, 1000}) {
-      // Each kind has three seeds with each number of reports; more find nothing else.
+      // Each number of reports meets each kind with three of the seeds.
       all.push_back({seed, reports, all.size() % 2 == 0 ? TimeKind::stated : TimeKind::arrival});
     }
   }
