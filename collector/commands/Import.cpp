@@ -19,8 +19,8 @@ namespace pelto::collector {
 
 namespace {
 
-/// Much longer than a report of a hundred thousand commands.
-constexpr std::size_t longest_line = std::size_t{64} * 1024 * 1024;
+/// Longer than a report of a hundred thousand commands.
+constexpr std::size_t longest_line = std::size_t{16} * 1024 * 1024;
 /// The lines whose deliveries are not kept yet have this many bytes together, or are a single one.
 constexpr std::size_t most_bytes_in_flight = std::size_t{16} * 1024 * 1024;
 constexpr std::size_t most_lines_in_flight = 4096;
@@ -96,7 +96,7 @@ class Import {
                         [&](std::optional<std::string_view> line, LineFile::Place place) {
                           ++number;
                           if (!line) {
-                            refuse(number, BadLine{bad_line_code});
+                            refuse(number, BadLine{std::string(code_of(Refusal::too_large))});
                             return;
                           }
                           if (has_only_whitespace(*line)) return;
@@ -113,7 +113,7 @@ class Import {
   void refuse(std::int64_t line, const BadLine& bad) {
     complaints_ << "line " << line << ": " << bad.code << '\n';
     ++counts_.refused;
-    if (bad.code == bad_line_code) return;
+    if (bad.product.empty()) return;
     ++refusals_[{bad.product, std::chrono::floor<std::chrono::days>(bad.received), bad.code}];
   }
 
@@ -149,7 +149,8 @@ class Import {
 
   [[noreturn]] static void throw_failed() {
     throw StorageError(
-        "some deliveries could not be kept; free some space on the disk and import the file again");
+        "some deliveries could not be kept; check that the disk has space and that no other "
+        "process holds the storage, and import the file again");
   }
 
   /// After the deliveries, which make their products known.

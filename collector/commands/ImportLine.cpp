@@ -18,20 +18,35 @@ using nlohmann::json;
 /// An entry of a list is the deepest: line, list, entry.
 constexpr int deepest_level = 3;
 
+/// Of numbers, texts, lists and objects. A hundred thousand commands have four hundred thousand;
+/// reading this many takes about 100 MiB.
+constexpr int most_values = 1'000'000;
+
+/// In bytes. As a request is limited by default.
+constexpr std::size_t longest_text = std::size_t{4} * 1024 * 1024;
+
 class WrongForm : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// Throws `WrongForm`.
+class TooLarge : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Throws `WrongForm` and `TooLarge`.
 json parse(std::string_view line) {
-  const auto limit_depth = [](int depth, json::parse_event_t event, const json&) {
+  int values = 0;
+  const auto limit = [&values](int depth, json::parse_event_t event, const json&) {
     const bool begins =
         event == json::parse_event_t::object_start || event == json::parse_event_t::array_start;
     if (begins && depth >= deepest_level) throw WrongForm("nested too deeply");
+    if (begins || event == json::parse_event_t::value) ++values;
+    if (values > most_values) throw TooLarge("too many values");
     return true;
   };
-  json parsed = json::parse(line, limit_depth, false);
+  json parsed = json::parse(line, limit, false);
   if (!parsed.is_object()) throw WrongForm("no object");
   return parsed;
 }
@@ -100,6 +115,7 @@ std::variant<Report, Refusal> read_report(const json& line, const IntakeOptions&
   if (line.contains("report")) {
     const std::string text = text_of(line, "report");
     if (text.empty()) return Refusal::empty_report;
+    if (text.size() > longest_text) return Refusal::too_large;
     return read_report_text(text, options);
   }
   Report report = read_counts(line);
@@ -129,6 +145,8 @@ std::variant<Delivery, BadLine> read_import_line(std::string_view line,
     return Delivery{product, *guid, *received, std::move(std::get<Report>(report))};
   } catch (const WrongForm&) {
     return BadLine{bad_line_code};
+  } catch (const TooLarge&) {
+    return BadLine{std::string(code_of(Refusal::too_large))};
   }
 }
 

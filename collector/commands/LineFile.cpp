@@ -59,24 +59,27 @@ void copy_all(int from, int to) {
 
 }  // namespace
 
-LineFile::LineFile(const std::string& path, const std::filesystem::path& folder) : path_(path) {
-  file_ = path == "-" ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file_ < 0) fail("cannot read " + path, "name a file with one delivery a line");
-  // Standard input can be a file of which a part was read already, so it is copied, too.
-  if (path != "-" && is_regular(file_)) return;
-  const int source = file_;
-  file_ = make_nameless_file(folder);
-  copy_all(source, file_);
-  ::close(source);
+LineFile::Descriptor::~Descriptor() {
+  if (number_ >= 0) ::close(number_);
 }
 
-LineFile::~LineFile() {
-  ::close(file_);
+LineFile::LineFile(const std::string& path, const std::filesystem::path& folder)
+    : path_(path), file_(open_file(path, folder)) {}
+
+LineFile::Descriptor LineFile::open_file(const std::string& path,
+                                         const std::filesystem::path& folder) {
+  Descriptor source(path == "-" ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (source.get() < 0) fail("cannot read " + path, "name a file with one delivery a line");
+  // Standard input can be a file of which a part was read already, so it is copied, too.
+  if (path != "-" && is_regular(source.get())) return source;
+  Descriptor copy(make_nameless_file(folder));
+  copy_all(source.get(), copy.get());
+  return copy;
 }
 
 std::size_t LineFile::read_some(char* buffer, std::size_t size, std::int64_t offset) const {
   while (true) {
-    const ssize_t read = ::pread(file_, buffer, size, offset);
+    const ssize_t read = ::pread(file_.get(), buffer, size, offset);
     if (read < 0 && errno == EINTR) continue;
     if (read < 0) fail("cannot read " + path_, "check the disk");
     return static_cast<std::size_t>(read);

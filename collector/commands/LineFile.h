@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace pelto::collector {
 
@@ -22,9 +23,6 @@ class LineFile {
   /// Opens the file at `path`; "-" is standard input. What can be read only once is copied into a
   /// file in `folder` first, which has no name and is gone with this object. Throws `CommandError`.
   LineFile(const std::string& path, const std::filesystem::path& folder);
-  ~LineFile();
-  LineFile(const LineFile&) = delete;
-  LineFile& operator=(const LineFile&) = delete;
 
   /// Calls `take` with each line without its line end (LF), and its place. A line that is longer
   /// than `longest` has no text. Throws `CommandError`.
@@ -35,10 +33,24 @@ class LineFile {
   std::string read(Place place) const;
 
  private:
+  /// Closes a file's descriptor at its end. Below 0: there is none.
+  class Descriptor {
+   public:
+    explicit Descriptor(int number) : number_(number) {}
+    ~Descriptor();
+    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    Descriptor& operator=(Descriptor&&) = delete;
+    int get() const { return number_; }
+
+   private:
+    int number_;
+  };
+
+  static Descriptor open_file(const std::string& path, const std::filesystem::path& folder);
   std::size_t read_some(char* buffer, std::size_t size, std::int64_t offset) const;
 
   std::string path_;
-  int file_ = -1;
+  Descriptor file_;
 };
 
 }  // namespace pelto::collector

@@ -203,6 +203,17 @@ TEST(ImportLine, ItsReportsTextFollowsTheRulesOfIntake) {
   EXPECT_EQ(code_for(text_line("<PeltoRpt></PeltoRpt>").dump()), "no-installation");
 }
 
+TEST(ImportLine, ItsReportsTextIsNoLongerThanARequest) {
+  const std::string begin =
+      "<PeltoRpt><sys_info><prop name=\"ID\">machine-1</prop></sys_info></PeltoRpt>";
+  const std::size_t most = 4 * 1024 * 1024;
+  const auto code_of_length = [&](std::size_t length) {
+    return code_for(text_line(begin + std::string(length - begin.size(), ' ')).dump());
+  };
+  EXPECT_EQ(code_of_length(most), "taken");
+  EXPECT_EQ(code_of_length(most + 1), "too-large");
+}
+
 TEST(ImportLine, TheIdentifierComesBeforeTheReport) {
   json line = text_line("");
   line["id"] = "1";

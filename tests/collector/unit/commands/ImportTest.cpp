@@ -92,7 +92,24 @@ TEST_F(ImportTest, TakesADeliveryOnce) {
 
 TEST_F(ImportTest, FailsWhenTheStorageDoes) {
   storage_.set_ready(false);
-  EXPECT_THROW(import_text(line_of(1, time_in(0), 1)), StorageError);
+  try {
+    import_text(line_of(1, time_in(0), 1));
+    FAIL();
+  } catch (const StorageError& error) {
+    // A storage does not say whether the disk is full or another process holds it.
+    EXPECT_NE(std::string(error.what()).find("the disk has space"), std::string::npos);
+    EXPECT_NE(std::string(error.what()).find("no other process holds"), std::string::npos);
+  }
+}
+
+TEST_F(ImportTest, NamesTheLinesThatAreTooLarge) {
+  std::string many = R"({"commands":[0)";
+  for (int i = 0; i < 1'000'000; ++i) many += ",0";
+  const ImportCounts counts = import_text(std::string(16 * 1024 * 1024 + 1, ' ') + "\n" + many +
+                                          "]}\n" + line_of(1, time_in(0), 1));
+  EXPECT_EQ(counts.accepted, 1);
+  EXPECT_EQ(counts.refused, 2);
+  EXPECT_EQ(complaints_.str(), "line 1: too-large\nline 2: too-large\n");
 }
 
 TEST_F(ImportTest, OfAnExportGivesTheSameFiguresAndExport) {

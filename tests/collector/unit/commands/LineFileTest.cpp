@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <fstream>
+#include <iterator>
 #include <thread>
 #include <vector>
 
@@ -64,6 +65,17 @@ TEST_F(LineFileTest, LeavesOutTheTextOfALineThatIsTooLong) {
 TEST_F(LineFileTest, AFileThatCannotBeReadIsAnError) {
   EXPECT_THROW(LineFile(folder_ / "missing", folder_.path()), CommandError);
   EXPECT_THROW(LineFile(folder_.path(), folder_.path()), CommandError) << "a folder";
+}
+
+TEST_F(LineFileTest, ClosesWhatItHadOpenedWhenItFails) {
+  const auto open_files = [] {
+    const std::filesystem::directory_iterator files("/proc/self/fd");
+    return std::distance(begin(files), end(files));
+  };
+  const auto before = open_files();
+  EXPECT_THROW(LineFile(folder_.path(), folder_.path()), CommandError);
+  EXPECT_THROW(LineFile("/dev/null", folder_ / "missing"), CommandError);
+  EXPECT_EQ(open_files(), before);
 }
 
 TEST_F(LineFileTest, CopiesWhatCanBeReadOnlyOnceAndLeavesNoFile) {
