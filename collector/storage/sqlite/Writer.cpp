@@ -28,6 +28,8 @@ constexpr std::chrono::seconds refusals_delay{1};
 /// missed, as the moment between two transactions can.
 constexpr std::chrono::milliseconds pause_for_others = lock_interval * 5 / 2;
 constexpr std::chrono::milliseconds pause_interval{250};
+/// An import has time, and a server beside it has not.
+constexpr std::chrono::milliseconds pause_interval_of_import{25};
 
 std::pair<dev_t, ino_t> identify(const std::filesystem::path& path) {
   struct stat status {};
@@ -108,7 +110,9 @@ void Writer::work() {
     if (auto* const task = std::get_if<Task>(&jobs.front())) {
       (*task)();
     } else {
+      is_importing_ = is_import(jobs);
       keep_group(jobs);
+      let_others_write();
       has_more = tidy_up();
       write_refusals();
     }
@@ -258,7 +262,8 @@ bool Writer::tidy_up() {
 }
 
 void Writer::let_others_write() {
-  if (Clock::now() - pause_time_ < pause_interval) return;
+  const auto interval = is_importing_ ? pause_interval_of_import : pause_interval;
+  if (Clock::now() - pause_time_ < interval) return;
   std::this_thread::sleep_for(pause_for_others);
   pause_time_ = Clock::now();
 }

@@ -154,6 +154,7 @@ class Writer {
   std::pair<dev_t, ino_t> file_;
   Clock::time_point pause_time_ = Clock::now();
   bool has_noted_damage_ = false;
+  bool is_importing_ = false;
 
   std::mutex mutex_;
   std::condition_variable changed_;
