@@ -23,7 +23,8 @@ struct BlockKey {
   Kind kind = Kind::report;
   Number block = 0;
 
-  auto operator<=>(const BlockKey&) const = default;
+  // The check takes the zero in the operator's own code for a pointer.
+  auto operator<=>(const BlockKey&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 std::map<BlockKey, Block> make_blocks(CellBuilder::Cells cells);

@@ -52,6 +52,25 @@ void switch_to_wal(SQLite::Database& database) {
   }
 }
 
+const char* advice_for(int code) {
+  switch (code) {
+    case SQLITE_FULL:
+      return "free some space on the disk";
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return "another process holds it for too long, try again";
+    case SQLITE_READONLY:
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+      return "check the permissions of the file and its folder";
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      return "restore a backup";
+    default:
+      return "check the disk";
+  }
+}
+
 }  // namespace
 
 SQLite::Database open_database(const std::filesystem::path& path) {
@@ -79,23 +98,9 @@ void limit_wait(SQLite::Database& database, Wait wait) {
 }
 
 StorageError storage_error(const std::filesystem::path& path, const SQLite::Exception& error) {
-  const std::string what = path.string() + ": " + error.getErrorStr();
-  switch (error.getErrorCode()) {
-    case SQLITE_FULL:
-      return StorageError(what + "; free some space on the disk");
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-      return StorageError(what + "; another process holds it for too long, try again");
-    case SQLITE_READONLY:
-    case SQLITE_CANTOPEN:
-    case SQLITE_PERM:
-      return StorageError(what + "; check the permissions of the file and its folder");
-    case SQLITE_CORRUPT:
-    case SQLITE_NOTADB:
-      return StorageError(what + "; restore a backup");
-    default:
-      return StorageError(what + "; check the disk");
-  }
+  StorageError translated(path.string() + ": " + error.getErrorStr() + "; " +
+                          advice_for(error.getErrorCode()));
+  return translated;
 }
 
 }  // namespace pelto::collector
