@@ -200,9 +200,8 @@ int run(const Options& options) {
   ServeOptions serve = complete(options);
   const FolderLock lock(use_data_folder(options.data));
   LogWriter log(STDERR_FILENO);
-  const std::unique_ptr<Storage> storage =
-      open_storage(options.data, options.keeping,
-                   [&log](const std::string& damage) { log.message(damage); });
+  const std::unique_ptr<Storage> storage = open_storage(
+      options.data, options.keeping, [&log](const std::string& damage) { log.message(damage); });
   if (options.threshold) storage->set_threshold(*options.threshold);
   serve.intake_options.adapter_key = adapter_key(*storage, options.keeping);
 
