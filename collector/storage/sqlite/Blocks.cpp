@@ -28,7 +28,7 @@ std::string bytes_of(const Block& block) {
 
 }  // namespace
 
-std::map<BlockKey, Block> make_blocks(CellBuilder::Cells cells) {
+std::map<BlockKey, Block> make_blocks(CellBuilder::Cells&& cells) {
   std::map<BlockKey, Block> blocks;
   for (auto& [key, groups] : cells) {
     const auto [kind, item] = key;

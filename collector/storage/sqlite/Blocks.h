@@ -27,7 +27,7 @@ struct BlockKey {
   auto operator<=>(const BlockKey&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
-std::map<BlockKey, Block> make_blocks(CellBuilder::Cells cells);
+std::map<BlockKey, Block> make_blocks(CellBuilder::Cells&& cells);
 
 /// A cell in the bytes of a block, which it refers to.
 class PackedCell {

@@ -71,7 +71,7 @@ Installations read_installations(std::string_view bytes) {
     throw StorageError("a stored sum is damaged; run check, and restore a backup");
   }
   // Takes the set over.
-  return Installations(set);
+  return {set};
 }
 
 std::string bytes_of(const Places& places) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <ranges>
 #include <unordered_map>
 #include <vector>
 
@@ -284,12 +285,12 @@ struct MachineSide {
   /// An installation counts in the last period in which it described its machine.
   void decide() {
     Installations seen;
-    for (auto period = described.rbegin(); period != described.rend(); ++period) {
-      const Installations latest = period->second - seen;
-      const Installations& twice = ambiguous[period->first];
-      counted[period->first] = latest - twice;
+    for (const auto& [period, installations] : described | std::views::reverse) {
+      const Installations latest = installations - seen;
+      const Installations& twice = ambiguous[period];
+      counted[period] = latest - twice;
       to_look_up |= latest & twice;
-      seen |= period->second;
+      seen |= installations;
     }
   }
 };

@@ -71,8 +71,11 @@ void IntakeCounter::write(Connection& connection) {
   counts_.clear();
 }
 
-Keeper::Keeper(Connection& connection, const SqliteOptions& options)
-    : connection_(connection), options_(options), names_(connection), hash_(connection) {}
+Keeper::Keeper(Connection& connection, SqliteOptions options)
+    : connection_(connection),
+      options_(std::move(options)),
+      names_(connection),
+      hash_(connection) {}
 
 void Keeper::begin() {
   const std::int64_t version = connection_.number(0, "PRAGMA data_version");

@@ -41,7 +41,7 @@ class IntakeCounter {
 /// `SQLite::Exception` and `StorageError`; then the caller rolls back and calls `forget`.
 class Keeper {
  public:
-  Keeper(Connection& connection, const SqliteOptions& options);
+  Keeper(Connection& connection, SqliteOptions options);
 
   /// After the beginning of a transaction: forgets what another process may have changed.
   void begin();
