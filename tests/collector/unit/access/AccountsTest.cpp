@@ -12,6 +12,13 @@ namespace {
 
 class AccountsTest : public testing::Test {
  protected:
+  /// The account with this password, if there is one.
+  std::optional<Account> log_in(const std::string& name, std::string_view password) {
+    const auto found = accounts_.find(name, password);
+    return found ? std::optional(found->account) : std::nullopt;
+  }
+  std::string stamp_of(const std::string& name) { return accounts_.find(name).value().stamp; }
+
   test::TemporaryFolder folder_;
   Accounts accounts_{folder_ / "reports.sqlite"};
 };
@@ -32,28 +39,28 @@ TEST_F(AccountsTest, AreListedByName) {
 TEST_F(AccountsTest, AreKept) {
   accounts_.add({"ann", Role::admin}, "0123456789");
   Accounts again(folder_ / "reports.sqlite");
-  EXPECT_EQ(again.find("ann", "0123456789"), (Account{"ann", Role::admin}));
+  EXPECT_EQ(again.find("ann", "0123456789")->account, (Account{"ann", Role::admin}));
 }
 
 TEST_F(AccountsTest, OneThatExistsStaysAsItIs) {
   accounts_.add({"ann", Role::viewer}, "0123456789");
   EXPECT_FALSE(accounts_.add({"ann", Role::admin}, "9876543210"));
-  EXPECT_EQ(accounts_.find("ann", "0123456789"), (Account{"ann", Role::viewer}));
-  EXPECT_EQ(accounts_.find("ann", "9876543210"), std::nullopt);
+  EXPECT_EQ(log_in("ann", "0123456789"), (Account{"ann", Role::viewer}));
+  EXPECT_EQ(log_in("ann", "9876543210"), std::nullopt);
 }
 
 TEST_F(AccountsTest, AreFoundWithTheirPasswordOnly) {
   accounts_.add({"ann", Role::viewer}, "0123456789");
-  EXPECT_EQ(accounts_.find("ann", "0123456780"), std::nullopt);
-  EXPECT_EQ(accounts_.find("Ann", "0123456789"), std::nullopt);
-  EXPECT_EQ(accounts_.find("", ""), std::nullopt) << "nobody's password";
+  EXPECT_EQ(log_in("ann", "0123456780"), std::nullopt);
+  EXPECT_EQ(log_in("Ann", "0123456789"), std::nullopt);
+  EXPECT_EQ(log_in("", ""), std::nullopt) << "nobody's password";
 }
 
 TEST_F(AccountsTest, GetAnotherPassword) {
   accounts_.add({"ann", Role::viewer}, "0123456789");
   EXPECT_TRUE(accounts_.set_password("ann", "9876543210"));
-  EXPECT_EQ(accounts_.find("ann", "0123456789"), std::nullopt);
-  EXPECT_EQ(accounts_.find("ann", "9876543210"), (Account{"ann", Role::viewer}));
+  EXPECT_EQ(log_in("ann", "0123456789"), std::nullopt);
+  EXPECT_EQ(log_in("ann", "9876543210"), (Account{"ann", Role::viewer}));
   EXPECT_FALSE(accounts_.set_password("bob", "9876543210"));
   EXPECT_EQ(accounts_.list().size(), 1);
 }
@@ -63,7 +70,65 @@ TEST_F(AccountsTest, AreRemoved) {
   EXPECT_TRUE(accounts_.remove("ann"));
   EXPECT_FALSE(accounts_.remove("ann"));
   EXPECT_TRUE(accounts_.list().empty());
-  EXPECT_EQ(accounts_.find("ann", "0123456789"), std::nullopt);
+  EXPECT_EQ(log_in("ann", "0123456789"), std::nullopt);
+}
+
+TEST_F(AccountsTest, AreFoundByTheirNameAlone) {
+  accounts_.add({"ann", Role::contacts}, "0123456789");
+  EXPECT_EQ(accounts_.find("ann").value().account, (Account{"ann", Role::contacts}));
+  EXPECT_EQ(accounts_.find("ann"), accounts_.find("ann", "0123456789"));
+  EXPECT_EQ(accounts_.find("bob"), std::nullopt);
+}
+
+TEST_F(AccountsTest, HaveAnotherStampAfterEachChange) {
+  accounts_.add({"ann", Role::viewer}, "0123456789");
+  accounts_.add({"zoe", Role::admin}, "0123456789");
+  const std::string first = stamp_of("ann");
+  EXPECT_EQ(stamp_of("ann"), first);
+  accounts_.set_password("ann", "0123456789");
+  const std::string second = stamp_of("ann");
+  EXPECT_NE(second, first) << "the same password, but set anew";
+  accounts_.set_role("ann", Role::admin);
+  const std::string third = stamp_of("ann");
+  EXPECT_NE(third, second);
+  accounts_.remove("ann");
+  accounts_.add({"ann", Role::admin}, "0123456789");
+  EXPECT_NE(stamp_of("ann"), third);
+}
+
+TEST_F(AccountsTest, AFirstOneIsAddedOnce) {
+  EXPECT_TRUE(accounts_.is_empty());
+  EXPECT_TRUE(accounts_.add_first({"ann", Role::admin}, "0123456789"));
+  EXPECT_FALSE(accounts_.is_empty());
+  EXPECT_FALSE(accounts_.add_first({"bob", Role::admin}, "0123456789"));
+  EXPECT_FALSE(accounts_.add_first({"ann", Role::admin}, "9876543210"));
+  EXPECT_EQ(accounts_.list().size(), 1);
+  EXPECT_EQ(log_in("ann", "0123456789"), (Account{"ann", Role::admin}));
+}
+
+TEST_F(AccountsTest, GetAnotherRole) {
+  accounts_.add({"ann", Role::admin}, "0123456789");
+  accounts_.add({"bob", Role::viewer}, "0123456789");
+  EXPECT_EQ(accounts_.set_role("bob", Role::admin), AccountChange::done);
+  EXPECT_EQ(accounts_.set_role("ann", Role::contacts), AccountChange::done);
+  EXPECT_EQ(accounts_.set_role("zoe", Role::viewer), AccountChange::unknown);
+  const std::vector<Account> expected{{"ann", Role::contacts}, {"bob", Role::admin}};
+  EXPECT_EQ(accounts_.list(), expected);
+  EXPECT_EQ(log_in("ann", "0123456789"), (Account{"ann", Role::contacts})) << "its password stays";
+}
+
+TEST_F(AccountsTest, TheLastAdminStays) {
+  accounts_.add({"ann", Role::admin}, "0123456789");
+  accounts_.add({"bob", Role::viewer}, "0123456789");
+  EXPECT_EQ(accounts_.set_role("ann", Role::viewer), AccountChange::last_admin);
+  EXPECT_EQ(accounts_.remove_if_dispensable("ann"), AccountChange::last_admin);
+  EXPECT_EQ(accounts_.set_role("ann", Role::admin), AccountChange::done) << "no change at all";
+  EXPECT_EQ(accounts_.list().front(), (Account{"ann", Role::admin}));
+  EXPECT_EQ(accounts_.remove_if_dispensable("bob"), AccountChange::done);
+  EXPECT_EQ(accounts_.remove_if_dispensable("bob"), AccountChange::unknown);
+  accounts_.add({"zoe", Role::admin}, "0123456789");
+  EXPECT_EQ(accounts_.remove_if_dispensable("ann"), AccountChange::done);
+  EXPECT_EQ(accounts_.list().size(), 1);
 }
 
 TEST(Accounts, AFileThatIsNoDatabaseIsAnError) {
