@@ -85,8 +85,16 @@ INSERT INTO state VALUES ('folded_report', 0), ('segment', 0);
 INSERT INTO secret VALUES ('name hash', randomblob(16));
 )";
 
+// What was done to the data, and by whom; see Audit.h.
+constexpr char audit_table[] = R"(
+CREATE TABLE audit(
+  number INTEGER PRIMARY KEY AUTOINCREMENT,
+  at INTEGER NOT NULL, user TEXT NOT NULL, action TEXT NOT NULL, detail TEXT NOT NULL);
+CREATE INDEX audit_by_action ON audit(action, at);
+)";
+
 /// What makes a file of version `index` one of version `index + 1`.
-constexpr std::array<const char*, schema_version> steps{first_tables};
+constexpr std::array<const char*, schema_version> steps{first_tables, audit_table};
 
 /// Copies a table row by row in its order and puts the copy in its place.
 void rewrite(SQLite::Database& database, const std::string& table) {

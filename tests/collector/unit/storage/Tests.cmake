@@ -4,7 +4,10 @@ collector_tests(storage
   ErasureTest.cpp
   FaultTest.cpp
   KeepingTest.cpp
+  MigrationTest.cpp
   Model.cpp
   PackingTest.cpp
-  Samples.cpp)
+  Samples.cpp
 target_link_libraries(storage_tests PRIVATE collector_test_support)
+target_compile_definitions(storage_tests
+  PRIVATE PELTO_STORAGE_SAMPLES="${CMAKE_CURRENT_LIST_DIR}")
