@@ -1,6 +1,7 @@
 // What a storage of reports can do.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <stdexcept>
@@ -48,6 +49,54 @@ struct KeptDelivery {
   Delivery delivery;
   /// Whether the next report of the installation replaces it.
   bool is_replaced = false;
+};
+
+/// Where an export goes on; at first before everything. What the numbers mean is the storage's
+/// affair.
+struct ExportPlace {
+  std::int64_t received = INT64_MIN;
+  std::string id{};
+  std::int64_t product = 0;
+};
+
+/// What is kept of a product.
+struct ProductKeeping {
+  std::string product;
+  /// When the first delivery was received that is kept; none without one.
+  std::optional<Time> since{};
+  std::int64_t deliveries = 0;
+  std::int64_t installations = 0;
+  /// Deliveries whose raw report is kept.
+  std::int64_t texts = 0;
+
+  bool operator==(const ProductKeeping&) const = default;
+};
+
+/// An e-mail address, and when it was received last.
+struct Contact {
+  std::string address;
+  Time received{};
+
+  bool operator==(const Contact&) const = default;
+};
+
+/// What is kept under an installation's identifier.
+struct InstallationKeeping {
+  struct Kept {
+    Time received{};
+    std::string product;
+    std::string version;
+    std::int64_t commands = 0;
+    std::int64_t file_types = 0;
+    bool has_text = false;
+
+    bool operator==(const Kept&) const = default;
+  };
+  /// By time.
+  std::vector<Kept> deliveries{};
+  bool has_email = false;
+
+  bool operator==(const InstallationKeeping&) const = default;
 };
 
 struct ErasedCounts {
@@ -98,9 +147,21 @@ class Storage {
   /// A random secret of 32 bytes that is made on first use and then stays, by name.
   virtual std::string secret(const std::string& name) = 0;
 
-  /// Calls `take` for each kept delivery, of one installation or all, by time, then identifier.
-  virtual void export_deliveries(const std::optional<std::string>& installation,
-                                 const std::function<void(const KeptDelivery&)>& take) = 0;
+  /// By product's name.
+  virtual std::vector<ProductKeeping> keeping() = 0;
+  /// The addresses of a product's installations, each once, by their bytes.
+  virtual std::vector<Contact> contacts(const std::string& product) = 0;
+  /// Of an unknown installation nothing.
+  virtual InstallationKeeping keeping_of(const std::string& installation) = 0;
+
+  /// The next kept deliveries after `place`, of one installation or all, by time, then identifier;
+  /// none at the end. Moves `place` on. A part is small enough to be held in memory.
+  virtual std::vector<KeptDelivery> export_part(const std::optional<std::string>& installation,
+                                                ExportPlace& place) = 0;
+  /// Calls `take` for each of them, part after part.
+  void export_deliveries(const std::optional<std::string>& installation,
+                         const std::function<void(const KeptDelivery&)>& take);
+
   /// Erases everything of an installation in every product.
   virtual ErasedCounts erase_installation(const std::string& installation) = 0;
   /// Erases every installation with this e-mail address; letter case is ignored.

@@ -11,13 +11,6 @@
 
 namespace pelto::collector {
 
-/// Where the next part of an export begins: after this delivery.
-struct ExportPlace {
-  std::int64_t received = INT64_MIN;
-  std::string id;
-  std::int64_t product = 0;
-};
-
 /// The next deliveries, by time, identifier and product, of one installation or all; none at the
 /// end. Moves `place` on. An export is read in parts, so that it does not keep the write-ahead log
 /// from being emptied. Within a transaction.

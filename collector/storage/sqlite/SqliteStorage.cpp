@@ -22,6 +22,7 @@
 #include "collector/storage/sqlite/Erasure.h"
 #include "collector/storage/sqlite/Exporting.h"
 #include "collector/storage/sqlite/Schema.h"
+#include "collector/storage/sqlite/Summaries.h"
 #include "collector/storage/sqlite/Writer.h"
 
 namespace pelto::collector {
@@ -324,22 +325,32 @@ class SqliteStorage final : public Storage, private Access {
     });
   }
 
-  void export_deliveries(const std::optional<std::string>& installation,
-                         const std::function<void(const KeptDelivery&)>& take) override {
-    ExportPlace place;
-    for (;;) {
-      const auto part = read([&](Connection& connection) -> std::vector<KeptDelivery> {
-        std::int64_t number = 0;
-        if (installation) {
-          number = find_installation(connection, TextHash(connection), *installation);
-          if (number == 0) return {};
-        }
-        Names names(connection);
-        return export_part(connection, names, number, place);
-      });
-      if (part.empty()) return;
-      for (const KeptDelivery& delivery : part) take(delivery);
-    }
+  std::vector<ProductKeeping> keeping() override {
+    return read([](Connection& connection) { return read_keeping(connection); });
+  }
+
+  std::vector<Contact> contacts(const std::string& product) override {
+    return read([&](Connection& connection) { return read_contacts(connection, product); });
+  }
+
+  InstallationKeeping keeping_of(const std::string& installation) override {
+    return read([&](Connection& connection) {
+      return read_keeping_of(connection,
+                             find_installation(connection, TextHash(connection), installation));
+    });
+  }
+
+  std::vector<KeptDelivery> export_part(const std::optional<std::string>& installation,
+                                        ExportPlace& place) override {
+    return read([&](Connection& connection) -> std::vector<KeptDelivery> {
+      std::int64_t number = 0;
+      if (installation) {
+        number = find_installation(connection, TextHash(connection), *installation);
+        if (number == 0) return {};
+      }
+      Names names(connection);
+      return collector::export_part(connection, names, number, place);
+    });
   }
 
   ErasedCounts erase_installation(const std::string& installation) override {

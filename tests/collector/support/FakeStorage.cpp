@@ -291,16 +291,73 @@ std::string FakeStorage::secret(const std::string& name) {
   return secret;
 }
 
-void FakeStorage::export_deliveries(const std::optional<std::string>& installation,
-                                    const std::function<void(const KeptDelivery&)>& take) {
+std::vector<ProductKeeping> FakeStorage::keeping() {
+  std::vector<ProductKeeping> all;
+  for (const std::string& product : products_) {
+    ProductKeeping keeping{product};
+    std::set<std::string> installations;
+    for (const Entry& entry : entries_) {
+      if (entry.delivery.product != product) continue;
+      if (!keeping.since) keeping.since = entry.delivery.received;
+      ++keeping.deliveries;
+      installations.insert(entry.delivery.report.installation);
+      if (!entry.delivery.report.text.empty()) ++keeping.texts;
+    }
+    keeping.installations = static_cast<std::int64_t>(installations.size());
+    all.push_back(keeping);
+  }
+  return all;
+}
+
+std::vector<Contact> FakeStorage::contacts(const std::string& product) {
+  // An installation has one address in a product, the last one that it sent.
+  std::map<std::string, Contact> latest;
   for (const Entry& entry : entries_) {
+    const Report& report = entry.delivery.report;
+    if (entry.delivery.product != product || report.email.empty()) continue;
+    latest[report.installation] = {report.email, entry.delivery.received};
+  }
+  std::map<std::string, Time> addresses;
+  for (const auto& [installation, contact] : latest) {
+    Time& received = addresses[contact.address];
+    received = std::max(received, contact.received);
+  }
+  std::vector<Contact> contacts;
+  for (const auto& [address, received] : addresses) contacts.push_back({address, received});
+  return contacts;
+}
+
+InstallationKeeping FakeStorage::keeping_of(const std::string& installation) {
+  InstallationKeeping keeping;
+  for (const Entry& entry : entries_) {
+    const Report& report = entry.delivery.report;
+    if (report.installation != installation) continue;
+    keeping.deliveries.push_back({entry.delivery.received, entry.delivery.product, report.version,
+                                  static_cast<std::int64_t>(report.commands.size()),
+                                  static_cast<std::int64_t>(report.file_types.size()),
+                                  !report.text.empty()});
+    if (!report.email.empty()) keeping.has_email = true;
+  }
+  return keeping;
+}
+
+std::vector<KeptDelivery> FakeStorage::export_part(const std::optional<std::string>& installation,
+                                                   ExportPlace& place) {
+  // The place is the number of entries that were taken; few at a time, so that tests see parts.
+  constexpr std::size_t most = 3;
+  std::vector<KeptDelivery> part;
+  auto index = static_cast<std::size_t>(place.product);
+  for (; index < entries_.size() && part.size() < most; ++index) {
+    const Entry& entry = entries_[index];
     if (installation && entry.delivery.report.installation != *installation) continue;
     KeptDelivery kept{entry.delivery, entry.is_replaced};
     kept.delivery.report.email.clear();
     kept.delivery.report.adapter_hash.clear();
     kept.delivery.report.text.clear();
-    take(kept);
+    part.push_back(std::move(kept));
   }
+  place.product = static_cast<std::int64_t>(index);
+  return part;
 }
 
 ErasedCounts FakeStorage::erase_installation(const std::string& installation) {

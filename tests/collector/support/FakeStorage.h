@@ -41,8 +41,12 @@ class FakeStorage : public Storage {
   /// The same for each storage, so that results can be compared with literals.
   std::string secret(const std::string& name) override;
 
-  void export_deliveries(const std::optional<std::string>& installation,
-                         const std::function<void(const KeptDelivery&)>& take) override;
+  std::vector<ProductKeeping> keeping() override;
+  std::vector<Contact> contacts(const std::string& product) override;
+  InstallationKeeping keeping_of(const std::string& installation) override;
+
+  std::vector<KeptDelivery> export_part(const std::optional<std::string>& installation,
+                                        ExportPlace& place) override;
   ErasedCounts erase_installation(const std::string& installation) override;
   ErasedCounts erase_email(const std::string& address) override;
   std::int64_t remove_texts(Time before, const GoesOn& goes_on) override;
