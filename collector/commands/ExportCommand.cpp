@@ -6,7 +6,7 @@
 
 #include "collector/commands/CommandLine.h"
 #include "collector/commands/DataFolder.h"
-#include "collector/commands/ExportLine.h"
+#include "collector/storage/ExportLine.h"
 
 namespace pelto::collector {
 

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "collector/storage/ExportLine.h"
 #include "tests/collector/support/Deliveries.h"
 
 namespace pelto::collector {
@@ -226,6 +227,28 @@ TEST(ImportLine, ARefusedOneHasItsProductAndTime) {
   const auto bad = std::get<BadLine>(read_import_line(line.dump(), {}));
   EXPECT_EQ(bad.product, "cad");
   EXPECT_EQ(format_time(bad.received), "2026-01-05T10:00:00Z");
+}
+
+TEST(ImportLine, OfAnExportGivesTheSameDelivery) {
+  KeptDelivery kept;
+  kept.delivery = {"cad", guid, parse_time("2026-01-05T10:00:00Z").value(), {}};
+  Report& report = kept.delivery.report;
+  report.installation = "machine-1";
+  report.application = "App \"1\"";
+  report.version = "1.0";
+  report.commands = {{"\xC3\x96"
+                      "ffnen\t",
+                      26, 2},
+                     {"Zoom", 1, 0}};
+  report.file_types = {{".dwg", 2, 3}};
+  report.machine = {{"OS", "Version", "10"}};
+  const auto read = read_import_line(export_line(kept), {});
+  ASSERT_TRUE(std::holds_alternative<Delivery>(read));
+  const auto& delivery = std::get<Delivery>(read);
+  EXPECT_EQ(delivery.product, kept.delivery.product);
+  EXPECT_EQ(delivery.id, kept.delivery.id);
+  EXPECT_EQ(delivery.received, kept.delivery.received);
+  EXPECT_EQ(delivery.report, kept.delivery.report);
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "collector/commands/ExportLine.h"
 #include "collector/figures/Figures.h"
+#include "collector/storage/ExportLine.h"
 #include "tests/collector/support/Deliveries.h"
 #include "tests/collector/support/FakeStorage.h"
 #include "tests/collector/support/TemporaryFolder.h"

@@ -1,4 +1,4 @@
 collector_tests(commands
-  ExportLineTest.cpp ImportLineTest.cpp ImportTest.cpp LineFileTest.cpp LineOrderTest.cpp
+  ImportLineTest.cpp ImportTest.cpp LineFileTest.cpp LineOrderTest.cpp
   ProductNameTest.cpp)
 target_link_libraries(commands_tests PRIVATE collector_test_support)

@@ -2,6 +2,7 @@ collector_tests(storage
   AddressCaseTest.cpp
   AgreementTest.cpp
   ErasureTest.cpp
+  ExportLineTest.cpp
   FaultTest.cpp
   KeepingTest.cpp
   MigrationTest.cpp

@@ -1,4 +1,4 @@
-#include "collector/commands/ExportLine.h"
+#include "collector/storage/ExportLine.h"
 
 #include <nlohmann/json.hpp>
 

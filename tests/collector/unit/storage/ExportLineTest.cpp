@@ -1,8 +1,6 @@
-#include "collector/commands/ExportLine.h"
+#include "collector/storage/ExportLine.h"
 
 #include <gtest/gtest.h>
-
-#include "collector/commands/ImportLine.h"
 
 namespace pelto::collector {
 namespace {
@@ -45,17 +43,6 @@ TEST(ExportLine, HasEmptyTextsAndLists) {
             R"({"received":"2026-01-05T10:00:00Z","product":"","id":"","installation":"",)"
             R"("application":"","version":"","replaced":true,"commands":[],"file_types":[],)"
             R"("machine":[]})");
-}
-
-TEST(ExportLine, IsTakenByAnImport) {
-  const KeptDelivery kept = example();
-  const auto read = read_import_line(export_line(kept), {});
-  ASSERT_TRUE(std::holds_alternative<Delivery>(read));
-  const auto& delivery = std::get<Delivery>(read);
-  EXPECT_EQ(delivery.product, kept.delivery.product);
-  EXPECT_EQ(delivery.id, kept.delivery.id);
-  EXPECT_EQ(delivery.received, kept.delivery.received);
-  EXPECT_EQ(delivery.report, kept.delivery.report);
 }
 
 }  // namespace
