@@ -41,22 +41,6 @@ void require_figure(const std::string& name) {
                     "there is no such figure; use one of: " + joined(figure_names));
 }
 
-std::string product_of(Storage& storage, const FigureQuery& query) {
-  const std::vector<std::string> products = storage.products();
-  if (query.product) {
-    if (std::ranges::find(products, *query.product) != products.end()) return *query.product;
-    throw FigureError(FigureError::Kind::not_found,
-                      products.empty()
-                          ? "there is no such product; nothing has been received yet"
-                          : "there is no such product; use one of: " + joined(products));
-  }
-  if (products.size() > 1) {
-    throw FigureError(FigureError::Kind::bad_request,
-                      "there are several products; name one of: " + joined(products));
-  }
-  return products.empty() ? only_product : products.front();
-}
-
 std::optional<Period> period_of_day(const std::optional<std::string>& text) {
   if (!text) return std::nullopt;
   const auto day = parse_day(*text);
@@ -115,7 +99,7 @@ void fill_intake(Answer& answer, Selection selection, const FigureQuery& query, 
 
 Answer answer_to(Storage& storage, const FigureQuery& query) {
   require_figure(query.name);
-  Selection selection{product_of(storage, query), query.version};
+  Selection selection{find_product(storage, query.product), query.version};
   std::tie(selection.from, selection.to) = range_of(storage, selection.product, query);
 
   Answer answer;
@@ -141,6 +125,22 @@ Answer answer_to(Storage& storage, const FigureQuery& query) {
 }
 
 }  // namespace
+
+std::string find_product(Storage& storage, const std::optional<std::string>& name) {
+  const std::vector<std::string> products = storage.products();
+  if (name) {
+    if (std::ranges::find(products, *name) != products.end()) return *name;
+    throw FigureError(FigureError::Kind::not_found,
+                      products.empty()
+                          ? "there is no such product; nothing has been received yet"
+                          : "there is no such product; use one of: " + joined(products));
+  }
+  if (products.size() > 1) {
+    throw FigureError(FigureError::Kind::bad_request,
+                      "there are several products; name one of: " + joined(products));
+  }
+  return products.empty() ? only_product : products.front();
+}
 
 std::string figure_as_json(Storage& storage, const FigureQuery& query) {
   return answer_as_json(answer_to(storage, query));

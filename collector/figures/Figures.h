@@ -33,6 +33,10 @@ struct FigureQuery {
   std::optional<int> threshold{};
 };
 
+/// The product of this name, or the only one without a name; "default" where there is none yet.
+/// Throws `FigureError` for an unknown one, and for none where there are several.
+std::string find_product(Storage& storage, const std::optional<std::string>& name);
+
 /// The answer as a line of JSON, in UTF-8. Throws `FigureError` and `StorageError`.
 std::string figure_as_json(Storage& storage, const FigureQuery& query);
 /// The answer's rows as CSV (RFC 4180), in UTF-8, with a header.
