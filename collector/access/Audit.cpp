@@ -53,6 +53,10 @@ std::string_view name_of(Action action) {
   return "";
 }
 
+std::string describe_export(bool is_of_one_installation) {
+  return is_of_one_installation ? "one installation" : "everything";
+}
+
 Audit::Audit(const std::filesystem::path& file) : file_(file), database_(open_database(file)) {}
 
 void Audit::add(Time at, const std::string& user, Action action, const std::string& detail) {

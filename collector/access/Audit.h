@@ -36,6 +36,9 @@ std::string_view name_of(Action action);
 inline constexpr char command_line_user[] = "command line";
 inline constexpr char participant_user[] = "a participant";
 
+/// What the audit says of an export. It does not say of whom.
+std::string describe_export(bool is_of_one_installation);
+
 struct AuditEntry {
   /// From 1, growing with time.
   std::int64_t number = 0;

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <system_error>
 #include <utility>
@@ -53,11 +54,19 @@ std::filesystem::path use_data_folder(const DataOptions& options) {
   return folder;
 }
 
+std::filesystem::path storage_file(const DataOptions& options) {
+  return use_data_folder(options) / sqlite_file_name;
+}
+
 std::unique_ptr<Storage> open_storage(const DataOptions& data, const KeepingOptions& keeping,
                                       std::function<void(const std::string&)> on_damage) {
   return open_sqlite_storage(
-      use_data_folder(data) / sqlite_file_name,
-      {.keeps_email = keeping.keeps_email, .on_damage = std::move(on_damage)});
+      storage_file(data), {.keeps_email = keeping.keeps_email, .on_damage = std::move(on_damage)});
+}
+
+void note_command(const DataOptions& data, Action action, const std::string& detail) {
+  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  Audit(storage_file(data)).add(now, command_line_user, action, detail);
 }
 
 std::string adapter_key(Storage& storage, const KeepingOptions& keeping) {

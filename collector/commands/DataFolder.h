@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "collector/access/Audit.h"
 #include "collector/storage/Storage.h"
 
 namespace CLI {
@@ -34,10 +35,16 @@ void add_keeping_options(CLI::App& command, KeepingOptions& options);
 /// `CommandError` if no folder was named or it cannot be used.
 std::filesystem::path use_data_folder(const DataOptions& options);
 
+/// The storage's file in the data folder. Throws as `use_data_folder` does.
+std::filesystem::path storage_file(const DataOptions& options);
+
 /// Opens the storage in the data folder, which is made if it is missing. `on_damage` is called as
 /// `SqliteOptions` says. Throws `CommandError` and `StorageError`.
 std::unique_ptr<Storage> open_storage(const DataOptions& data, const KeepingOptions& keeping = {},
                                       std::function<void(const std::string&)> on_damage = {});
+
+/// Notes in the audit what a command has done or is about to do. Throws as `open_storage` does.
+void note_command(const DataOptions& data, Action action, const std::string& detail);
 
 /// The key of the hash of network adapters' addresses; empty if they are not kept.
 std::string adapter_key(Storage& storage, const KeepingOptions& keeping);

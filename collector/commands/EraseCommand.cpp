@@ -9,7 +9,7 @@
 #include <string>
 #include <system_error>
 
-#include "collector/access/Receipt.h"
+#include "collector/access/SignedErasure.h"
 #include "collector/commands/CommandLine.h"
 #include "collector/commands/DataFolder.h"
 #include "collector/storage/sqlite/SqliteStorage.h"
@@ -59,14 +59,11 @@ int run(const Options& options) {
   // The folder's keys sign for its backups, too, so that it can verify all receipts. Without them
   // nothing is erased: there would be no receipt, and another try would find nothing.
   const ReceiptKeys keys = receipt_keys(*storage);
-  const ErasedCounts erased = options.installation
-                                  ? target.erase_installation(*options.installation)
-                                  : target.erase_email(*options.email);
-  const std::string subject = options.installation
-                                  ? subject_of_installation(*options.installation, keys)
-                                  : subject_of_email(*options.email, keys);
   const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-  std::cout << make_receipt(erased, now, subject, keys) << '\n';
+  const SignedErasure done = erase(target, keys, {options.installation, options.email}, now);
+  // It is flushed first: the erasure cannot be repeated if something fails after it.
+  std::cout << done.receipt << std::endl;
+  note_command(options.data, Action::erase, done.description + (backup ? ", from a backup" : ""));
   return 0;
 }
 

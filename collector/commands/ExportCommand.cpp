@@ -19,6 +19,8 @@ struct Options {
 
 int run(const Options& options) {
   const auto storage = open_storage(options.data);
+  note_command(options.data, Action::export_data,
+               describe_export(options.installation.has_value()));
   storage->export_deliveries(options.installation, [](const KeptDelivery& kept) {
     std::cout << export_line(kept) << '\n';
     if (!std::cout) throw CommandError("standard output cannot be written; check where it goes");

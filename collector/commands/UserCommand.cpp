@@ -8,7 +8,6 @@
 #include "collector/access/Password.h"
 #include "collector/commands/CommandLine.h"
 #include "collector/commands/DataFolder.h"
-#include "collector/storage/sqlite/SqliteStorage.h"
 
 namespace pelto::collector {
 
@@ -24,7 +23,7 @@ struct Options {
 using OptionsPointer = std::shared_ptr<Options>;
 
 Accounts open_accounts(const Options& options) {
-  return Accounts(use_data_folder(options.data) / sqlite_file_name);
+  return Accounts(storage_file(options.data));
 }
 
 /// Standard input without the line end that a shell's echo adds.
@@ -53,6 +52,7 @@ int add(const Options& options) {
     throw CommandError("the account " + options.name +
                        " exists already; change its password with user password");
   }
+  note_command(options.data, Action::user_add, options.name + ": " + options.role);
   return 0;
 }
 
@@ -60,11 +60,13 @@ int change_password(const Options& options) {
   if (!open_accounts(options).set_password(options.name, read_password())) {
     throw_unknown(options.name);
   }
+  note_command(options.data, Action::user_change, options.name + ": password");
   return 0;
 }
 
 int remove(const Options& options) {
   if (!open_accounts(options).remove(options.name)) throw_unknown(options.name);
+  note_command(options.data, Action::user_remove, options.name);
   return 0;
 }
 
