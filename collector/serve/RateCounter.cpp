@@ -9,7 +9,8 @@ constexpr std::chrono::minutes window_length{1};
 }  // namespace
 
 bool RateCounter::admit(const Address& address, TimePoint now) {
-  if (limit_ == 0 || is_loopback(address)) return true;
+  const bool is_exempt = loopback_ == LoopbackRate::exempt && is_loopback(address);
+  if (limit_ == 0 || is_exempt) return true;
   forget_old(now);
   const Address key = rate_key(address);
   auto entry = windows_.find(key);

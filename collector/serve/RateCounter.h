@@ -8,6 +8,9 @@
 
 namespace pelto::collector {
 
+/// Whether requests of this machine itself are counted.
+enum class LoopbackRate { exempt, limited };
+
 /// Counts deliveries by address, each over a minute that begins with the address's first one. Not
 /// safe for threads.
 class RateCounter {
@@ -19,7 +22,8 @@ class RateCounter {
   static constexpr std::size_t most_addresses = 65536;
 
   /// `limit` is the number of deliveries in a minute; 0: no limit.
-  explicit RateCounter(int limit) : limit_(limit) {}
+  explicit RateCounter(int limit, LoopbackRate loopback = LoopbackRate::exempt)
+      : limit_(limit), loopback_(loopback) {}
 
   /// Counts a delivery of an address. Returns whether it is within the limit. `now` never goes
   /// back.
@@ -37,6 +41,7 @@ class RateCounter {
   void forget_old(TimePoint now);
 
   int limit_;
+  LoopbackRate loopback_;
   std::unordered_map<Address, Window> windows_;
   TimePoint last_sweep_{};
 };

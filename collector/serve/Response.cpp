@@ -1,6 +1,7 @@
 #include "collector/serve/Response.h"
 
 #include <array>
+#include <charconv>
 
 namespace pelto::collector {
 
@@ -22,31 +23,6 @@ int status_of(Refusal refusal) {
       return 503;
     default:
       return 400;
-  }
-}
-
-std::string_view reason_of(int status) {
-  switch (status) {
-    case 200:
-      return "OK";
-    case 400:
-      return "Bad Request";
-    case 404:
-      return "Not Found";
-    case 405:
-      return "Method Not Allowed";
-    case 408:
-      return "Request Timeout";
-    case 411:
-      return "Length Required";
-    case 413:
-      return "Content Too Large";
-    case 429:
-      return "Too Many Requests";
-    case 503:
-      return "Service Unavailable";
-    default:
-      return "";
   }
 }
 
@@ -74,6 +50,43 @@ std::string format_date(Time time) {
 
 }  // namespace
 
+std::string_view reason_of(int status) {
+  switch (status) {
+    case 200:
+      return "OK";
+    case 201:
+      return "Created";
+    case 204:
+      return "No Content";
+    case 400:
+      return "Bad Request";
+    case 401:
+      return "Unauthorized";
+    case 403:
+      return "Forbidden";
+    case 404:
+      return "Not Found";
+    case 405:
+      return "Method Not Allowed";
+    case 408:
+      return "Request Timeout";
+    case 409:
+      return "Conflict";
+    case 411:
+      return "Length Required";
+    case 413:
+      return "Content Too Large";
+    case 422:
+      return "Unprocessable Content";
+    case 429:
+      return "Too Many Requests";
+    case 503:
+      return "Service Unavailable";
+    default:
+      return "";
+  }
+}
+
 Response refusal_response(Refusal refusal) {
   Response response;
   response.status = status_of(refusal);
@@ -93,12 +106,26 @@ std::string format_response(const Response& response, const ResponseForm& form) 
   std::string text = "HTTP/1.1 " + std::to_string(response.status) + " ";
   text += reason_of(response.status);
   text += "\r\nDate: " + format_date(form.now);
-  text += "\r\nContent-Type: " + response.content_type;
-  text += "\r\nContent-Length: " + std::to_string(response.body.size());
+  // A response of this status never has a body (RFC 9110, 15.3.5).
+  const bool can_have_body = response.status != 204;
+  if (can_have_body) text += "\r\nContent-Type: " + response.content_type;
+  if (response.source) {
+    if (form.knows_chunks) text += "\r\nTransfer-Encoding: chunked";
+  } else if (can_have_body) {
+    text += "\r\nContent-Length: " + std::to_string(response.body.size());
+  }
   text += form.keeps_alive ? "\r\nConnection: keep-alive\r\n" : "\r\nConnection: close\r\n";
   text += response.fields + "\r\n";
-  if (form.has_body) text += response.body;
+  if (form.has_body && can_have_body && !response.source) text += response.body;
   return text;
+}
+
+std::string format_chunk(std::string_view part) {
+  std::array<char, 16> size{};
+  const auto written = std::to_chars(size.data(), size.data() + size.size(), part.size(), 16);
+  std::string chunk(size.data(), written.ptr);
+  chunk.append("\r\n").append(part).append("\r\n");
+  return chunk;
 }
 
 }  // namespace pelto::collector

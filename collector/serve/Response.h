@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,10 +10,21 @@
 
 namespace pelto::collector {
 
+/// A body that is made while it is sent.
+class BodySource {
+ public:
+  virtual ~BodySource() = default;
+  /// The next part, which is not empty; none at the end. Takes its time: it is not called on the
+  /// network's thread. Throws if the rest cannot be made.
+  virtual std::optional<std::string> next() = 0;
+};
+
 struct Response {
   int status = 200;
   std::string content_type = "text/plain";
   std::string body = "OK";
+  /// Gives the body in place of `body`.
+  std::shared_ptr<BodySource> source{};
   /// Further fields, each with its CR LF.
   std::string fields;
   /// For the log: what became of the request.
@@ -20,6 +32,9 @@ struct Response {
   /// Set if the request is counted as refused.
   std::optional<Refusal> refusal;
 };
+
+/// What a status means, as "Not Found".
+std::string_view reason_of(int status);
 
 /// The response of a refused request: "refused: CODE" with the status of the code.
 Response refusal_response(Refusal refusal);
@@ -31,9 +46,16 @@ struct ResponseForm {
   bool keeps_alive = true;
   /// A request of the method HEAD gets everything but the body.
   bool has_body = true;
+  /// Whether the client knows HTTP/1.1. Another one gets a body from a source to the connection's
+  /// end, which `keeps_alive` must allow.
+  bool knows_chunks = true;
 };
 
-/// The bytes of a response (RFC 9112).
+/// The bytes of a response (RFC 9112); those before the body if a source gives it.
 std::string format_response(const Response& response, const ResponseForm& form);
+
+/// A part of a chunked body (RFC 9112, 7.1).
+std::string format_chunk(std::string_view part);
+inline constexpr std::string_view last_chunk = "0\r\n\r\n";
 
 }  // namespace pelto::collector

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "collector/serve/Target.h"
 #include "collector/serve/Text.h"
 
 namespace pelto::collector {
@@ -10,21 +11,6 @@ namespace {
 
 constexpr std::string_view health_path = "/healthz";
 constexpr std::string_view readiness_path = "/readyz";
-
-/// Takes the target of a request apart. A client of a proxy sends the whole address (RFC 9112,
-/// 3.2.2); its scheme and authority do not matter.
-void split_target(std::string_view target, std::string_view& path, std::string_view& query) {
-  if (!target.starts_with('/')) {
-    constexpr std::string_view separator = "://";
-    const std::size_t scheme = target.find(separator);
-    const std::size_t slash =
-        scheme == std::string_view::npos ? scheme : target.find('/', scheme + separator.size());
-    target = slash == std::string_view::npos ? std::string_view{} : target.substr(slash);
-  }
-  const std::size_t mark = target.find('?');
-  path = target.substr(0, mark);
-  query = mark == std::string_view::npos ? std::string_view{} : target.substr(mark + 1);
-}
 
 /// The names of all products in a query like "product=A&x=y", not decoded.
 std::vector<std::string_view> products_in(std::string_view query) {
@@ -49,9 +35,7 @@ IntakeRoutes::IntakeRoutes(std::vector<std::string> paths, std::vector<std::stri
     : paths_(std::move(paths)), products_(std::move(products)) {}
 
 Route IntakeRoutes::find(std::string_view method, std::string_view target) const {
-  std::string_view path;
-  std::string_view query;
-  split_target(target, path, query);
+  const auto [path, query] = split_target(target);
 
   Route route;
   if (path == health_path || path == readiness_path) {

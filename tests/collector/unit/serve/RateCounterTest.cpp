@@ -87,5 +87,14 @@ TEST(RateCounter, ManyAddressesNeitherGrowItNorLockOthersOut) {
   EXPECT_FALSE(counter.admit(numbered(0), start)) << "those that are counted still are";
 }
 
+TEST(RateCounter, CanCountThisMachineToo) {
+  RateCounter counter(1, LoopbackRate::limited);
+  for (const char* const text : {"127.0.0.1", "::1"}) {
+    const Address address = parse_ip_address(text).value();
+    EXPECT_TRUE(counter.admit(address, start));
+    EXPECT_FALSE(counter.admit(address, start));
+  }
+}
+
 }  // namespace
 }  // namespace pelto::collector

@@ -81,5 +81,47 @@ TEST(Response, OfTooManyDeliveriesIsBusyWithAStatusOfItsOwn) {
   EXPECT_TRUE(format_response(response, {}).starts_with("HTTP/1.1 429 Too Many Requests\r\n"));
 }
 
+/// Gives nothing.
+class NoSource : public BodySource {
+ public:
+  std::optional<std::string> next() override { return std::nullopt; }
+};
+
+TEST(Response, WithoutContentHasNoLengthAndNoType) {
+  Response response;
+  response.status = 204;
+  response.fields = "X: y\r\n";
+  EXPECT_EQ(format_response(response, form_at("2024-01-01T00:00:00Z")),
+            "HTTP/1.1 204 No Content\r\nDate: Mon, 01 Jan 2024 00:00:00 GMT\r\n"
+            "Connection: keep-alive\r\nX: y\r\n\r\n");
+}
+
+TEST(Response, OfASourceHasChunksInPlaceOfALength) {
+  Response response;
+  response.source = std::make_shared<NoSource>();
+  ResponseForm form = form_at("2024-01-01T00:00:00Z");
+  EXPECT_EQ(format_response(response, form),
+            "HTTP/1.1 200 OK\r\nDate: Mon, 01 Jan 2024 00:00:00 GMT\r\n"
+            "Content-Type: text/plain\r\nTransfer-Encoding: chunked\r\n"
+            "Connection: keep-alive\r\n\r\n");
+  form.knows_chunks = false;
+  form.keeps_alive = false;
+  EXPECT_EQ(format_response(response, form),
+            "HTTP/1.1 200 OK\r\nDate: Mon, 01 Jan 2024 00:00:00 GMT\r\n"
+            "Content-Type: text/plain\r\nConnection: close\r\n\r\n");
+}
+
+TEST(Response, AChunkHasItsSizeInHexadecimal) {
+  EXPECT_EQ(format_chunk("abc"), "3\r\nabc\r\n");
+  EXPECT_EQ(format_chunk(std::string(65536, 'x')), "10000\r\n" + std::string(65536, 'x') + "\r\n");
+}
+
+TEST(Response, EachStatusHasAReason) {
+  for (const int status :
+       {200, 201, 204, 400, 401, 403, 404, 405, 408, 409, 411, 413, 422, 429, 503}) {
+    EXPECT_NE(reason_of(status), "") << status;
+  }
+}
+
 }  // namespace
 }  // namespace pelto::collector

@@ -1,0 +1,27 @@
+// What a browser's request may do, and what a page may do in the browser.
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+namespace pelto::collector {
+
+/// Whether a request came from a page of this server, by the values of its fields Sec-Fetch-Site,
+/// Origin and Host. Other sites can send requests with the user's browser, but not choose these.
+/// Browsers of today send the first one; without it the origin must be the host asked.
+bool is_same_origin(const std::vector<std::string_view>& fetch_sites,
+                    const std::vector<std::string_view>& origins,
+                    const std::vector<std::string_view>& hosts);
+
+/// Whether the client takes a body in gzip, by the values of its fields Accept-Encoding (RFC 9110,
+/// 12.5.3).
+bool accepts_gzip(const std::vector<std::string_view>& encodings);
+
+/// Whether the client asks for a page, by the values of its fields Accept.
+bool asks_for_html(const std::vector<std::string_view>& accepts);
+
+/// The fields that every response of the pages has, each with its CR LF: what a page may load, and
+/// who may show it.
+extern const std::string_view security_fields;
+
+}  // namespace pelto::collector

@@ -1,0 +1,66 @@
+#include "collector/serve/PageRules.h"
+
+#include <gtest/gtest.h>
+
+namespace pelto::collector {
+namespace {
+
+TEST(PageRules, ARequestOfAPageOfThisServerIsOfTheSameOrigin) {
+  EXPECT_TRUE(is_same_origin({"same-origin"}, {}, {"a:1"}));
+  EXPECT_TRUE(is_same_origin({"same-origin"}, {"http://a:1"}, {"a:1"}));
+  EXPECT_TRUE(is_same_origin({}, {"http://a:1"}, {"a:1"}));
+  EXPECT_TRUE(is_same_origin({}, {"https://example.org"}, {"EXAMPLE.org"}));
+  EXPECT_TRUE(is_same_origin({}, {"http://[::1]:8481"}, {"[::1]:8481"}));
+}
+
+TEST(PageRules, ARequestOfAnotherPageIsNot) {
+  for (const std::string_view site : {"cross-site", "same-site", "none", "", "Same-Origin"}) {
+    EXPECT_FALSE(is_same_origin({site}, {"http://a:1"}, {"a:1"})) << site;
+  }
+  EXPECT_FALSE(is_same_origin({"same-origin", "cross-site"}, {}, {"a:1"}));
+  for (const std::string_view origin :
+       {"http://b:1", "http://a:2", "http://a", "http://a:1.evil.example", "http://a:1/", "null",
+        "a:1", "ftp://a:1", "", "http://"}) {
+    EXPECT_FALSE(is_same_origin({}, {origin}, {"a:1"})) << origin;
+  }
+}
+
+TEST(PageRules, ARequestThatDoesNotTellItsOriginIsOfNone) {
+  EXPECT_FALSE(is_same_origin({}, {}, {"a:1"}));
+  EXPECT_FALSE(is_same_origin({}, {"http://a:1"}, {}));
+  EXPECT_FALSE(is_same_origin({}, {"http://"}, {""}));
+  EXPECT_FALSE(is_same_origin({}, {"http://a:1", "http://a:1"}, {"a:1"}));
+  EXPECT_FALSE(is_same_origin({}, {"http://a:1"}, {"a:1", "b:1"}));
+}
+
+TEST(PageRules, GzipIsTakenWhereItIsAllowed) {
+  EXPECT_TRUE(accepts_gzip({"gzip"}));
+  EXPECT_TRUE(accepts_gzip({"gzip, deflate, br"}));
+  EXPECT_TRUE(accepts_gzip({"br", "GZIP;q=0.1"}));
+  EXPECT_TRUE(accepts_gzip({"*"}));
+  EXPECT_TRUE(accepts_gzip({"deflate, *;q=0.5"}));
+  EXPECT_FALSE(accepts_gzip({}));
+  EXPECT_FALSE(accepts_gzip({""}));
+  EXPECT_FALSE(accepts_gzip({"br, identity"}));
+  EXPECT_FALSE(accepts_gzip({"xgzip"}));
+  EXPECT_FALSE(accepts_gzip({"gzip;q=0"}));
+  EXPECT_FALSE(accepts_gzip({"gzip ; Q = 0.000, *"}));
+  EXPECT_FALSE(accepts_gzip({"*;q=0"}));
+}
+
+TEST(PageRules, ABrowserAsksForHtml) {
+  EXPECT_TRUE(asks_for_html({"text/html,application/xhtml+xml;q=0.9,*/*;q=0.8"}));
+  EXPECT_FALSE(asks_for_html({"application/json"}));
+  EXPECT_FALSE(asks_for_html({"*/*"}));
+  EXPECT_FALSE(asks_for_html({}));
+}
+
+TEST(PageRules, NoScriptInAPageRunsAndNothingIsLoadedFromElsewhere) {
+  EXPECT_TRUE(security_fields.find("default-src 'none'") != std::string_view::npos);
+  EXPECT_TRUE(security_fields.find("unsafe") == std::string_view::npos);
+  EXPECT_TRUE(security_fields.find("frame-ancestors 'none'") != std::string_view::npos);
+  EXPECT_TRUE(security_fields.ends_with("\r\n"));
+}
+
+}  // namespace
+}  // namespace pelto::collector
