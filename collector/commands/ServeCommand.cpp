@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "collector/access/AccessControl.h"
 #include "collector/commands/CommandLine.h"
 #include "collector/commands/DataFolder.h"
 #include "collector/commands/ProductName.h"
@@ -184,10 +185,20 @@ void check_together(const ServeOptions& serve) {
 ServeOptions complete(const Options& options) {
   ServeOptions serve = options.serve;
   if (!options.tls.certificate.empty()) serve.tls = options.tls;
+  serve.keeping = {options.housekeeping.retention, options.housekeeping.forget_silent,
+                   options.keeping.keeps_email, options.keeping.keeps_adapter};
   std::vector<std::string>& products = serve.products;
   std::sort(products.begin(), products.end());
   products.erase(std::unique(products.begin(), products.end()), products.end());
   return serve;
+}
+
+/// While there is no account, says where the first one can be made.
+void offer_setup(const Server& server, const ServeOptions& serve, AccessControl& access) {
+  if (!access.accounts.is_empty()) return;
+  std::cerr << "There is no account yet. Make the first one, in a browser, with this link: "
+            << (serve.tls ? "https://" : "http://") << format_endpoint(server.pages()) << "/setup#"
+            << access.setup.open() << std::endl;
 }
 
 void say_where(const Server& server, const ServeOptions& serve) {
@@ -205,8 +216,10 @@ int run(const Options& options) {
   if (options.threshold) storage->set_threshold(*options.threshold);
   serve.intake_options.adapter_key = adapter_key(*storage, options.keeping);
 
-  Server server(serve, *storage, log);
+  AccessControl access(storage_file(options.data));
+  Server server(serve, *storage, access, log);
   const Housekeeping housekeeping(options.housekeeping, *storage, log);
+  offer_setup(server, serve, access);
   say_where(server, serve);
   server.run();
   return 0;

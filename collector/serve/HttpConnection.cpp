@@ -8,8 +8,11 @@
 #include <boost/beast/http/parser.hpp>
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <optional>
 #include <utility>
+
+#include "collector/serve/RunOnPool.h"
 
 namespace pelto::collector {
 
@@ -86,6 +89,15 @@ struct SinkBody {
 };
 
 using Parser = http::request_parser<SinkBody>;
+
+/// The next part of a body, empty at the end; none if it cannot be made.
+std::optional<std::string> next_part(BodySource& source) {
+  try {
+    return source.next().value_or(std::string());
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
 
 std::string to_string(boost::beast::string_view text) {
   return {text.data(), text.size()};
@@ -173,9 +185,11 @@ asio::awaitable<bool> HttpConnection::serve_one() {
       }
     }
   }
-  // The rest of a request that was not read whole would be taken for the next one.
-  exchange->keeps_alive =
-      arrival == Arrival::complete && exchange->parser.keep_alive() && !context_.is_stopping;
+  // The rest of a request that was not read whole would be taken for the next one. Without chunks
+  // the connection's end is that of a body from a source.
+  const bool can_go_on = !exchange->response.source || exchange->request.is_http_1_1;
+  exchange->keeps_alive = arrival == Arrival::complete && can_go_on &&
+                          exchange->parser.keep_alive() && !context_.is_stopping;
   const bool is_connected = arrival != Arrival::disconnected;
   if (is_connected) site_.count(exchange->request, exchange->response);
   bool is_sent = false;
@@ -315,8 +329,36 @@ asio::awaitable<bool> HttpConnection::send(const Exchange& exchange) {
   form.now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   form.keeps_alive = exchange.keeps_alive;
   form.has_body = exchange.request.method != "HEAD";
+  form.knows_chunks = exchange.request.is_http_1_1;
   const std::string bytes = format_response(exchange.response, form);
-  co_return co_await stream_->write(bytes);
+  const bool is_sent = co_await stream_->write(bytes);
+  if (!is_sent || !exchange.response.source || !form.has_body) co_return is_sent;
+  co_return co_await send_source(*exchange.response.source, form.knows_chunks);
+}
+
+/// Sends a body while it is made: a part is made only after the client has taken the one before it.
+/// A body that cannot be made to its end is cut off, which the client sees.
+asio::awaitable<bool> HttpConnection::send_source(BodySource& source, bool knows_chunks) {
+  // Each piece has a deadline of its own, so that a slow client does not lose a large part.
+  constexpr std::size_t largest_piece = std::size_t{64} * 1024;
+  while (true) {
+    stream_->clear_deadline();
+    const std::optional<std::string> part =
+        co_await run_on(context_.pool, [&source] { return next_part(source); });
+    if (!part) co_return false;
+    if (part->empty()) break;
+    for (std::string_view rest = *part; !rest.empty();) {
+      const std::string_view piece = rest.substr(0, largest_piece);
+      rest.remove_prefix(piece.size());
+      const std::string bytes = knows_chunks ? format_chunk(piece) : std::string(piece);
+      stream_->set_deadline(Stream::Clock::now() + context_.deadlines.header);
+      const bool is_sent = co_await stream_->write(bytes);
+      if (!is_sent) co_return false;
+    }
+  }
+  if (!knows_chunks) co_return true;
+  stream_->set_deadline(Stream::Clock::now() + context_.deadlines.header);
+  co_return co_await stream_->write(last_chunk);
 }
 
 /// Reads and throws away what the client still sends. Closing a socket with unread bytes resets the

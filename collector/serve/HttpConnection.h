@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/asio/awaitable.hpp>
+#include <boost/asio/thread_pool.hpp>
 #include <cstddef>
 #include <memory>
 #include <span>
@@ -22,6 +23,8 @@ struct ConnectionContext {
   Budget& budget;
   /// What arrives is read into this first. It is taken out again before a connection waits.
   std::span<char> buffer;
+  /// Where the parts of bodies are made that are sent while they are made.
+  boost::asio::thread_pool& pool;
   /// Set when the server ends: each response ends its connection then.
   bool is_stopping = false;
 };
@@ -55,6 +58,7 @@ class HttpConnection {
   boost::asio::awaitable<Arrival> read_header(Exchange& exchange);
   boost::asio::awaitable<Arrival> read_body(Exchange& exchange);
   boost::asio::awaitable<bool> send(const Exchange& exchange);
+  boost::asio::awaitable<bool> send_source(BodySource& source, bool knows_chunks);
   boost::asio::awaitable<void> linger();
   Arrival refuse_lost(Exchange& exchange) const;
   bool parse_header(Exchange& exchange);

@@ -9,6 +9,7 @@
 #include "collector/serve/Address.h"
 #include "collector/serve/Deadlines.h"
 #include "collector/serve/Endpoint.h"
+#include "collector/serve/KeepingPolicy.h"
 #include "collector/serve/Routes.h"
 
 namespace pelto::collector {
@@ -40,6 +41,8 @@ struct ServeOptions {
   int rate = 3000;
   std::vector<Address> trusted_proxies;
   Deadlines deadlines;
+  /// What the pages say of it.
+  KeepingPolicy keeping;
 };
 
 }  // namespace pelto::collector

@@ -26,7 +26,7 @@
 #include "collector/serve/IntakeSite.h"
 #include "collector/serve/LogWriter.h"
 #include "collector/serve/Metrics.h"
-#include "collector/serve/MetricsSite.h"
+#include "collector/serve/PagesSite.h"
 #include "collector/serve/Readiness.h"
 #include "collector/serve/Stream.h"
 #include "collector/serve/Tls.h"
@@ -44,6 +44,10 @@ constexpr std::size_t most_page_connections = 256;
 constexpr std::size_t other_files = 128;
 constexpr std::size_t read_buffer_size = std::size_t{16} * 1024;
 constexpr std::size_t pool_threads = 2;
+/// The pages' figures and exports do not hold up the intake.
+constexpr std::size_t pages_pool_threads = 2;
+/// Each needs 64 MiB while it hashes.
+constexpr std::size_t password_pool_threads = 2;
 
 /// Allows this process to open enough files. Returns how many connections the intake can have.
 std::size_t allow_connections(std::size_t count) {
@@ -88,7 +92,7 @@ Address address_of(const asio::ip::address& address) {
 
 class Server::Core {
  public:
-  Core(const ServeOptions& options, Storage& storage, LogWriter& log);
+  Core(const ServeOptions& options, Storage& storage, AccessControl& access, LogWriter& log);
 
   Endpoint intake() const { return {options_.intake.host, intake_.port()}; }
   Endpoint pages() const { return {options_.pages.host, pages_.port()}; }
@@ -125,13 +129,15 @@ class Server::Core {
   asio::io_context network_{1};
   asio::executor_work_guard<asio::io_context::executor_type> work_{network_.get_executor()};
   asio::thread_pool pool_{pool_threads};
+  asio::thread_pool pages_pool_{pages_pool_threads};
+  asio::thread_pool password_pool_{password_pool_threads};
   std::array<char, read_buffer_size> buffer_{};
   Budget budget_;
   ConnectionContext context_;
   Readiness readiness_;
   Metrics metrics_;
   IntakeSite intake_site_;
-  MetricsSite pages_site_;
+  PagesSite pages_site_;
   TlsContext tls_;
   std::size_t most_connections_;
   Listener intake_;
@@ -141,15 +147,19 @@ class Server::Core {
   std::unordered_set<HttpConnection*> connections_;
 };
 
-Server::Core::Core(const ServeOptions& options, Storage& storage, LogWriter& log)
+Server::Core::Core(const ServeOptions& options, Storage& storage, AccessControl& access,
+                   LogWriter& log)
     : options_(options),
       log_(log),
       budget_(options_.max_in_flight, options_.max_body),
-      context_{options_.deadlines, options_.max_body, budget_, buffer_},
+      context_{options_.deadlines, options_.max_body, budget_, buffer_, pages_pool_},
       readiness_(storage, pool_),
       intake_site_(options_, storage, pool_, readiness_, metrics_, log_),
       pages_site_(
-          readiness_, metrics_, [this] { return measure(); }, log_),
+          options_,
+          {storage, access, options_.keeping,
+           [this](std::string_view text) { log_.message(text); }},
+          {pages_pool_, password_pool_}, readiness_, metrics_, [this] { return measure(); }, log_),
       tls_(options_.tls ? open_tls(*options_.tls) : nullptr),
       most_connections_(allow_connections(options_.max_connections)),
       intake_(open_listener(network_, options_.intake), intake_site_, most_connections_),
@@ -172,6 +182,8 @@ void Server::Core::run() {
   asio::co_spawn(network_, accept(pages_), asio::detached);
   network_.run();
   pool_.join();
+  pages_pool_.join();
+  password_pool_.join();
 }
 
 void Server::Core::stop() {
@@ -303,8 +315,8 @@ Gauges Server::Core::measure() const {
   return gauges;
 }
 
-Server::Server(const ServeOptions& options, Storage& storage, LogWriter& log)
-    : core_(std::make_unique<Core>(options, storage, log)) {}
+Server::Server(const ServeOptions& options, Storage& storage, AccessControl& access, LogWriter& log)
+    : core_(std::make_unique<Core>(options, storage, access, log)) {}
 
 Server::~Server() = default;
 

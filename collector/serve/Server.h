@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "collector/access/AccessControl.h"
 #include "collector/serve/Endpoint.h"
 #include "collector/serve/ServeError.h"
 #include "collector/serve/ServeOptions.h"
@@ -19,9 +20,9 @@ class LogWriter;
 class Server {
  public:
   /// Makes the products known to the storage, reads the certificate, listens, and catches the
-  /// signals that `run` obeys; SIGPIPE is ignored from then on. `storage` and `log` must outlive
-  /// the server. Throws `ServeError` and `StorageError`.
-  Server(const ServeOptions& options, Storage& storage, LogWriter& log);
+  /// signals that `run` obeys; SIGPIPE is ignored from then on. `storage`, `access` and `log` must
+  /// outlive the server. Throws `ServeError` and `StorageError`.
+  Server(const ServeOptions& options, Storage& storage, AccessControl& access, LogWriter& log);
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;

@@ -60,7 +60,7 @@ ServeOptions test_options() {
 }
 
 RunningServer::RunningServer(const ServeOptions& options)
-    : server_(options, storage_, log_), thread_([this] { server_.run(); }) {}
+    : server_(options, storage_, access_, log_), thread_([this] { server_.run(); }) {}
 
 RunningServer::~RunningServer() {
   storage_.release();

@@ -6,6 +6,7 @@
 
 #include "collector/serve/LogWriter.h"
 #include "collector/serve/Server.h"
+#include "tests/collector/support/TemporaryFolder.h"
 #include "tests/collector/unit/serve/SlowStorage.h"
 
 namespace pelto::collector {
@@ -45,6 +46,7 @@ class RunningServer {
   std::uint16_t port() const { return server_.intake().port; }
   std::uint16_t pages_port() const { return server_.pages().port; }
   SlowStorage& storage() { return storage_; }
+  AccessControl& access() { return access_; }
   LogPipe& log() { return pipe_; }
   /// The value of a metric, as its line has it; empty if it is missing.
   std::string metric(std::string_view name) const;
@@ -59,6 +61,8 @@ class RunningServer {
   LogPipe pipe_;
   LogWriter log_{pipe_.writing_end()};
   SlowStorage storage_;
+  test::TemporaryFolder folder_;
+  AccessControl access_{folder_ / "reports.sqlite"};
   Server server_;
   std::thread thread_;
 };

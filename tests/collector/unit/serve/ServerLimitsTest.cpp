@@ -407,15 +407,17 @@ TEST(ServerStart, SaysWhyItCannotListen) {
   LogPipe pipe;
   LogWriter log(pipe.writing_end());
   SlowStorage storage;
+  const test::TemporaryFolder data;
+  AccessControl access(data / "reports.sqlite");
   try {
-    const Server second(options, storage, log);
+    const Server second(options, storage, access, log);
     FAIL() << "it listens where another one does";
   } catch (const ServeError& error) {
     EXPECT_EQ(error.what(), "cannot listen at 127.0.0.1:" + std::to_string(server.port()) +
                                 ": Address already in use");
   }
   options.intake = {"host.invalid", 0};
-  EXPECT_THROW(Server(options, storage, log), ServeError);
+  EXPECT_THROW(Server(options, storage, access, log), ServeError);
 }
 
 TEST(ServerStart, ListensAtAnAddressOfTheNewFamily) {
@@ -425,7 +427,9 @@ TEST(ServerStart, ListensAtAnAddressOfTheNewFamily) {
   LogPipe pipe;
   LogWriter log(pipe.writing_end());
   SlowStorage storage;
-  const Server server(options, storage, log);
+  const test::TemporaryFolder data;
+  AccessControl access(data / "reports.sqlite");
+  const Server server(options, storage, access, log);
   EXPECT_EQ(server.intake().host, "::1");
   EXPECT_NE(server.intake().port, 0);
   EXPECT_NE(server.pages().port, server.intake().port);

@@ -483,10 +483,10 @@ TEST(Server, ShowsItsMetricsOnThePagesListenerOnly) {
   EXPECT_EQ(server.metric("pelto_collector_request_duration_seconds_count"), "2");
   const Reply reply = ask(server.pages_port(), "GET /metrics HTTP/1.1\r\n\r\n");
   EXPECT_TRUE(reply.has("Content-Type: text/plain; version=0.0.4; charset=utf-8"));
-  for (const std::string start : {"GET / HTTP/1.1\r\n", "GET /metrics/ HTTP/1.1\r\n",
-                                  "POST /metrics HTTP/1.1\r\nContent-Length: 0\r\n",
+  EXPECT_EQ(ask(server.pages_port(), "GET /metrics/ HTTP/1.1\r\n\r\n").status, 404);
+  for (const std::string start : {"POST /metrics HTTP/1.1\r\nContent-Length: 0\r\n",
                                   "POST /collect HTTP/1.1\r\nContent-Length: 3\r\n"}) {
-    EXPECT_EQ(ask(server.pages_port(), start + "\r\n").status, 404) << start;
+    EXPECT_EQ(ask(server.pages_port(), start + "\r\n").status, 405) << start;
   }
   EXPECT_EQ(ask(server.port(), "GET /metrics HTTP/1.1\r\n\r\n").status, 405);
 }

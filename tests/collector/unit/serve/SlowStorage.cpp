@@ -46,6 +46,18 @@ void SlowStorage::set_texts(std::int64_t count) {
   texts_ = count;
 }
 
+void SlowStorage::set_export(int parts, ExportEnd end) {
+  const std::lock_guard lock(mutex_);
+  export_parts_ = parts;
+  parts_given_ = 0;
+  export_end_ = end;
+}
+
+int SlowStorage::parts_given() {
+  const std::lock_guard lock(mutex_);
+  return parts_given_;
+}
+
 std::vector<Delivery> SlowStorage::kept() {
   const std::lock_guard lock(mutex_);
   return kept_;
@@ -118,6 +130,19 @@ ErasedCounts SlowStorage::erase_silent(Time before, const GoesOn&) {
   const std::lock_guard lock(mutex_);
   silence_limits_.push_back(before);
   return {1, 1, 0};
+}
+
+std::vector<KeptDelivery> SlowStorage::export_part(const std::optional<std::string>&,
+                                                   ExportPlace&) {
+  const std::lock_guard lock(mutex_);
+  if (parts_given_ < export_parts_) {
+    ++parts_given_;
+    KeptDelivery kept;
+    kept.delivery.report.application = std::string(std::size_t{1} << 20U, 'x');
+    return {kept};
+  }
+  if (export_end_ == ExportEnd::failure) throw StorageError("the storage is gone");
+  return {};
 }
 
 void SlowStorage::run() {

@@ -33,6 +33,12 @@ class SlowStorage : public test::FakeStorage {
   /// How many raw reports `remove_texts` finds, each in a step of 1 ms.
   void set_texts(std::int64_t count);
 
+  /// From now on an export has so many parts of a MiB each, and then an end or a failure.
+  enum class ExportEnd { sound, failure };
+  void set_export(int parts, ExportEnd end);
+  /// The parts that were asked for since then.
+  int parts_given();
+
   /// What was kept, in the order of arrival.
   std::vector<Delivery> kept();
   /// Refusals as "PRODUCT CODE", with their numbers.
@@ -50,6 +56,8 @@ class SlowStorage : public test::FakeStorage {
   std::vector<std::string> products() override;
   std::int64_t remove_texts(Time before, const GoesOn& goes_on) override;
   ErasedCounts erase_silent(Time before, const GoesOn& goes_on) override;
+  std::vector<KeptDelivery> export_part(const std::optional<std::string>& installation,
+                                        ExportPlace& place) override;
 
  private:
   struct Waiting {
@@ -71,6 +79,9 @@ class SlowStorage : public test::FakeStorage {
   bool is_ready_ = true;
   bool fails_cleaning_ = false;
   std::int64_t texts_ = 2;
+  int export_parts_ = 0;
+  int parts_given_ = 0;
+  ExportEnd export_end_ = ExportEnd::sound;
   bool is_held_ = false;
   bool is_ending_ = false;
   std::thread thread_;

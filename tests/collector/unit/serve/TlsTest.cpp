@@ -154,7 +154,9 @@ TEST_F(TlsTest, ABadFileKeepsTheServerFromStarting) {
   LogPipe pipe;
   LogWriter log(pipe.writing_end());
   SlowStorage storage;
-  EXPECT_THROW(Server(bad, storage, log), ServeError);
+  const test::TemporaryFolder data;
+  AccessControl access(data / "reports.sqlite");
+  EXPECT_THROW(Server(bad, storage, access, log), ServeError);
 }
 
 }  // namespace
