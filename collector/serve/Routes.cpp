@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::string_view health_path = "/healthz";
 constexpr std::string_view readiness_path = "/readyz";
+constexpr std::string_view participants_path = "/mine";
 
 /// The names of all products in a query like "product=A&x=y", not decoded.
 std::vector<std::string_view> products_in(std::string_view query) {
@@ -87,10 +88,16 @@ std::string_view IntakeRoutes::known(std::string_view name) const {
   return *product;
 }
 
+bool is_participants_path(std::string_view path) {
+  return path == participants_path ||
+         (path.starts_with(participants_path) && path[participants_path.size()] == '/');
+}
+
 bool is_intake_path(std::string_view path) {
   if (!path.starts_with('/')) return false;
   if (path.size() > 1 && path.ends_with('/')) return false;
   if (path == health_path || path == readiness_path) return false;
+  if (is_participants_path(path)) return false;
   return std::none_of(path.begin(), path.end(),
                       [](char c) { return c == '?' || c == '#' || c <= ' ' || c == '\x7f'; });
 }

@@ -44,9 +44,12 @@ class IntakeRoutes {
   std::vector<std::string> products_;
 };
 
+/// Whether a path is one of those for people who take part: "/mine", or below it.
+bool is_participants_path(std::string_view path);
+
 /// Whether a path can be one of the intake's: it begins with a slash, does not end with one unless
 /// it is only that, has no query, fragment, space or control character, and is not one of the
-/// paths of the server's health.
+/// paths of the server's health or of the participants.
 bool is_intake_path(std::string_view path);
 
 }  // namespace pelto::collector

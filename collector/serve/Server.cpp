@@ -27,6 +27,7 @@
 #include "collector/serve/LogWriter.h"
 #include "collector/serve/Metrics.h"
 #include "collector/serve/PagesSite.h"
+#include "collector/serve/ParticipantsSite.h"
 #include "collector/serve/Readiness.h"
 #include "collector/serve/Stream.h"
 #include "collector/serve/Tls.h"
@@ -137,6 +138,7 @@ class Server::Core {
   Readiness readiness_;
   Metrics metrics_;
   IntakeSite intake_site_;
+  ParticipantsSite participants_site_;
   PagesSite pages_site_;
   TlsContext tls_;
   std::size_t most_connections_;
@@ -155,6 +157,7 @@ Server::Core::Core(const ServeOptions& options, Storage& storage, AccessControl&
       context_{options_.deadlines, options_.max_body, budget_, buffer_, pages_pool_},
       readiness_(storage, pool_),
       intake_site_(options_, storage, pool_, readiness_, metrics_, log_),
+      participants_site_(options_, storage, access.audit, pages_pool_, log_, intake_site_),
       pages_site_(
           options_,
           {storage, access, options_.keeping,
@@ -162,7 +165,7 @@ Server::Core::Core(const ServeOptions& options, Storage& storage, AccessControl&
           {pages_pool_, password_pool_}, readiness_, metrics_, [this] { return measure(); }, log_),
       tls_(options_.tls ? open_tls(*options_.tls) : nullptr),
       most_connections_(allow_connections(options_.max_connections)),
-      intake_(open_listener(network_, options_.intake), intake_site_, most_connections_),
+      intake_(open_listener(network_, options_.intake), participants_site_, most_connections_),
       pages_(open_listener(network_, options_.pages), pages_site_, most_page_connections),
       signals_(network_),
       stop_timer_(network_) {

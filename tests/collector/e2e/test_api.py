@@ -1,4 +1,4 @@
-"""The API of the pages, as a browser uses it."""
+"""The API of the pages, and the participants' part of the intake, as browsers use them."""
 
 from __future__ import annotations
 
@@ -16,7 +16,7 @@ from typing import Any
 
 import program
 import senders
-from test_commands import FIGURES, as_text, history
+from test_commands import FIGURES, as_text, history, line
 
 PASSWORD = "0123456789"
 OTHER_PASSWORD = "9876543210"
@@ -456,6 +456,63 @@ class Pages(ApiTest):
             reply = browser.get(asset.decode())
             self.assertEqual(reply.status, 200, asset)
             self.assertIn("immutable", reply.fields["Cache-Control"])
+        mine = Browser(server.port).get("/mine")
+        self.assertEqual(mine.status, 200)
+        for asset in re.findall(rb'(?:src|href)="(/mine/assets/[^"]+)"', mine.body):
+            self.assertEqual(Browser(server.port).get(asset.decode()).status, 200, asset)
+
+
+class Participants(ApiTest):
+    def test_a_participant_sees_and_erases_what_is_kept(self) -> None:
+        server = self.serve()
+        visitor = Browser(server.port, fields={})
+        report = senders.Report(commands={"Line": (3, 1)}, file_types={".dwg": (1, 0)},
+                                email="zoe@example.org")
+        identifier = {"installation": report.installation}
+        empty = visitor.ask("POST", "/mine/kept", identifier)
+        self.assertEqual(senders.deliver(server.port, report), (200, "OK"))
+        reply = visitor.ask("POST", "/mine/kept", identifier)
+        self.assertEqual(reply.status, 200)
+        kept = reply.json["deliveries"][0]
+        self.assertRegex(kept.pop("received"), "^20")
+        self.assertEqual(kept, {"product": "default", "version": "1.0.0.0", "commands": 1,
+                                "file_types": 1, "has_raw_report": True})
+        self.assertIs(reply.json["has_email"], True)
+        reply = visitor.ask("POST", "/mine/erase", identifier)
+        self.assertEqual(reply.json["erased"],
+                         {"installations": 1, "deliveries": 1, "contacts": 1})
+        receipt = self.folder / "receipt"
+        receipt.write_bytes(reply.body)
+        self.assertEqual(self.command("erase", "--verify", str(receipt)), "valid\n")
+        self.assertEqual(self.export(), [])
+        # Nothing tells an installation that was erased from one that never was.
+        erased = visitor.ask("POST", "/mine/kept", identifier)
+        unknown = visitor.ask("POST", "/mine/kept", {"installation": str(uuid.uuid4())})
+        for other in (erased, unknown):
+            self.assertEqual((other.status, other.body), (empty.status, empty.body))
+            self.assertEqual(other.fields.keys(), empty.fields.keys())
+        for path in self.data.iterdir():
+            self.assertNotIn(report.installation.encode(), path.read_bytes(), path.name)
+        self.assertNotIn(report.installation, server.log())
+
+    def test_the_rate_is_limited_and_deliveries_go_on(self) -> None:
+        server = self.serve()
+        visitor = Browser(server.port, fields={})
+        statuses = [visitor.ask("POST", "/mine/kept", {"installation": "x"}).status
+                    for _ in range(21)]
+        self.assertEqual(statuses, [200] * 20 + [429])
+        self.assertEqual(senders.deliver(server.port, senders.Report()), (200, "OK"))
+
+    def test_an_erasure_and_a_failed_one_are_told_apart_in_the_audit(self) -> None:
+        self.add_user("ann", "admin")
+        self.command("import", "-", text=as_text([line(1)]))
+        server = self.serve()
+        visitor = Browser(server.port, fields={})
+        visitor.ask("POST", "/mine/erase", {"installation": "unknown"})
+        visitor.ask("POST", "/mine/erase", {"installation": "machine-1"})
+        entries = self.browser(server, "ann").get("/api/v1/audit").json["entries"]
+        self.assertEqual([entry["user"] for entry in entries if entry["action"] == "erase"],
+                         ["a participant"])
 
 
 class SlowClients(ApiTest):
@@ -464,13 +521,12 @@ class SlowClients(ApiTest):
         self.command("import", "-", text=as_text(history(6, 400)))
         server = self.serve()
         browser = self.browser(server, "ann")
-        links = []
         for _ in range(6):
             link = senders.socket.create_connection(("127.0.0.1", server.pages_port),
                                                     program.PATIENCE)
             self.addCleanup(link.close)
-            link.sendall(f"GET /api/v1/export HTTP/1.1\r\nCookie: {browser.cookie}\r\n\r\n".encode())
-            links.append(link)
+            fields = f"Cookie: {browser.cookie}\r\n\r\n"
+            link.sendall(b"GET /api/v1/export HTTP/1.1\r\n" + fields.encode())
         begin = time.monotonic()
         self.assertEqual(browser.get("/api/v1/figures/overview?product=cad").status, 200)
         self.assertEqual(senders.deliver(server.port, senders.Report()), (200, "OK"))

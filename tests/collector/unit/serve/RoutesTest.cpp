@@ -167,10 +167,21 @@ TEST(Routes, AnIntakePathBeginsWithASlashAndIsPlain) {
   for (const std::string_view path : {"/", "/collect", "/a/b", "/%41"}) {
     EXPECT_TRUE(is_intake_path(path)) << path;
   }
-  for (const std::string_view path : {"", "collect", "/collect/", "//", "/a?b", "/a#b", "/a b",
-                                      "/a\n", "/healthz", "/readyz", "/a\x7f"}) {
+  for (const std::string_view path :
+       {"", "collect", "/collect/", "//", "/a?b", "/a#b", "/a b", "/a\n", "/healthz", "/readyz",
+        "/mine", "/mine/kept", "/a\x7f"}) {
     EXPECT_FALSE(is_intake_path(path)) << path;
   }
+}
+
+TEST(Routes, PathsOfParticipantsAreTheirsAlone) {
+  for (const std::string_view path : {"/mine", "/mine/", "/mine/kept", "/mine/assets/a.js"}) {
+    EXPECT_TRUE(is_participants_path(path)) << path;
+  }
+  for (const std::string_view path : {"", "/", "/min", "/miner", "/collect/mine", "mine"}) {
+    EXPECT_FALSE(is_participants_path(path)) << path;
+  }
+  EXPECT_TRUE(is_intake_path("/miner"));
 }
 
 }  // namespace

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <boost/asio/thread_pool.hpp>
+
+#include "collector/access/Audit.h"
+#include "collector/serve/LogWriter.h"
+#include "collector/serve/PageFiles.h"
+#include "collector/serve/RateCounter.h"
+#include "collector/serve/ServeOptions.h"
+#include "collector/serve/Site.h"
+#include "collector/storage/Storage.h"
+
+namespace pelto::collector {
+
+/// The part of the intake's listener that is for people who take part: whoever enters an
+/// installation's identifier sees what is kept under it, and can have it erased. All else is for
+/// the site of the intake.
+class ParticipantsSite : public Site {
+ public:
+  /// Questions and erasures a minute from one address, so that identifiers cannot be guessed.
+  static constexpr int rate = 20;
+
+  /// All references must outlive the site.
+  ParticipantsSite(const ServeOptions& options, Storage& storage, Audit& audit,
+                   boost::asio::thread_pool& pool, LogWriter& log, Site& intake);
+
+  boost::asio::awaitable<std::optional<Response>> judge(Request& request) override;
+  boost::asio::awaitable<Response> respond(Request& request) override;
+  void count(const Request& request, const Response& response) override;
+  void finish(const Request& request, const Response& response,
+              const RequestSummary& summary) override;
+
+ private:
+  std::optional<Response> judge_plainly(Request& request, std::string_view path);
+
+  const ServeOptions& options_;
+  Storage& storage_;
+  Audit& audit_;
+  boost::asio::thread_pool& pool_;
+  LogWriter& log_;
+  Site& intake_;
+  PageFiles files_{embedded_pages()};
+  RateCounter rates_{rate, LoopbackRate::limited};
+};
+
+}  // namespace pelto::collector
