@@ -106,6 +106,14 @@ class BehindNginx(program.CollectorTest):
             self.assertEqual((status, reason.strip()), (413, "refused: too-large"))
             self.assertEqual(senders.exchange(port, senders.request(b"", "/other"), context)[0], 404)
 
+    def test_participants_reach_what_is_theirs(self) -> None:
+        body = b'{"installation":"unknown"}'
+        request = (b"POST /mine/kept HTTP/1.1\r\nHost: localhost\r\nContent-Length: %d\r\n\r\n"
+                   % len(body)) + body
+        with nginx(self.serve("--trusted-proxy", "127.0.0.1").port) as (port, context):
+            self.assertEqual(senders.exchange(port, request, context),
+                             (200, '{"deliveries":[],"has_email":false}\n'))
+
     def test_without_the_collector_nothing_is_confirmed(self) -> None:
         server = self.serve()
         with nginx(server.port) as (port, context):
