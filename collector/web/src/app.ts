@@ -78,7 +78,7 @@ function drawFrame(current: View | null): void {
   navigation.querySelector('[aria-current]')?.scrollIntoView({ block: 'nearest', inline: 'center' });
   account.replaceChildren(
     themeSwitch(),
-    element('button', { type: 'button', class: 'button quiet', title: 'Change your password', click: changePassword }, session.user),
+    element('button', { type: 'button', class: 'button quiet', title: 'Change your password', 'aria-label': `${session.user}: change your password`, click: changePassword }, session.user),
     element('button', { type: 'button', class: 'button quiet', click: () => { void logOut(); } }, 'Log out'),
   );
 }

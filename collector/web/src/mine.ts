@@ -1,12 +1,13 @@
 // The page of the people who take part: what is kept under an identifier, erasing it, and the viewer.
 
 import { RequestError, send, type Kept, type Receipt } from './data/api';
-import { counted, moment, number } from './data/format';
+import { counted, number } from './data/format';
 import { element } from './dom';
 import { confirm } from './parts/dialog';
 import { field, form } from './parts/form';
 import { receiptCard } from './parts/receipt';
 import { table } from './parts/table';
+import { time } from './parts/time';
 import { themeSwitch } from './parts/themeSwitch';
 import { viewer } from './viewer/viewer';
 
@@ -58,7 +59,7 @@ function keptCard(kept: Kept, installation: string): HTMLElement {
       {
         caption: 'Reports that are kept',
         columns: [
-          { name: 'Received', value: (row) => row.received, text: (row) => moment(row.received) },
+          { name: 'Received', value: (row) => row.received, text: (row) => time(row.received) },
           { name: 'Product', value: (row) => row.product },
           { name: 'Version', value: (row) => row.version },
           { name: 'Commands', value: (row) => row.commands, text: (row) => number(row.commands) },
@@ -85,4 +86,4 @@ const lookUp = form('Show what is kept', async () => {
 
 document.querySelector('#account')?.append(themeSwitch());
 document.querySelector('#kept')?.append(element('div', { class: 'card' }, lookUp), result);
-document.querySelector('#viewer')?.append(viewer());
+document.querySelector('#viewer')?.append(viewer(3));

@@ -4,4 +4,4 @@ import { themeSwitch } from './parts/themeSwitch';
 import { viewer } from './viewer/viewer';
 
 document.querySelector('#account')?.append(themeSwitch());
-document.querySelector('#viewer')?.append(viewer());
+document.querySelector('#viewer')?.append(viewer(2));

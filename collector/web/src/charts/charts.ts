@@ -127,11 +127,58 @@ export interface RankedShape {
 
 const columnWidth = 72;
 const rowHeight = 26;
+const labelGap = 8;
+
+let measure: CanvasRenderingContext2D | null = null;
+
+/** How wide a text is drawn, in pixels. */
+function textWidth(text: string): number {
+  measure ??= document.createElement('canvas').getContext('2d');
+  if (!measure) return text.length * fontSize * 0.62;
+  measure.font = `${fontSize}px ${getComputedStyle(document.body).fontFamily}`;
+  return measure.measureText(text).width;
+}
+
+/** The text, or as much of its start as there is room for. */
+function shortened(text: string, room: number): string {
+  if (textWidth(text) <= room) return text;
+  const characters = [...text];
+  let [fits, fitsNot] = [0, characters.length];
+  while (fitsNot - fits > 1) {
+    const middle = (fits + fitsNot) >> 1;
+    if (textWidth(`${characters.slice(0, middle).join('')}…`) <= room) fits = middle;
+    else fitsNot = middle;
+  }
+  return `${characters.slice(0, fits).join('').trimEnd()}…`;
+}
+
+/** Room for the labels before the marks: as much as they need, but a part of the width at most. */
+function labelRoom(labels: string[], width: number, share: number): number {
+  const needed = Math.max(0, ...labels.map(textWidth)) + labelGap + 2;
+  // On a phone the labels matter more than the length of the bars.
+  const largest = width * (width < 420 ? Math.max(share, 0.42) : share);
+  return Math.ceil(Math.min(needed, largest, 320));
+}
+
+/** The labels of rows, shortened to their room. */
+function rowLabels<Row extends { label: string }>(rows: Row[], room: number, channels: Plot.TextOptions): Plot.Markish {
+  return Plot.text(rows, {
+    ...channels,
+    text: (row: Row) => shortened(row.label, room - labelGap),
+    title: 'label',
+    frameAnchor: 'left',
+    textAnchor: 'end',
+    dx: -labelGap,
+    fill: ink,
+  });
+}
+
+const placeOfRow = (_: unknown, place: number) => place;
 
 /** Bars from left to right with the label before and numbers after them, as in a table. */
 export function rankedBars(rows: RankedRow[], shape: RankedShape, summary: string, availableWidth: number): Picture {
   const width = whole(availableWidth);
-  const labelWidth = Math.min(260, Math.round(width * (shape.labelShare ?? 0.34)));
+  const labelWidth = labelRoom(rows.map((row) => row.label), width, shape.labelShare ?? 0.36);
   const room = width - labelWidth - 60;
   const columns = shape.columns.slice(0, Math.max(1, Math.min(shape.columns.length, Math.floor(room / columnWidth))));
   const marginRight = columns.length * columnWidth;
@@ -148,29 +195,19 @@ export function rankedBars(rows: RankedRow[], shape: RankedShape, summary: strin
     marginLeft: labelWidth,
     marginRight,
     x: { axis: null, domain: [0, shape.maximum ?? Math.max(1, ...rows.map((row) => row.value))] },
-    y: { axis: null, type: 'band', domain: places, padding: 0.28 },
+    y: { axis: null, type: 'band', domain: places, paddingInner: 0.28, paddingOuter: 0.14 },
     marks: [
       Plot.barX(rows, {
         x: 'value',
-        y: (_: RankedRow, place: number) => place,
+        y: placeOfRow,
         fill: (row: RankedRow) => (row.isStrong === false ? restColor : seriesColors[0]),
         rx2: 2,
       }),
       Plot.ruleX([0], { stroke: ink, strokeOpacity: 0.35 }),
-      Plot.text(rows, {
-        y: (_: RankedRow, place: number) => place,
-        text: 'label',
-        title: 'label',
-        frameAnchor: 'left',
-        textAnchor: 'end',
-        dx: -8,
-        fill: ink,
-        lineWidth: (labelWidth - 12) / fontSize,
-        textOverflow: 'ellipsis-end',
-      }),
+      rowLabels(rows, labelWidth, { y: placeOfRow }),
       ...columns.flatMap((name, place) => [
         Plot.text(rows, {
-          y: (_: RankedRow, row: number) => row,
+          y: placeOfRow,
           text: (row: RankedRow) => row.columns[place] ?? '',
           frameAnchor: 'right',
           textAnchor: 'end',
@@ -195,7 +232,7 @@ export interface PairRow {
 /** Two bars for each row, with their numbers at their ends. */
 export function pairedBars(rows: PairRow[], names: [string, string], summary: string, availableWidth: number): Picture {
   const width = whole(availableWidth);
-  const labelWidth = Math.min(140, Math.round(width * 0.24));
+  const labelWidth = labelRoom(rows.map((row) => row.label), width, 0.3);
   const bars = rows.flatMap((row, place) => [
     { row: place, series: names[0], value: row.first },
     { row: place, series: names[1], value: row.second },
@@ -225,17 +262,7 @@ export function pairedBars(rows: PairRow[], names: [string, string], summary: st
         fill: ink,
         className: 'figures',
       }),
-      Plot.text(rows, {
-        fy: (_: PairRow, place: number) => place,
-        text: 'label',
-        title: 'label',
-        frameAnchor: 'left',
-        textAnchor: 'end',
-        dx: -8,
-        fill: ink,
-        lineWidth: (labelWidth - 12) / fontSize,
-        textOverflow: 'ellipsis-end',
-      }),
+      rowLabels(rows, labelWidth, { fy: placeOfRow }),
     ],
   });
 }
@@ -249,7 +276,7 @@ export interface PlaceRow {
 /** A dot for each row on a line of places. */
 export function placeDots(rows: PlaceRow[], axisLabel: string, summary: string, availableWidth: number): Picture {
   const width = whole(availableWidth);
-  const labelWidth = Math.min(260, Math.round(width * 0.34));
+  const labelWidth = labelRoom(rows.map((row) => row.label), width, 0.36);
   return draw(summary, {
     width,
     height: 46 + rows.length * 24,
@@ -262,20 +289,10 @@ export function placeDots(rows: PlaceRow[], axisLabel: string, summary: string, 
     marks: [
       Plot.gridX({ stroke: gridColor, strokeOpacity: 1, ticks: 5 }),
       Plot.axisX({ ticks: 5, tickSize: 0, label: axisLabel, labelAnchor: 'center', labelArrow: 'none', color: mutedInk, tickFormat: (place: number) => number(place) }),
-      Plot.ruleY(rows, { y: (_: PlaceRow, row: number) => row, x1: 0, x2: 'place', stroke: seriesColors[0] as string, strokeOpacity: 0.35, strokeWidth: 2 }),
-      Plot.dot(rows, { y: (_: PlaceRow, row: number) => row, x: 'place', fill: seriesColors[0] as string, r: 4.5 }),
-      Plot.text(rows, { y: (_: PlaceRow, row: number) => row, text: 'detail', frameAnchor: 'right', textAnchor: 'end', dx: columnWidth, fill: mutedInk, className: 'figures' }),
-      Plot.text(rows, {
-        y: (_: PlaceRow, row: number) => row,
-        text: 'label',
-        title: 'label',
-        frameAnchor: 'left',
-        textAnchor: 'end',
-        dx: -8,
-        fill: ink,
-        lineWidth: (labelWidth - 12) / fontSize,
-        textOverflow: 'ellipsis-end',
-      }),
+      Plot.ruleY(rows, { y: placeOfRow, x1: 0, x2: 'place', stroke: seriesColors[0] as string, strokeOpacity: 0.35, strokeWidth: 2 }),
+      Plot.dot(rows, { y: placeOfRow, x: 'place', fill: seriesColors[0] as string, r: 4.5 }),
+      Plot.text(rows, { y: placeOfRow, text: 'detail', frameAnchor: 'right', textAnchor: 'end', dx: columnWidth, fill: mutedInk, className: 'figures' }),
+      rowLabels(rows, labelWidth, { y: placeOfRow }),
     ],
   });
 }
@@ -288,6 +305,17 @@ export interface LayerPoint {
 
 export function versionColors(versions: string[]): string[] {
   return versions.map((version, place) => (version === otherVersions ? restColor : (seriesColors[place] ?? restColor)));
+}
+
+/** Where each layer is highest, if its name fits in there. The ends would cut the name off. */
+function peaksOf(points: LayerPoint[], highest: number): Set<LayerPoint> {
+  const ends = [points[0]?.period, points.at(-1)?.period];
+  const peaks = new Map<string, LayerPoint>();
+  for (const point of points) {
+    const peak = peaks.get(point.version);
+    if (!ends.includes(point.period) && point.installations > (peak?.installations ?? 0)) peaks.set(point.version, point);
+  }
+  return new Set([...peaks.values()].filter((point) => point.installations > highest * 0.1));
 }
 
 /** Layers on top of each other over the periods; the first version is the highest layer. */
@@ -313,6 +341,7 @@ export function versionLayers(
       [periodRange(total.period), ...total.points.map((point) => `${number(point.installations)} with ${point.version}`)].join('\n'),
   });
   const color = { domain: versions, range: versionColors(versions) };
+  const peaks = peaksOf(points, highest);
   const stack = { x: 'period', y: 'installations', z: 'version', fill: 'version', stroke: surface, strokeWidth: 1 };
   const base = { width, height: 300, marginTop: 12, marginLeft: 44, marginBottom: 40, color, y: { nice: true, domain: [0, highest] } };
   // An area needs two periods.
@@ -333,6 +362,10 @@ export function versionLayers(
       Plot.areaY(points, Plot.stackY({ order }, { ...stack, curve: 'monotone-x' })),
       Plot.ruleY([0], { stroke: ink, strokeOpacity: 0.5 }),
       periodAxis(periods, width - 68),
+      Plot.text(
+        points,
+        Plot.stackY({ order }, { x: 'period', y: 'installations', z: 'version', text: (point: LayerPoint) => (peaks.has(point) ? point.version : ''), fill: surface, fontWeight: 600 }),
+      ),
       Plot.ruleX(totals, Plot.pointerX({ x: 'period', stroke: ink, strokeOpacity: 0.4 })),
       tipOf,
     ],

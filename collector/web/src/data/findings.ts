@@ -89,9 +89,7 @@ export function machineFinding(
   const first = rows[0];
   if (!first) return 'No value is shared by enough installations';
   const part = installations ? percent(first.installations / installations) : number(first.installations);
-  return installations
-    ? `${nameOf(first.value)} on ${part} of installations`
-    : `${nameOf(first.value)} on ${part} installations`;
+  return `${nameOf(first.value)} on ${part}`;
 }
 
 export function intakeFinding(row: IntakeRow): string {

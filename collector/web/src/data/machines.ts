@@ -5,23 +5,25 @@ interface Property {
   name: string;
   title: string;
   unit: string;
+  /** Whether its values are read in their own order, not by how frequent they are. */
+  isOrdered?: true;
 }
 
 /** In the order in which they are shown. A property that is not here is shown under its own name. */
 const properties: Property[] = [
   { category: 'OS', name: 'Caption', title: 'Windows edition', unit: 'name as Windows gives it' },
   { category: 'OS', name: 'Version', title: 'Windows build', unit: 'version number' },
-  { category: 'OS', name: 'OSArchitecture', title: 'Windows architecture', unit: 'bits' },
+  { category: 'OS', name: 'OSArchitecture', title: 'Windows architecture', unit: 'bits of the system' },
   { category: 'OS', name: 'Locale', title: 'Language and region', unit: 'with the number that Windows uses' },
   { category: 'Processor', name: 'Name', title: 'Processor', unit: 'name of the first one' },
-  { category: 'Processor', name: 'NumberOfCores', title: 'Processor cores', unit: 'cores' },
-  { category: 'System', name: 'TotalPhysicalMemory', title: 'Memory', unit: 'from this size up to twice of it' },
+  { category: 'Processor', name: 'NumberOfCores', title: 'Processor cores', unit: 'of the first processor', isOrdered: true },
+  { category: 'System', name: 'TotalPhysicalMemory', title: 'Memory', unit: 'classes, named by their lower end', isOrdered: true },
   { category: 'Video Card', name: 'Name', title: 'Graphics adapter', unit: 'name of the first one' },
-  { category: 'Video Card', name: 'AdapterRAM', title: 'Graphics memory', unit: 'from this size up to twice of it' },
-  { category: 'Video Card', name: 'CurrentHorizontalResolution', title: 'Screen width', unit: 'pixels' },
-  { category: 'Video Card', name: 'CurrentVerticalResolution', title: 'Screen height', unit: 'pixels' },
-  { category: 'Monitor', name: 'Number', title: 'Monitors', unit: 'working monitors' },
-  { category: 'HardDisk', name: 'Size', title: 'Disks', unit: 'all drives, from this size up to twice of it' },
+  { category: 'Video Card', name: 'AdapterRAM', title: 'Graphics memory', unit: 'classes, named by their lower end', isOrdered: true },
+  { category: 'Video Card', name: 'CurrentHorizontalResolution', title: 'Screen width', unit: 'pixels', isOrdered: true },
+  { category: 'Video Card', name: 'CurrentVerticalResolution', title: 'Screen height', unit: 'pixels', isOrdered: true },
+  { category: 'Monitor', name: 'Number', title: 'Monitors', unit: 'working monitors', isOrdered: true },
+  { category: 'HardDisk', name: 'Size', title: 'Disks', unit: 'all drives, in classes named by their lower end', isOrdered: true },
 ];
 
 export interface PropertyText {
@@ -29,13 +31,23 @@ export interface PropertyText {
   unit: string;
   /** Where it comes in a list of properties. */
   place: number;
+  isOrdered: boolean;
 }
 
 export function textOfProperty(category: string, name: string): PropertyText {
   const place = properties.findIndex((entry) => entry.category === category && entry.name === name);
   const known = properties[place];
-  if (!known) return { title: `${category}: ${name}`, unit: 'value as it was sent', place: properties.length };
-  return { title: known.title, unit: known.unit, place };
+  if (!known) return { title: `${category}: ${name}`, unit: 'value as it was sent', place: properties.length, isOrdered: false };
+  return { title: known.title, unit: known.unit, place, isOrdered: known.isOrdered === true };
+}
+
+const sizeUnits = ['B', 'KiB', 'MiB', 'GiB', 'TiB', 'PiB', 'EiB'];
+
+/** The number in a value, with its unit of bytes if it has one; null if there is none. */
+export function numberOfValue(value: string): number | null {
+  const [, digits = '', unit = 'B'] = /^(\d+)(?: ([KMGTPE]?i?B))?$/.exec(value) ?? [];
+  if (!digits) return null;
+  return Number(digits) * 1024 ** sizeUnits.indexOf(unit);
 }
 
 /** Tags of the languages and regions that are frequent, by the number that Windows has for them. */

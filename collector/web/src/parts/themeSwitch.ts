@@ -5,7 +5,7 @@ import { element } from '../dom';
 const themes = ['system', 'light', 'dark'] as const;
 type Theme = (typeof themes)[number];
 
-const names: Record<Theme, string> = { system: 'System colors', light: 'Light', dark: 'Dark' };
+const names: Record<Theme, string> = { system: 'System', light: 'Light', dark: 'Dark' };
 
 function current(): Theme {
   const theme = document.documentElement.dataset.theme;

@@ -7,10 +7,16 @@ import { figure } from '../parts/figure';
 import { table } from '../parts/table';
 import { readReport, ReportError, type Report } from './readReport';
 
+type Level = 2 | 3;
+
+function heading(level: Level, text: string): HTMLElement {
+  return element(level === 2 ? 'h2' : 'h3', {}, text);
+}
+
 const listed = 30;
 const mask = '••••••••';
 
-function commandsFigure(report: Report): HTMLElement {
+function commandsFigure(report: Report, level: Level): HTMLElement {
   const rows = [...report.commands].sort((a, b) => b.uses - a.uses);
   const total = rows.reduce((all, row) => all + row.uses, 0);
   const first = rows[0];
@@ -34,11 +40,12 @@ function commandsFigure(report: Report): HTMLElement {
     limit: listed,
     notes: ['“First used” is the place in the order in which you first used the commands.'],
     empty: 'The report holds no commands.',
+    level,
     class: 'wide',
   });
 }
 
-function fileTypesFigure(report: Report): HTMLElement {
+function fileTypesFigure(report: Report, level: Level): HTMLElement {
   const sum = (row: { opened: number; saved: number }) => row.opened + row.saved;
   const rows = [...report.fileTypes].sort((a, b) => sum(b) - sum(a));
   const total = rows.reduce((all, row) => all + sum(row), 0);
@@ -56,21 +63,24 @@ function fileTypesFigure(report: Report): HTMLElement {
     key: (charts) => charts.partColors(2).map((color, place) => ({ color, text: place === 0 ? 'opened' : 'saved' })),
     limit: listed,
     empty: 'The report holds no file types.',
+    level,
   });
 }
 
 function valueText(entry: Report['machine'][number]): string {
-  const size = Number(entry.value);
+  const sent = Number(entry.value);
+  // Windows keeps the adapter's memory in 32 bits with a sign.
+  const size = entry.name === 'AdapterRAM' && sent < 0 ? sent + 2 ** 32 : sent;
   const isSize = ['TotalPhysicalMemory', 'Size', 'AdapterRAM'].includes(entry.name);
   if (isSize && Number.isInteger(size) && size >= 0) return `${entry.value} (${formatBytes(size)})`;
   return textOfValue(entry.category, entry.name, entry.value);
 }
 
-function machineCard(report: Report): HTMLElement {
+function machineCard(report: Report, level: Level): HTMLElement {
   return element(
     'section',
     { class: 'card' },
-    element('h2', {}, 'Machine'),
+    heading(level, 'Machine'),
     report.machine.length === 0
       ? element('p', { class: 'empty' }, 'Not described yet. The run that sends the report adds the description.')
       : table({
@@ -84,7 +94,7 @@ function machineCard(report: Report): HTMLElement {
   );
 }
 
-function identifiersCard(report: Report): HTMLElement {
+function identifiersCard(report: Report, level: Level): HTMLElement {
   const values = report.identifiers.map(({ name, value }) => {
     const shown = element('span', { class: 'code' }, mask);
     const button = element('button', { type: 'button', class: 'button quiet', 'aria-label': `Show: ${name}` }, 'Show');
@@ -99,29 +109,29 @@ function identifiersCard(report: Report): HTMLElement {
   return element(
     'section',
     { class: 'card' },
-    element('h2', {}, 'Traceable to you or your machine'),
+    heading(level, 'Traceable to you or your machine'),
     values.length === 0 ? element('p', { class: 'empty' }, 'Nothing in this file. The run that sends the report adds the identifier of the installation.') : element('dl', { class: 'identifiers' }, ...values),
   );
 }
 
-function drawReport(report: Report, name: string): HTMLElement[] {
+function drawReport(report: Report, name: string, level: Level): HTMLElement[] {
   const application = report.application ? `${report.application} ${report.version}`.trim() : 'Not named yet: the run that sends the report adds the application';
   return [
     element(
       'section',
       { class: 'card', tabindex: -1 },
-      element('h2', {}, name),
+      heading(level, name),
       element('dl', { class: 'facts' },
         element('div', {}, element('dt', {}, 'Application'), element('dd', {}, application)),
         element('div', {}, element('dt', {}, 'Text encoding'), element('dd', {}, report.codePage)),
       ),
     ),
-    element('div', { class: 'figures' }, commandsFigure(report), fileTypesFigure(report), identifiersCard(report), machineCard(report)),
+    element('div', { class: 'figures' }, commandsFigure(report, level), fileTypesFigure(report, level), identifiersCard(report, level), machineCard(report, level)),
   ];
 }
 
-/** The viewer: a place for a file, and below it what is in the file. */
-export function viewer(): HTMLElement {
+/** The viewer: a place for a file, and below it what is in the file, under headings of a level. */
+export function viewer(level: Level): HTMLElement {
   const result = element('div', { class: 'content', 'aria-live': 'polite' });
   const inputId = uniqueId('file');
   const input = element('input', { id: inputId, type: 'file', accept: '.xml,text/xml,application/xml' });
@@ -136,11 +146,11 @@ export function viewer(): HTMLElement {
   const open = async (file: File) => {
     try {
       const report = readReport(new Uint8Array(await file.arrayBuffer()));
-      result.replaceChildren(...drawReport(report, file.name));
+      result.replaceChildren(...drawReport(report, file.name, level));
       result.querySelector<HTMLElement>('section')?.focus();
     } catch (error) {
       const reason = error instanceof ReportError ? error.message : 'This file cannot be read.';
-      result.replaceChildren(element('div', { class: 'card notice bad', role: 'alert' }, element('h2', {}, `${file.name} cannot be shown`), element('p', {}, reason)));
+      result.replaceChildren(element('div', { class: 'card notice bad', role: 'alert' }, heading(level, `${file.name} cannot be shown`), element('p', {}, reason)));
     }
   };
 

@@ -1,7 +1,7 @@
 import { get, type AuditEntry } from '../data/api';
-import { moment } from '../data/format';
 import { element } from '../dom';
 import { messageOf } from '../parts/status';
+import { time } from '../parts/time';
 import type { View } from './view';
 
 const entriesAtOnce = 50;
@@ -22,7 +22,7 @@ function rowOf(entry: AuditEntry): HTMLTableRowElement {
   return element(
     'tr',
     {},
-    element('td', { class: 'nowrap' }, element('time', { datetime: entry.at }, moment(entry.at))),
+    element('td', {}, time(entry.at)),
     element('td', {}, entry.user ?? ''),
     element('td', {}, actions[entry.action] ?? entry.action),
     element('td', {}, entry.detail ?? ''),

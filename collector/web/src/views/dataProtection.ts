@@ -1,12 +1,13 @@
 import { get, send, type Contact, type Keeping, type Receipt } from '../data/api';
 import { queryOf } from '../data/filter';
-import { counted, moment } from '../data/format';
+import { counted } from '../data/format';
 import { element } from '../dom';
 import { confirm } from '../parts/dialog';
 import { field, form, selectField } from '../parts/form';
 import { receiptCard } from '../parts/receipt';
 import { messageOf } from '../parts/status';
 import { table } from '../parts/table';
+import { time } from '../parts/time';
 import type { Context, View } from './view';
 
 function card(title: string, lead: string, ...children: Node[]): HTMLElement {
@@ -21,13 +22,13 @@ function rules(keeping: Keeping): HTMLElement {
   const { retention_days: retention, forget_silent_days: silent } = keeping;
   return element(
     'dl',
-    { class: 'tiles' },
+    { class: 'tiles thirds' },
     entry('Threshold', counted(keeping.threshold, 'installation'), 'No number is shown that rests on fewer'),
-    entry('Raw reports', retention === null ? 'kept' : counted(retention, 'day'), retention === null ? 'No day is set on which they are removed' : 'Then removed; the counts stay'),
-    entry('Silent installations', silent === null ? 'kept' : counted(silent, 'day'), silent === null ? 'Until somebody asks to erase them' : 'Erased when they have sent nothing for this long'),
-    entry('E-mail addresses', keeping.keeps_email ? 'kept apart' : 'not kept', keeping.keeps_email ? 'Readable for the role contacts only' : 'Taken out before a report is kept'),
-    entry('Adapter addresses', keeping.keeps_adapter ? 'as a hash' : 'not kept', keeping.keeps_adapter ? 'Which only this server can compute' : 'Taken out before a report is kept'),
-    entry('IP addresses', 'never kept', 'In memory for minutes, to limit rates'),
+    entry('Raw reports', retention === null ? 'Kept' : counted(retention, 'day'), retention === null ? 'No day is set on which they are removed' : 'Then removed; the counts stay'),
+    entry('Silent installations', silent === null ? 'Kept' : counted(silent, 'day'), silent === null ? 'Until somebody asks to erase them' : 'Erased when they have sent nothing for this long'),
+    entry('E-mail addresses', keeping.keeps_email ? 'Kept apart' : 'Not kept', keeping.keeps_email ? 'Readable for the role contacts only' : 'Taken out before a report is kept'),
+    entry('Adapter addresses', keeping.keeps_adapter ? 'As a hash' : 'Not kept', keeping.keeps_adapter ? 'Which only this server can compute' : 'Taken out before a report is kept'),
+    entry('IP addresses', 'Never kept', 'In memory for minutes, to limit rates'),
   );
 }
 
@@ -36,7 +37,7 @@ function keptTable(keeping: Keeping): HTMLElement {
     caption: 'What is kept, by product',
     columns: [
       { name: 'Product', value: (row) => row.name },
-      { name: 'Since', value: (row) => row.since, text: (row) => (row.since ? moment(row.since) : 'nothing yet') },
+      { name: 'Since', value: (row) => row.since, text: (row) => (row.since ? time(row.since) : 'nothing yet') },
       { name: 'Deliveries', value: (row) => row.deliveries },
       { name: 'Installations', value: (row) => row.installations },
       { name: 'Raw reports', value: (row) => row.raw_reports },
@@ -60,7 +61,7 @@ function contactsCard({ products, filter }: Context): HTMLElement {
               caption: 'E-mail addresses of those who take part',
               columns: [
                 { name: 'Address', value: (row) => row.address },
-                { name: 'Received', value: (row) => row.received, text: (row) => moment(row.received) },
+                { name: 'Received', value: (row) => row.received, text: (row) => time(row.received) },
               ],
               rows: contacts,
             },

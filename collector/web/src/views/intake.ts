@@ -1,8 +1,8 @@
 import { getFigure } from '../data/api';
 import { figureAddress, type IntakeRow } from '../data/figures';
 import { intakeFinding } from '../data/findings';
-import { number, percent, periodRange } from '../data/format';
-import { lastDayOf, periodsBetween } from '../data/periods';
+import { counted, number, percent, periodRange } from '../data/format';
+import { isRunning, lastDayOf, periodsBetween, today } from '../data/periods';
 import { meaningOf } from '../data/refusals';
 import { element, type Child } from '../dom';
 import { figure } from '../parts/figure';
@@ -20,8 +20,8 @@ function refusedOf(row: IntakeRow): number {
 
 function outcomesOf(row: IntakeRow): Outcome[] {
   return [
-    { name: 'Taken, first of its period', meaning: 'A report that is kept and counted', count: row.accepted - row.replaced },
-    { name: 'Taken, replaces another', meaning: 'The same report, grown: it counts in place of the earlier one', count: row.replaced },
+    { name: 'Taken, a new report', meaning: 'A report that is kept and counted', count: row.accepted - row.replaced },
+    { name: 'Taken, replaces an earlier one', meaning: 'The same report, grown: it counts in place of the earlier one', count: row.replaced },
     { name: 'Repeated', meaning: 'A delivery that was kept already; it changes nothing', count: row.repeated },
     { name: 'Refused', meaning: 'The sender keeps the report and tries again', count: refusedOf(row) },
   ];
@@ -60,7 +60,7 @@ function refusalsFigure(row: IntakeRow, context: Context): HTMLElement {
     .sort((a, b) => b.count - a.count);
   const first = rows[0];
   return figure({
-    title: first ? `${meaningOf(first.code)}: ${number(first.count)} of ${number(refusedOf(row))} refused` : 'Nothing was refused',
+    title: first ? `${number(first.count)} of ${number(refusedOf(row))} refused for ${first.code}: ${meaningOf(first.code)}` : 'Nothing was refused',
     subtitle: 'Refused deliveries by reason',
     rows,
     columns: [
@@ -83,14 +83,13 @@ function refusalsFigure(row: IntakeRow, context: Context): HTMLElement {
 
 /** As many periods as a year has; each takes a request of its own. */
 const drawnPeriods = 13;
-const parts = ['taken', 'replaces another', 'repeated', 'refused'];
+const parts = ['new report', 'replaces an earlier one', 'repeated', 'refused'];
 
 interface PeriodIntake extends IntakeRow {
   period: string;
 }
 
-async function intakeByPeriod(from: string, to: string, context: Context): Promise<PeriodIntake[]> {
-  const periods = periodsBetween(from, to).slice(-drawnPeriods);
+async function intakeByPeriod(periods: string[], context: Context): Promise<PeriodIntake[]> {
   return Promise.all(
     periods.map(async (period) => {
       const answer = await getFigure('intake', { ...context.filter, from: period, to: lastDayOf(period) });
@@ -99,11 +98,11 @@ async function intakeByPeriod(from: string, to: string, context: Context): Promi
   );
 }
 
-function periodsFigure(rows: PeriodIntake[]): HTMLElement {
+function periodsFigure(rows: PeriodIntake[], isCut: boolean): HTMLElement {
   const busiest = rows.reduce<PeriodIntake | null>((most, row) => (!most || row.accepted > most.accepted ? row : most), null);
   return figure({
-    title: busiest ? `Most was taken from ${periodRange(busiest.period)}: ${number(busiest.accepted)}` : 'Nothing has arrived',
-    subtitle: `Deliveries by the period of 28 days in which they arrived${rows.length === drawnPeriods ? `, the last ${drawnPeriods} periods` : ''}`,
+    title: busiest ? `Most arrived from ${periodRange(busiest.period)}: ${counted(busiest.accepted, 'delivery', 'deliveries')} taken` : 'Nothing has arrived',
+    subtitle: `Deliveries by the period of 28 days in which they arrived${isCut ? `, the last ${drawnPeriods} periods` : ''}`,
     rows,
     columns: [
       { name: 'Period', value: (row) => row.period, text: (row) => periodRange(row.period) },
@@ -123,6 +122,7 @@ function periodsFigure(rows: PeriodIntake[]): HTMLElement {
         width,
       ),
     key: (charts) => charts.partColors(parts.length).map((color, place) => ({ color, text: parts[place] ?? '' })),
+    notes: rows.some((row) => isRunning(row.period, today())) ? ['The last period is still running, so its bar will grow.'] : [],
     class: 'wide',
   });
 }
@@ -136,11 +136,13 @@ export const intake: View = {
     const filtered = { ...context, filter: { ...context.filter, version: '' } };
     const answer = await getFigure('intake', filtered.filter);
     const row = answer.rows[0] ?? { accepted: 0, replaced: 0, repeated: 0, refused: {} };
+    const periods = periodsBetween(answer.from, answer.to);
+    const byPeriod = await intakeByPeriod(periods.slice(-drawnPeriods), filtered);
     return [
       element(
         'div',
         { class: 'figures' },
-        periodsFigure(await intakeByPeriod(answer.from, answer.to, filtered)),
+        periodsFigure(byPeriod, periods.length > drawnPeriods),
         intakeFigure(row, filtered, intakeFinding(row)),
         refusalsFigure(row, filtered),
       ),

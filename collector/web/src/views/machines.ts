@@ -2,7 +2,7 @@ import { getFigure } from '../data/api';
 import { figureAddress, type MachineRow } from '../data/figures';
 import { machineFinding } from '../data/findings';
 import { number, percent } from '../data/format';
-import { textOfProperty, textOfValue, type PropertyText } from '../data/machines';
+import { numberOfValue, textOfProperty, textOfValue, type PropertyText } from '../data/machines';
 import { element } from '../dom';
 import { figure } from '../parts/figure';
 import { nothingYet } from '../parts/status';
@@ -26,6 +26,12 @@ function groupsOf(rows: MachineRow[]): Group[] {
   return [...groups.values()].sort((a, b) => a.text.place - b.text.place);
 }
 
+/** In their own order, as a distribution is read; values without a number come last. */
+function ordered(rows: MachineRow[]): MachineRow[] {
+  const key = (row: MachineRow) => numberOfValue(row.value) ?? Infinity;
+  return [...rows].sort((a, b) => key(a) - key(b));
+}
+
 export const machines: View = {
   path: '/machines',
   title: 'Machines',
@@ -39,9 +45,9 @@ export const machines: View = {
     const figures = groupsOf(answer.rows).map(({ category, name, text, rows }) => {
       const label = (row: MachineRow) => textOfValue(category, name, row.value);
       return figure({
-        title: machineFinding(rows, total, (value) => textOfValue(category, name, value)),
-        subtitle: `${text.title} (${text.unit})`,
-        rows,
+        title: `${text.title}: ${machineFinding(rows, total, (value) => textOfValue(category, name, value))}`,
+        subtitle: `Share of installations; ${text.unit}`,
+        rows: text.isOrdered ? ordered(rows) : rows,
         columns: [
           { name: text.title, value: label },
           { name: 'Installations', value: (row) => row.installations },
@@ -49,12 +55,12 @@ export const machines: View = {
         ],
         chart: (charts, shown, width, summary) =>
           charts.rankedBars(
-            shown.map((row) => ({ label: label(row), value: row.installations, columns: [percent(share(row)), number(row.installations)] })),
-            { columns: ['Share', 'Number'], labelShare: 0.44, ...(total ? { maximum: total } : {}) },
+            shown.map((row) => ({ label: label(row), value: row.installations, columns: [percent(share(row))] })),
+            { columns: [''], labelShare: 0.55, ...(total ? { maximum: total } : {}) },
             summary,
             width,
           ),
-        limit: 8,
+        limit: text.isOrdered ? 16 : 8,
         address: figureAddress('machines', filter),
         class: 'small',
       });

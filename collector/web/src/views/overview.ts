@@ -19,15 +19,15 @@ function tiles(rows: OverviewRow[], total: number | null): HTMLElement {
   const { last, before } = lastWholePeriods(rows, today());
   const change = (now: number | null, earlier: number | null) => {
     const compared = comparison(now, earlier);
-    return compared ? `${compared} in the period before` : 'no period before to compare';
+    return compared ? `, ${compared} in the one before` : '';
   };
   return element(
     'dl',
     { class: 'tiles' },
-    tile('Installations in the last whole period', number(last?.installations ?? null), change(last?.installations ?? null, before?.installations ?? null)),
-    tile('New in it', number(last?.new ?? null), change(last?.new ?? null, before?.new ?? null)),
+    tile('Installations', number(last?.installations ?? null), `in the last whole period${change(last?.installations ?? null, before?.installations ?? null)}`),
+    tile('New installations', number(last?.new ?? null), `in that period${change(last?.new ?? null, before?.new ?? null)}`),
     tile('Installations in all', number(total), 'that reported in the range shown'),
-    tile('Reports in all', number(rows.reduce((all, row) => all + (row.reports ?? 0), 0)), 'each of 28 days or more of work'),
+    tile('Reports in all', number(rows.reduce((all, row) => all + (row.reports ?? 0), 0)), 'in the range shown'),
   );
 }
 
@@ -71,7 +71,7 @@ function installationsFigure(answer: Figure<OverviewRow>, context: Context): HTM
 }
 
 function versionsInUse(answer: Figure<VersionRow>, context: Context): HTMLElement {
-  const adoption = adoptionOf(answer.rows, answer.rows.map((row) => row.period), 6);
+  const adoption = adoptionOf(answer.rows, [...new Set(answer.rows.map((row) => row.period))], 6);
   const { period, shares } = adoption.latest;
   const leader = shares[0];
   return figure({

@@ -97,7 +97,7 @@ export const users: View = {
           { class: 'card' },
           element('h2', {}, 'Accounts'),
           element('div', { class: 'table-scroll' },
-            element('table', {},
+            element('table', { class: 'accounts' },
               element('caption', { class: 'visually-hidden' }, 'Accounts'),
               element('thead', {}, element('tr', {}, element('th', { scope: 'col' }, 'Name'), element('th', { scope: 'col' }, 'Role'), element('th', { scope: 'col' }, element('span', { class: 'visually-hidden' }, 'Actions')))),
               body,

@@ -47,6 +47,7 @@ export const versions: View = {
         key: (charts) => charts.versionColors(adoption.versions).map((color, place) => ({ color, text: adoption.versions[place] || 'without a version' })),
         address: figureAddress('versions', filter),
         withheld: { rows: answer.withheld.rows, threshold: answer.threshold, what: 'of all applications together, their numbers rest' },
+        notes: answer.withheld.rows > 0 ? ['A version that is withheld in a period is drawn as if it were not there.'] : [],
         class: 'wide',
       });
     });
