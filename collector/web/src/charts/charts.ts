@@ -4,7 +4,7 @@
 import * as Plot from '@observablehq/plot';
 import { compact, number, periodRange, shortDay } from '../data/format';
 import { otherVersions } from '../data/versions';
-import { fontSize, frame, gridColor, ink, mutedInk, restColor, seriesColors, surface, whole } from './theme';
+import { firstColor, fontSize, frame, gridColor, ink, mutedInk, restColor, seriesColors, surface, whole } from './theme';
 
 type Picture = SVGSVGElement | HTMLElement;
 
@@ -103,7 +103,7 @@ export function partColors(count: number): string[] {
   return seriesColors.slice(0, count);
 }
 
-function tip<Row>(rows: Row[], options: Plot.TipOptions): Plot.Markish {
+function tip(rows: Plot.Data, options: Plot.TipOptions): Plot.Markish {
   return Plot.tip(rows, Plot.pointerX({ ...options, fill: surface, stroke: gridColor, textPadding: 10, lineHeight: 1.35, fontSize }));
 }
 
@@ -142,7 +142,7 @@ function textWidth(text: string): number {
 /** The text, or as much of its start as there is room for. */
 function shortened(text: string, room: number): string {
   if (textWidth(text) <= room) return text;
-  const characters = [...text];
+  const characters = Array.from(text);
   let [fits, fitsNot] = [0, characters.length];
   while (fitsNot - fits > 1) {
     const middle = (fits + fitsNot) >> 1;
@@ -161,10 +161,10 @@ function labelRoom(labels: string[], width: number, share: number): number {
 }
 
 /** The labels of rows, shortened to their room. */
-function rowLabels<Row extends { label: string }>(rows: Row[], room: number, channels: Plot.TextOptions): Plot.Markish {
+function rowLabels(rows: { label: string }[], room: number, channels: Plot.TextOptions): Plot.Markish {
   return Plot.text(rows, {
     ...channels,
-    text: (row: Row) => shortened(row.label, room - labelGap),
+    text: (row: { label: string }) => shortened(row.label, room - labelGap),
     title: 'label',
     frameAnchor: 'left',
     textAnchor: 'end',
@@ -200,7 +200,7 @@ export function rankedBars(rows: RankedRow[], shape: RankedShape, summary: strin
       Plot.barX(rows, {
         x: 'value',
         y: placeOfRow,
-        fill: (row: RankedRow) => (row.isStrong === false ? restColor : seriesColors[0]),
+        fill: (row: RankedRow) => (row.isStrong === false ? restColor : firstColor),
         rx2: 2,
       }),
       Plot.ruleX([0], { stroke: ink, strokeOpacity: 0.35 }),
@@ -289,8 +289,8 @@ export function placeDots(rows: PlaceRow[], axisLabel: string, summary: string, 
     marks: [
       Plot.gridX({ stroke: gridColor, strokeOpacity: 1, ticks: 5 }),
       Plot.axisX({ ticks: 5, tickSize: 0, label: axisLabel, labelAnchor: 'center', labelArrow: 'none', color: mutedInk, tickFormat: (place: number) => number(place) }),
-      Plot.ruleY(rows, { y: placeOfRow, x1: 0, x2: 'place', stroke: seriesColors[0] as string, strokeOpacity: 0.35, strokeWidth: 2 }),
-      Plot.dot(rows, { y: placeOfRow, x: 'place', fill: seriesColors[0] as string, r: 4.5 }),
+      Plot.ruleY(rows, { y: placeOfRow, x1: 0, x2: 'place', stroke: firstColor, strokeOpacity: 0.35, strokeWidth: 2 }),
+      Plot.dot(rows, { y: placeOfRow, x: 'place', fill: firstColor, r: 4.5 }),
       Plot.text(rows, { y: placeOfRow, text: 'detail', frameAnchor: 'right', textAnchor: 'end', dx: columnWidth, fill: mutedInk, className: 'figures' }),
       rowLabels(rows, labelWidth, { y: placeOfRow }),
     ],

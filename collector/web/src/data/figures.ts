@@ -74,7 +74,7 @@ export function figureAddress(name: FigureName, filter: Filter): FigureAddress {
   return (format) => {
     const query = new URLSearchParams();
     for (const [key, value] of Object.entries({ ...filter, format })) {
-      if (value) query.set(key, value as string);
+      if (value) query.set(key, value);
     }
     return `/api/v1/figures/${name}?${query.toString()}`;
   };

@@ -54,10 +54,11 @@ export function trendFinding(trends: Map<string, number>): string | null {
 
 export function orderFinding(rows: CommandRow[]): string {
   const first = rows[0];
-  if (first?.median_order == null) return 'No order of first use is known';
-  const same = rows.filter((row) => row.median_order === first.median_order).length - 1;
+  const earliest = first?.median_order ?? null;
+  if (!first || earliest === null) return 'No order of first use is known';
+  const same = rows.filter((row) => row.median_order === earliest).length - 1;
   const others = same > 0 ? ` and ${counted(same, 'other')}` : '';
-  const place = first.median_order === 1 ? 'first' : `at place ${number(first.median_order)}`;
+  const place = earliest === 1 ? 'first' : `at place ${number(earliest)}`;
   return `${first.command}${others} ${same > 0 ? 'come' : 'comes'} ${place}`;
 }
 

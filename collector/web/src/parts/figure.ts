@@ -145,7 +145,7 @@ export function figure<Row>(model: FigureModel<Row>): HTMLElement {
       toggle,
       model.address && element('a', { class: 'button quiet', href: model.address('csv'), download: true, 'aria-label': `CSV: ${model.title}` }, 'CSV'),
       model.address && element('a', { class: 'button quiet', href: model.address('json'), target: '_blank', rel: 'noopener', 'aria-label': `JSON: ${model.title}` }, 'JSON'),
-      model.more && element('span', { class: 'figure-more' }, model.more instanceof Node ? model.more : String(model.more)),
+      model.more && element('span', { class: 'figure-more' }, model.more),
     ),
   );
   new ResizeObserver(() => {

@@ -19,6 +19,8 @@ const wholeLanguages: Record<number, string> = {
   0x301a: 'windows-1251', 0x641a: 'windows-1251', 0x6c1a: 'windows-1251', 0x082c: 'windows-1251',
   0x742c: 'windows-1251', 0x0843: 'windows-1251', 0x7843: 'windows-1251', 0x0846: 'windows-1256',
   0x0859: 'windows-1256',
+  // These have no code page of their own.
+  0x0850: 'windows-1252', 0x0c50: 'windows-1252', 0x7c50: 'windows-1252',
 };
 
 export const westernCodePage = 'windows-1252';

@@ -61,7 +61,7 @@ export function readReport(bytes: Uint8Array): Report {
     throw new ReportError('This XML file is not a report. The one to open is PeltoReport.xml in the data folder of the application.');
   }
   const all = (path: string) => [...report.querySelectorAll(path)];
-  const text = (element: Element) => element.textContent?.trim() ?? '';
+  const text = (element: Element) => element.textContent.trim();
   const property = (path: string) => all(path).map(text)[0] ?? '';
 
   const machine = all(':scope > sys_info > prop[cat]').map((entry) => ({

@@ -36,7 +36,7 @@ async function trendOf(from: string, to: string, filter: Filter): Promise<Trend 
   const differences = new Map<string, number>();
   for (const row of later?.rows ?? []) {
     const share = shares.get(row.command);
-    if (share != null && row.share !== null) differences.set(row.command, row.share - share);
+    if (typeof share === 'number' && row.share !== null) differences.set(row.command, row.share - share);
   }
   return { last, before, differences };
 }

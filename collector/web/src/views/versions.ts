@@ -9,6 +9,10 @@ import { figure } from '../parts/figure';
 import { nothingYet } from '../parts/status';
 import type { View } from './view';
 
+function nameOf(version = ''): string {
+  return version === '' ? 'without a version' : version;
+}
+
 /** More applications than this are in the table of all only. */
 const drawnApplications = 6;
 
@@ -40,11 +44,11 @@ export const versions: View = {
         rows,
         columns: [
           { name: 'Period', value: (row) => row.period, text: (row) => periodRange(row.period) },
-          { name: 'Version', value: (row) => row.version || 'without a version' },
+          { name: 'Version', value: (row) => nameOf(row.version) },
           { name: 'Installations', value: (row) => row.installations },
         ],
         chart: (charts, _, width, summary) => charts.versionLayers(adoption.points, adoption.versions, periods, summary, width),
-        key: (charts) => charts.versionColors(adoption.versions).map((color, place) => ({ color, text: adoption.versions[place] || 'without a version' })),
+        key: (charts) => charts.versionColors(adoption.versions).map((color, place) => ({ color, text: nameOf(adoption.versions[place]) })),
         address: figureAddress('versions', filter),
         withheld: { rows: answer.withheld.rows, threshold: answer.threshold, what: 'of all applications together, their numbers rest' },
         notes: answer.withheld.rows > 0 ? ['A version that is withheld in a period is drawn as if it were not there.'] : [],
