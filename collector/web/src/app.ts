@@ -140,7 +140,7 @@ function showEntrance(content: HTMLElement, title: string): void {
   drawFrame(null);
   setTitle(title);
   main.replaceChildren(content);
-  content.querySelector<HTMLElement>('input, h1')?.focus();
+  (content.querySelector('input') ?? content.querySelector('h1'))?.focus();
 }
 
 function showLogIn(): void {

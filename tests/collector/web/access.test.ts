@@ -177,7 +177,7 @@ describe('Users', () => {
     await page.getByLabel('Role of paul').selectOption('viewer');
     await page.getByText('paul is viewer now.').waitFor();
     await page.getByRole('button', { name: 'Set the password of paul' }).click();
-    await page.getByLabel('New password').fill('another long one');
+    await page.getByRole('dialog').getByLabel('New password', { exact: true }).fill('another long one');
     await page.getByRole('button', { name: 'Set the password', exact: true }).click();
     await page.getByText('paul has a new password.').waitFor();
 

@@ -20,6 +20,8 @@ function withoutStyleSheet(picture: Picture): Picture {
 function draw(summary: string, options: Plot.PlotOptions): Picture {
   const picture = withoutStyleSheet(Plot.plot({ ...frame, ...options }));
   const svg = picture instanceof SVGSVGElement ? picture : picture.querySelector('svg');
+  // The parts of a picture have no role, so they may not have names either.
+  for (const part of picture.querySelectorAll('[aria-label]')) part.removeAttribute('aria-label');
   svg?.setAttribute('role', 'img');
   svg?.setAttribute('aria-label', summary);
   return picture;

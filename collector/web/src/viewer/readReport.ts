@@ -1,6 +1,7 @@
 // Reads a report file in the browser. Nothing of it leaves the page.
 
 import { codePageOf } from './codePage';
+import { parseXml, XmlError, type XmlElement } from './xml';
 
 export interface Report {
   codePage: string;
@@ -22,28 +23,33 @@ export const largestReport = 4 * 1024 * 1024;
 
 const largestCount = 1_000_000_000;
 
-function count(text: string | null): number {
-  const number = Number.parseInt(text ?? '', 10);
+function count(text: string): number {
+  const number = Number.parseInt(text, 10);
   if (Number.isNaN(number) || number < 0) return 0;
   return Math.min(number, largestCount);
 }
 
-/**
- * The sender writes control characters as references, which the browser's parser does not take.
- * They become the sign for a character that cannot be shown.
- */
-function withoutControlReferences(text: string): string {
-  return text.replace(/&#(?:x0*(?:[0-8bcef]|1[0-9a-f])|0*(?:[0-8]|1[124-9]|2[0-9]|3[01]));/gi, '\uFFFD');
-}
-
-function parse(text: string): Document {
-  // A report has none. Without it there are no entities, neither nested nor from elsewhere.
-  if (/<!DOCTYPE/i.test(text)) throw new ReportError('This file has a document type, which no report has. It is not opened.');
-  const parsed = new DOMParser().parseFromString(withoutControlReferences(text), 'application/xml');
-  if (parsed.getElementsByTagName('parsererror').length > 0) {
+function parse(text: string): XmlElement {
+  try {
+    return parseXml(text);
+  } catch (error) {
+    if (!(error instanceof XmlError)) throw error;
     throw new ReportError('This file is not whole XML. It may be cut off, or not a report.');
   }
-  return parsed;
+}
+
+function childrenOf(element: XmlElement | undefined, name: string): XmlElement[] {
+  return element?.children.filter((child) => child.name === name) ?? [];
+}
+
+/** The elements at the end of a path of names; of the others on it, the first of each counts. */
+function elementsAt(root: XmlElement, ...path: string[]): XmlElement[] {
+  const last = path.pop() ?? '';
+  return childrenOf(path.reduce<XmlElement | undefined>((element, name) => childrenOf(element, name)[0], root), last);
+}
+
+function textOf(element: XmlElement | undefined): string {
+  return (element?.text ?? '').replace(/\s+/g, ' ').trim();
 }
 
 function unique<Entry extends { name: string }>(entries: Entry[]): Entry[] {
@@ -56,41 +62,40 @@ export function readReport(bytes: Uint8Array): Report {
   if (bytes.length === 0) throw new ReportError('This file is empty.');
   if (bytes.length > largestReport) throw new ReportError('This file is larger than 4 MiB. No report is that large.');
   const codePage = codePageOf(bytes);
-  const report = parse(new TextDecoder(codePage).decode(bytes)).documentElement;
-  if (report.nodeName !== 'PeltoRpt') {
+  const report = parse(new TextDecoder(codePage).decode(bytes));
+  if (report.name !== 'PeltoRpt') {
     throw new ReportError('This XML file is not a report. The one to open is PeltoReport.xml in the data folder of the application.');
   }
-  const all = (path: string) => [...report.querySelectorAll(path)];
-  const text = (element: Element) => element.textContent.trim();
-  const property = (path: string) => all(path).map(text)[0] ?? '';
+  const attribute = (element: XmlElement, name: string) => element.attributes.get(name) ?? '';
+  const properties = (group: string) => elementsAt(report, group, 'prop');
+  const property = (group: string, name: string) =>
+    textOf(properties(group).find((entry) => attribute(entry, 'name') === name && !entry.attributes.has('cat')));
 
-  const machine = all(':scope > sys_info > prop[cat]').map((entry) => ({
-    category: entry.getAttribute('cat') ?? '',
-    name: entry.getAttribute('name') ?? '',
-    value: text(entry),
-  }));
+  const machine = properties('sys_info')
+    .filter((entry) => entry.attributes.has('cat'))
+    .map((entry) => ({ category: attribute(entry, 'cat'), name: attribute(entry, 'name'), value: textOf(entry) }));
   const isAddress = (entry: { name: string }) => entry.name === 'MACAddress';
   const identifiers = [
-    { name: 'Identifier of this installation', value: property(':scope > sys_info > prop[name="ID"]:not([cat])') },
-    { name: 'E-mail address', value: property(':scope > cust_info > prop[name="Email"]') },
+    { name: 'Identifier of this installation', value: property('sys_info', 'ID') },
+    { name: 'E-mail address', value: property('cust_info', 'Email') },
     { name: 'Hardware address of the network adapter', value: machine.find(isAddress)?.value ?? '' },
   ];
   return {
     codePage,
-    application: property(':scope > app_info > prop[name="app_name"]'),
-    version: property(':scope > app_info > prop[name="app_ver"]'),
+    application: property('app_info', 'app_name'),
+    version: property('app_info', 'app_ver'),
     commands: unique(
-      all(':scope > cmd_stat > cmds > cmd').map((entry) => ({
-        name: entry.getAttribute('name') ?? '',
-        uses: count(entry.getAttribute('count')),
-        order: count(entry.getAttribute('id')),
+      elementsAt(report, 'cmd_stat', 'cmds', 'cmd').map((entry) => ({
+        name: attribute(entry, 'name'),
+        uses: count(attribute(entry, 'count')),
+        order: count(attribute(entry, 'id')),
       })),
     ),
     fileTypes: unique(
-      all(':scope > ftype_stat > ftypes > ftype').map((entry) => ({
-        name: entry.getAttribute('name') ?? '',
-        opened: count(entry.getAttribute('ocnt')),
-        saved: count(entry.getAttribute('scnt')),
+      elementsAt(report, 'ftype_stat', 'ftypes', 'ftype').map((entry) => ({
+        name: attribute(entry, 'name'),
+        opened: count(attribute(entry, 'ocnt')),
+        saved: count(attribute(entry, 'scnt')),
       })),
     ),
     machine: machine.filter((entry) => !isAddress(entry)),
