@@ -89,7 +89,7 @@ describe('Every page', () => {
     const { page } = await suite.openAs('viewer');
     for (const view of ['overview', 'commands', 'file-types', 'versions', 'machines', 'intake']) {
       await goTo(page, suite.site, `/${view}`);
-      const pictures = page.locator('.picture svg');
+      const pictures = page.locator('.picture');
       assert.ok((await pictures.count()) > 0);
       for (const picture of await pictures.all()) {
         assert.equal(await picture.getAttribute('role'), 'img');

@@ -17,13 +17,10 @@ function withoutStyleSheet(picture: Picture): Picture {
   return picture;
 }
 
-function draw(summary: string, options: Plot.PlotOptions): Picture {
+function draw(options: Plot.PlotOptions): Picture {
   const picture = withoutStyleSheet(Plot.plot({ ...frame, ...options }));
-  const svg = picture instanceof SVGSVGElement ? picture : picture.querySelector('svg');
-  // The parts of a picture have no role, so they may not have names either.
-  for (const part of picture.querySelectorAll('[aria-label]')) part.removeAttribute('aria-label');
-  svg?.setAttribute('role', 'img');
-  svg?.setAttribute('aria-label', summary);
+  // The place of the picture has its words; its parts have none that could be read.
+  picture.setAttribute('aria-hidden', 'true');
   return picture;
 }
 
@@ -66,7 +63,6 @@ export function periodBars(
   rows: PeriodPart[],
   parts: string[],
   periods: string[],
-  summary: string,
   availableWidth: number,
 ): Picture {
   const width = whole(availableWidth);
@@ -75,7 +71,7 @@ export function periodBars(
     rows: rows.filter((row) => row.period === period),
     value: rows.reduce((all, row) => all + (row.period === period ? row.value : 0), 0),
   }));
-  return draw(summary, {
+  return draw({
     width,
     height: 280,
     marginTop: 12,
@@ -178,7 +174,7 @@ function rowLabels(rows: { label: string }[], room: number, channels: Plot.TextO
 const placeOfRow = (_: unknown, place: number) => place;
 
 /** Bars from left to right with the label before and numbers after them, as in a table. */
-export function rankedBars(rows: RankedRow[], shape: RankedShape, summary: string, availableWidth: number): Picture {
+export function rankedBars(rows: RankedRow[], shape: RankedShape, availableWidth: number): Picture {
   const width = whole(availableWidth);
   const labelWidth = labelRoom(rows.map((row) => row.label), width, shape.labelShare ?? 0.36);
   const room = width - labelWidth - 60;
@@ -189,7 +185,7 @@ export function rankedBars(rows: RankedRow[], shape: RankedShape, summary: strin
   // Two rows may have the same label, and a band scale would draw them as one.
   const places = rows.map((_, place) => place);
   const rightOf = (place: number) => (place + 1) * columnWidth;
-  return draw(summary, {
+  return draw({
     width,
     height: marginTop + rows.length * rowHeight + 6,
     marginTop,
@@ -232,7 +228,7 @@ export interface PairRow {
 }
 
 /** Two bars for each row, with their numbers at their ends. */
-export function pairedBars(rows: PairRow[], names: [string, string], summary: string, availableWidth: number): Picture {
+export function pairedBars(rows: PairRow[], names: [string, string], availableWidth: number): Picture {
   const width = whole(availableWidth);
   const labelWidth = labelRoom(rows.map((row) => row.label), width, 0.3);
   const bars = rows.flatMap((row, place) => [
@@ -240,7 +236,7 @@ export function pairedBars(rows: PairRow[], names: [string, string], summary: st
     { row: place, series: names[1], value: row.second },
   ]);
   const drawn = bars.filter((bar) => bar.value !== null);
-  return draw(summary, {
+  return draw({
     width,
     height: rows.length * 46 + 12,
     marginTop: 4,
@@ -276,10 +272,10 @@ export interface PlaceRow {
 }
 
 /** A dot for each row on a line of places. */
-export function placeDots(rows: PlaceRow[], axisLabel: string, summary: string, availableWidth: number): Picture {
+export function placeDots(rows: PlaceRow[], axisLabel: string, availableWidth: number): Picture {
   const width = whole(availableWidth);
   const labelWidth = labelRoom(rows.map((row) => row.label), width, 0.36);
-  return draw(summary, {
+  return draw({
     width,
     height: 46 + rows.length * 24,
     marginTop: 4,
@@ -325,7 +321,6 @@ export function versionLayers(
   points: LayerPoint[],
   versions: string[],
   periods: string[],
-  summary: string,
   availableWidth: number,
 ): Picture {
   const width = whole(availableWidth);
@@ -348,14 +343,14 @@ export function versionLayers(
   const base = { width, height: 300, marginTop: 12, marginLeft: 44, marginBottom: 40, color, y: { nice: true, domain: [0, highest] } };
   // An area needs two periods.
   if (periods.length < 2) {
-    return draw(summary, {
+    return draw({
       ...base,
       marginRight: 4,
       x: { type: 'band', domain: periods, padding: 0.6 },
       marks: [...countAxis(), Plot.barY(points, Plot.stackY({ order }, stack)), periodAxis(periods, width), tipOf],
     });
   }
-  return draw(summary, {
+  return draw({
     ...base,
     marginRight: 24,
     x: { type: 'point', domain: periods, padding: 0 },

@@ -23,10 +23,8 @@ export interface FigureModel<Row> {
   subtitle: string;
   rows: Row[];
   columns: Column<Row>[];
-  /** What a screen reader says in place of the picture; the title and subtitle if there is none. */
-  summary?: string;
   /** The picture of rows at a width. */
-  chart: (charts: typeof Charts, rows: Row[], width: number, summary: string) => Element;
+  chart: (charts: typeof Charts, rows: Row[], width: number) => Element;
   key?: (charts: typeof Charts) => KeyEntry[];
   /** What can be searched for; the text of the row that is searched in. */
   search?: { label: string; text: (row: Row) => string };
@@ -68,11 +66,10 @@ export function figure<Row>(model: FigureModel<Row>): HTMLElement {
   let isTable = false;
   let drawnWidth = 0;
 
-  const picture = element('div', { class: 'picture' });
+  const picture = element('div', { class: 'picture', role: 'img', 'aria-label': `${model.title}. ${model.subtitle}` });
   const keyPlace = element('div', { class: 'key-place' });
   const body = element('div', { class: 'figure-body' }, keyPlace, picture);
   const shortened = element('p', { class: 'figure-shortened' });
-  const summary = model.summary ?? `${model.title}. ${model.subtitle}`;
 
   function draw(): void {
     const width = body.clientWidth;
@@ -80,7 +77,7 @@ export function figure<Row>(model: FigureModel<Row>): HTMLElement {
     drawnWidth = width;
     void loadCharts().then((charts) => {
       if (isTable || drawnWidth !== width) return;
-      picture.replaceChildren(model.chart(charts, rows.slice(0, limit), width, summary));
+      picture.replaceChildren(model.chart(charts, rows.slice(0, limit), width));
       if (model.key && !keyPlace.hasChildNodes()) keyPlace.append(key(model.key(charts)));
     });
   }

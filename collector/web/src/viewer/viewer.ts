@@ -29,11 +29,10 @@ function commandsFigure(report: Report, level: Level): HTMLElement {
       { name: 'Uses', value: (row) => row.uses },
       { name: 'Place of first use', value: (row) => row.order },
     ],
-    chart: (charts, shown, width, summary) =>
+    chart: (charts, shown, width) =>
       charts.rankedBars(
         shown.map((row) => ({ label: row.name, value: row.uses, columns: [number(row.uses), number(row.order)] })),
         { columns: ['Uses', 'First used'] },
-        summary,
         width,
       ),
     ...(rows.length > listed ? { search: { label: 'Search commands', text: (row: { name: string }) => row.name } } : {}),
@@ -58,8 +57,8 @@ function fileTypesFigure(report: Report, level: Level): HTMLElement {
       { name: 'Opened', value: (row) => row.opened },
       { name: 'Saved', value: (row) => row.saved },
     ],
-    chart: (charts, shown, width, summary) =>
-      charts.pairedBars(shown.map((row) => ({ label: row.name, first: row.opened, second: row.saved })), ['opened', 'saved'], summary, width),
+    chart: (charts, shown, width) =>
+      charts.pairedBars(shown.map((row) => ({ label: row.name, first: row.opened, second: row.saved })), ['opened', 'saved'], width),
     key: (charts) => charts.partColors(2).map((color, place) => ({ color, text: place === 0 ? 'opened' : 'saved' })),
     limit: listed,
     empty: 'The report holds no file types.',

@@ -90,14 +90,13 @@ function rankingFigure(
       { name: 'Trend', value: difference, text: (row) => points(difference(row)) },
       { name: 'Median place', value: (row) => row.median_order },
     ],
-    chart: (charts, part, width, summary) =>
+    chart: (charts, part, width) =>
       charts.rankedBars(
         part.map((row) => {
           const columns = [number(row.uses), percent(row.share), points(difference(row))];
           return { label: row.command, value: measure === 'uses' ? row.uses : (row.share ?? 0), columns };
         }),
         { columns: ['Uses', 'Share', 'Trend'], labelShare: 0.3, ...(measure === 'share' ? { maximum: 1 } : {}) },
-        summary,
         width,
       ),
     search: { label: 'Search commands', text: (row) => row.command },
@@ -133,11 +132,10 @@ function orderFigure(rows: CommandRow[], context: Context): HTMLElement {
       { name: 'Share', value: (row) => row.share, text: (row) => percent(row.share) },
       { name: 'Installations', value: (row) => row.installations },
     ],
-    chart: (charts, part, width, summary) =>
+    chart: (charts, part, width) =>
       charts.placeDots(
         part.map((row) => ({ label: row.command, place: row.median_order ?? 0, detail: percent(row.share) })),
         'Median place of first use',
-        summary,
         width,
       ),
     limit: listed,

@@ -30,8 +30,8 @@ export const fileTypes: View = {
             { name: 'Saved', value: (row) => row.saved },
             { name: 'Installations', value: (row) => row.installations },
           ],
-          chart: (charts, rows, width, summary) =>
-            charts.pairedBars(rows.map((row) => ({ label: row.file_type, first: row.opened, second: row.saved })), names, summary, width),
+          chart: (charts, rows, width) =>
+            charts.pairedBars(rows.map((row) => ({ label: row.file_type, first: row.opened, second: row.saved })), names, width),
           key: (charts) => charts.partColors(2).map((color, place) => ({ color, text: names[place] ?? '' })),
           ...(answer.rows.length > 30 ? { search: { label: 'Search file types', text: (row: FileTypeRow) => row.file_type } } : {}),
           limit: 30,

@@ -42,11 +42,10 @@ export function intakeFigure(row: IntakeRow, context: Context, title: string, mo
       { name: 'Share', value: share, text: (outcome) => percent(share(outcome)) },
       { name: 'What it means', value: (outcome) => outcome.meaning },
     ],
-    chart: (charts, shown, width, summary) =>
+    chart: (charts, shown, width) =>
       charts.rankedBars(
         shown.map((outcome) => ({ label: outcome.name, value: outcome.count, columns: [percent(share(outcome)), number(outcome.count)] })),
         { columns: ['Share', 'Number'], labelShare: 0.36 },
-        summary,
         width,
       ),
     address: figureAddress('intake', context.filter),
@@ -68,11 +67,10 @@ function refusalsFigure(row: IntakeRow, context: Context): HTMLElement {
       { name: 'Deliveries', value: (entry) => entry.count },
       { name: 'What it means', value: (entry) => meaningOf(entry.code) },
     ],
-    chart: (charts, shown, width, summary) =>
+    chart: (charts, shown, width) =>
       charts.rankedBars(
         shown.map((entry) => ({ label: entry.code, value: entry.count, columns: [number(entry.count)] })),
         { columns: ['Number'], labelShare: 0.3 },
-        summary,
         width,
       ),
     address: figureAddress('intake', context.filter),
@@ -111,14 +109,13 @@ function periodsFigure(rows: PeriodIntake[], isCut: boolean): HTMLElement {
       { name: 'Repeated', value: (row) => row.repeated },
       { name: 'Refused', value: refusedOf },
     ],
-    chart: (charts, shown, width, summary) =>
+    chart: (charts, shown, width) =>
       charts.periodBars(
         shown.flatMap((row) =>
           [row.accepted - row.replaced, row.replaced, row.repeated, refusedOf(row)].map((value, place) => ({ period: row.period, part: parts[place] ?? '', value })),
         ),
         parts,
         shown.map((row) => row.period),
-        summary,
         width,
       ),
     key: (charts) => charts.partColors(parts.length).map((color, place) => ({ color, text: parts[place] ?? '' })),

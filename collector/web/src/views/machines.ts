@@ -53,11 +53,10 @@ export const machines: View = {
           { name: 'Installations', value: (row) => row.installations },
           { name: 'Share', value: share, text: (row) => percent(share(row)) },
         ],
-        chart: (charts, shown, width, summary) =>
+        chart: (charts, shown, width) =>
           charts.rankedBars(
             shown.map((row) => ({ label: label(row), value: row.installations, columns: [percent(share(row))] })),
             { columns: [''], labelShare: 0.55, ...(total ? { maximum: total } : {}) },
-            summary,
             width,
           ),
         limit: text.isOrdered ? 16 : 8,

@@ -61,7 +61,7 @@ function installationsFigure(answer: Figure<OverviewRow>, context: Context): HTM
       { name: 'New', value: (row) => row.new },
       { name: 'Reports', value: (row) => row.reports },
     ],
-    chart: (charts, shown, width, summary) => charts.periodBars(shown.flatMap(partsOf), parts, periods, summary, width),
+    chart: (charts, shown, width) => charts.periodBars(shown.flatMap(partsOf), parts, periods, width),
     key: (charts) => charts.partColors(parts.length).map((color, place) => ({ color, text: parts[place] ?? '' })),
     address: figureAddress('overview', context.filter),
     withheld: { rows: answer.withheld.rows, threshold: answer.threshold, what: 'the numbers of these periods rest' },
@@ -83,11 +83,10 @@ function versionsInUse(answer: Figure<VersionRow>, context: Context): HTMLElemen
       { name: 'Installations', value: (row) => row.installations },
       { name: 'Share', value: (row) => row.share, text: (row) => percent(row.share) },
     ],
-    chart: (charts, shown, width, summary) =>
+    chart: (charts, shown, width) =>
       charts.rankedBars(
         shown.map((row) => ({ label: row.version, value: row.installations, columns: [percent(row.share), number(row.installations)] })),
         { columns: ['Share', 'Number'], labelShare: 0.24 },
-        summary,
         width,
       ),
     address: figureAddress('versions', context.filter),

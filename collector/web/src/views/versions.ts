@@ -47,7 +47,7 @@ export const versions: View = {
           { name: 'Version', value: (row) => nameOf(row.version) },
           { name: 'Installations', value: (row) => row.installations },
         ],
-        chart: (charts, _, width, summary) => charts.versionLayers(adoption.points, adoption.versions, periods, summary, width),
+        chart: (charts, _, width) => charts.versionLayers(adoption.points, adoption.versions, periods, width),
         key: (charts) => charts.versionColors(adoption.versions).map((color, place) => ({ color, text: nameOf(adoption.versions[place]) })),
         address: figureAddress('versions', filter),
         withheld: { rows: answer.withheld.rows, threshold: answer.threshold, what: 'of all applications together, their numbers rest' },
