@@ -338,7 +338,8 @@ export function versionLayers(
       [periodRange(total.period), ...total.points.map((point) => `${number(point.installations)} with ${point.version}`)].join('\n'),
   });
   const color = { domain: versions, range: versionColors(versions) };
-  const peaks = peaksOf(points, highest);
+  const step = width / Math.max(1, periods.length - 1);
+  const peaks = peaksOf(points.filter((point) => textWidth(point.version) < 1.5 * step), highest);
   const stack = { x: 'period', y: 'installations', z: 'version', fill: 'version', stroke: surface, strokeWidth: 1 };
   const base = { width, height: 300, marginTop: 12, marginLeft: 44, marginBottom: 40, color, y: { nice: true, domain: [0, highest] } };
   // An area needs two periods.

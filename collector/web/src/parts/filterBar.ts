@@ -66,11 +66,11 @@ export function filterBar(
     const now = today();
     const starts = [...periods].reverse().map((period) => ({ value: period, text: day(period) }));
     const ends = [...periods].reverse().map((period) => ({ value: lastDayOf(period), text: isRunning(period, now) ? `${shortDay(lastDayOf(period))} (running)` : day(lastDayOf(period)) }));
-    add(selectField('From', [{ value: '', text: periods[0] ? `First (${day(periods[0])})` : 'First period' }, ...withCurrent(starts, from)], from), 'from', (value) => ({
+    add(selectField('From', [{ value: '', text: periods[0] ? `${day(periods[0])} (first)` : 'First period' }, ...withCurrent(starts, from)], from), 'from', (value) => ({
       from: value,
       to: value && to && to < value ? '' : to,
     }));
-    add(selectField('To', [{ value: '', text: lastPeriod ? `Last (${day(lastDayOf(lastPeriod))})` : 'Last period' }, ...withCurrent(ends, to)], to), 'to', (value) => ({
+    add(selectField('To', [{ value: '', text: lastPeriod ? `${day(lastDayOf(lastPeriod))} (last)` : 'Last period' }, ...withCurrent(ends, to)], to), 'to', (value) => ({
       to: value,
       from: value && from && value < from ? '' : from,
     }));

@@ -78,7 +78,7 @@ function valueText(entry: Report['machine'][number]): string {
 function machineCard(report: Report, level: Level): HTMLElement {
   return element(
     'section',
-    { class: 'card' },
+    { class: 'card wide' },
     heading(level, 'Machine'),
     report.machine.length === 0
       ? element('p', { class: 'empty' }, 'Not described yet. The run that sends the report adds the description.')

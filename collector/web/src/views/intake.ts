@@ -20,8 +20,8 @@ function refusedOf(row: IntakeRow): number {
 
 function outcomesOf(row: IntakeRow): Outcome[] {
   return [
-    { name: 'Taken, a new report', meaning: 'A report that is kept and counted', count: row.accepted - row.replaced },
-    { name: 'Taken, replaces an earlier one', meaning: 'The same report, grown: it counts in place of the earlier one', count: row.replaced },
+    { name: 'New report', meaning: 'Taken: it is kept and counted', count: row.accepted - row.replaced },
+    { name: 'Replaces an earlier one', meaning: 'Taken: the same report, grown, counts in place of the earlier one', count: row.replaced },
     { name: 'Repeated', meaning: 'A delivery that was kept already; it changes nothing', count: row.repeated },
     { name: 'Refused', meaning: 'The sender keeps the report and tries again', count: refusedOf(row) },
   ];
