@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the build, the tests and the demo need and is missing: Debian packages, TinyXML's
-# source with Debian's patches, and nginx in a folder of the build. Says what it installs before it
-# does so; is quick and silent when nothing is missing.
+# source with Debian's patches, nginx in a folder of the build, and the packages of the pages. Says
+# what it installs before it does so; is quick and silent when nothing is missing.
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -13,7 +13,10 @@ packages=(
   libboost1.81-dev libcli11-dev libicu-dev libroaring-dev libsodium-dev libsqlitecpp-dev
   libssl-dev libzstd-dev nlohmann-json3-dev faketime systemd bsdextrautils
   codespell openssl git xvfb xdotool imagemagick fonts-wine librsvg2-bin locales tzdata
+  chromium fonts-dejavu-core fonts-droid-fallback
 )
+# A Node.js that is not Debian's brings npm along, and Debian's npm cannot be installed beside it.
+command -v npm >/dev/null || packages+=(nodejs npm)
 
 # TinyXML as Debian 12 has it. With another version, change these lines together.
 tinyxml_version=2.6.2-6+deb12u1
@@ -77,4 +80,11 @@ fetch_nginx() {
 if [ ! -x "$deps/nginx/usr/sbin/nginx" ]; then
   say 'Fetching nginx'
   quietly nginx fetch_nginx
+fi
+
+# What npm installed names itself in this file. Nothing of it runs when it is installed.
+pages="$repo/collector/web"
+if [ ! "$pages/node_modules/.package-lock.json" -nt "$pages/package-lock.json" ]; then
+  say 'Fetching the packages of the pages with npm'
+  (cd "$pages" && quietly npm-pages npm ci --ignore-scripts)
 fi
