@@ -1,6 +1,7 @@
 // The viewer as one file, opened from the disk without a server.
 
 import assert from 'node:assert/strict';
+import { readFile } from 'node:fs/promises';
 import path from 'node:path';
 import { afterEach, describe, it } from 'node:test';
 import { pathToFileURL } from 'node:url';
@@ -37,6 +38,18 @@ describe('The viewer', () => {
     await page.getByText('Example Designer 1.0.0.0').waitFor();
     await page.getByText('-1048576 (4 GiB)').waitFor();
     assert.deepEqual(requests.filter((request) => !request.includes('viewer.html')), []);
+  });
+
+  it('gives its tables as files', async () => {
+    const { page } = await open(reportText({ commands: '<cmd id="1" name="=Sum" count="5" />' }));
+    await page.getByRole('heading', { name: '=Sum most' }).waitFor();
+    const files: string[] = [];
+    for (const format of ['CSV', 'JSON']) {
+      const download = page.waitForEvent('download');
+      await page.getByRole('button', { name: new RegExp(`^${format}: 1 command`) }).click();
+      files.push(await readFile(await (await download).path(), 'utf8'));
+    }
+    assert.deepEqual(files, ["Command,Uses,Place of first use\r\n'=Sum,5,1\r\n", '[{"name":"=Sum","uses":5,"order":1}]\n']);
   });
 
   it('cannot send anything, because its policy does not let it', async () => {

@@ -1,9 +1,10 @@
 // A figure: a title that says what is seen, the chart, and the same numbers as a table and as files.
 
 import type * as Charts from '../charts/charts';
+import { csvOf } from '../data/csv';
 import type { FigureAddress } from '../data/figures';
 import { counted, number } from '../data/format';
-import { element, uniqueId, type Child } from '../dom';
+import { download, element, uniqueId, type Child } from '../dom';
 import { table, type Column } from './table';
 
 /** Adds the charts, which are a file of their own, when the first of them is drawn. */
@@ -30,6 +31,7 @@ export interface FigureModel<Row> {
   search?: { label: string; text: (row: Row) => string };
   /** The largest number of rows in the chart. */
   limit?: number;
+  /** Of the same rows at the server; without it the files are made here. */
   address?: FigureAddress;
   withheld?: { rows: number; threshold: number; what: string };
   notes?: string[];
@@ -57,6 +59,28 @@ function key(entries: KeyEntry[]): HTMLElement {
       return element('li', {}, swatch, entry.text);
     }),
   );
+}
+
+/** Links to the figure's files at the server, or buttons that make them of the rows. */
+function files<Row>({ title, address, columns, rows }: FigureModel<Row>): HTMLElement[] {
+  const shared = (format: string) => ({ class: 'button quiet', 'aria-label': `${format}: ${title}` });
+  if (address) {
+    return [
+      element('a', { ...shared('CSV'), href: address('csv'), download: true }, 'CSV'),
+      element('a', { ...shared('JSON'), href: address('json'), target: '_blank', rel: 'noopener' }, 'JSON'),
+    ];
+  }
+  const saveCsv = () => {
+    const values = rows.map((row) => columns.map((column) => column.value(row)));
+    download('figure.csv', csvOf(columns.map((column) => column.name), values), 'text/csv');
+  };
+  const saveJson = () => {
+    download('figure.json', `${JSON.stringify(rows)}\n`, 'application/json');
+  };
+  return [
+    element('button', { ...shared('CSV'), type: 'button', click: saveCsv }, 'CSV'),
+    element('button', { ...shared('JSON'), type: 'button', click: saveJson }, 'JSON'),
+  ];
 }
 
 export function figure<Row>(model: FigureModel<Row>): HTMLElement {
@@ -140,8 +164,7 @@ export function figure<Row>(model: FigureModel<Row>): HTMLElement {
       'div',
       { class: 'figure-tools' },
       toggle,
-      model.address && element('a', { class: 'button quiet', href: model.address('csv'), download: true, 'aria-label': `CSV: ${model.title}` }, 'CSV'),
-      model.address && element('a', { class: 'button quiet', href: model.address('json'), target: '_blank', rel: 'noopener', 'aria-label': `JSON: ${model.title}` }, 'JSON'),
+      ...files(model),
       model.more && element('span', { class: 'figure-more' }, model.more),
     ),
   );
