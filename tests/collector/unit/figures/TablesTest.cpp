@@ -62,8 +62,8 @@ TEST(OverviewTable, LeavesOutAFirstRowThatWouldTellTheNewOnesOfTheOthers) {
 
 TEST(OverviewTable, KeepsAFirstRowThatTellsNothing) {
   // Some of the first row came before the range, so its number does not tell that of the new ones.
-  const Table table = overview_table({{1, 9, {9}, {6}}, {2, 10, {10}, {2}}},
-                                     {.threshold = 5, .installations = 10});
+  const Table table =
+      overview_table({{1, 9, {9}, {6}}, {2, 10, {10}, {2}}}, {.threshold = 5, .installations = 10});
   EXPECT_EQ(rows_of(table), "2024-01-29,9,,9\n2024-02-26,10,,10\n");
 }
 
