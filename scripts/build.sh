@@ -17,5 +17,10 @@ esac
 
 cd "$repo"
 [ -e "$build/$file" ] || say "Building the $program (the first time, about $duration)"
-quietly "configure-$preset" cmake --preset "$preset"
+options=()
+if [ "$program" = collector ]; then
+  scripts/pages.sh
+  options=(-D PELTO_PAGES=ON)
+fi
+quietly "configure-$preset" cmake --preset "$preset" "${options[@]}"
 quietly "build-$preset" cmake --build --preset "$preset" --target "$target"

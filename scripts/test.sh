@@ -3,8 +3,8 @@
 # code is 0 only when nothing failed and every step could run.
 #
 #   scripts/test.sh            everything
-#   scripts/test.sh STEP...    some steps: format shell spelling docs native fuzz collector clang
-#                              tidy windows e2e together
+#   scripts/test.sh STEP...    some steps: format shell spelling docs pages native fuzz collector
+#                              clang tidy windows e2e together
 #   scripts/test.sh threads    a step that is not part of everything: the collector's storage and
 #                              server, and its end-to-end tests, under the thread sanitizer (about
 #                              10 minutes)
@@ -155,6 +155,14 @@ step_collector() {
     env PELTO_COLLECTOR="$build/collector-address/pelto-collector" tests/collector/e2e/run.py
 }
 
+step_pages() {
+  say "The collector's pages (about a minute)"
+  check build-pages scripts/pages.sh
+  check types npm --prefix collector/web run --silent check
+  check lint npm --prefix collector/web run --silent lint
+  check pages-unit npm --prefix collector/web run --silent test unit
+}
+
 step_threads() {
   say "The collector under the thread sanitizer (about 10 minutes)"
   check configure-collector-thread cmake --preset collector-thread
@@ -175,7 +183,7 @@ step_together() {
 
 started=$SECONDS
 steps=("$@")
-[ $# -gt 0 ] || steps=(format shell spelling docs native fuzz collector clang tidy windows e2e together)
+[ $# -gt 0 ] || steps=(format shell spelling docs pages native fuzz collector clang tidy windows e2e together)
 [ -z "$built" ] && [[ " ${steps[*]} " =~ \ (tidy|windows|e2e|together)\  ]] && build_windows
 for step in "${steps[@]}"; do
   if declare -F "step_$step" >/dev/null; then
