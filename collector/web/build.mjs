@@ -8,7 +8,9 @@ import * as esbuild from 'esbuild';
 
 const here = path.dirname(fileURLToPath(import.meta.url));
 const source = path.join(here, 'src');
-const out = path.resolve(process.argv[2] ?? process.env.PELTO_WEB_OUT ?? path.join(here, '../../build/web'));
+const out = path.resolve(
+  process.argv[2] ?? process.env.PELTO_WEB_OUT ?? path.join(here, '../../build/web'),
+);
 
 const common = {
   absWorkingDir: here,
@@ -37,7 +39,9 @@ async function buildAssets() {
   for (const [file, { entryPoint, inputs }] of Object.entries(result.metafile.outputs)) {
     const [input] = entryPoint ? [entryPoint] : Object.keys(inputs);
     if (input && sources.includes(path.relative('src', input))) {
-      paths[path.basename(input)] = path.relative(out, path.resolve(here, file)).replaceAll(path.sep, '/');
+      paths[path.basename(input)] = path
+        .relative(out, path.resolve(here, file))
+        .replaceAll(path.sep, '/');
     }
   }
   return paths;

@@ -20,7 +20,8 @@ if (!folders) throw new Error('node test.mjs [unit|browser] [PATTERN]');
 const files = [];
 for (const folder of folders) {
   for (const name of (await readdir(path.join(tests, folder))).sort()) {
-    if (name.endsWith('.test.ts') && name.includes(pattern)) files.push(path.join(tests, folder, name));
+    if (name.endsWith('.test.ts') && name.includes(pattern))
+      files.push(path.join(tests, folder, name));
   }
 }
 if (files.length === 0) throw new Error('no test has this name');
@@ -42,7 +43,9 @@ await esbuild.build({
   logLevel: 'warning',
 });
 
-const bundles = files.map((file) => path.join(out, path.relative(tests, file).replace(/\.ts$/, '.mjs')));
+const bundles = files.map((file) =>
+  path.join(out, path.relative(tests, file).replace(/\.ts$/, '.mjs')),
+);
 const run = spawnSync(process.execPath, ['--enable-source-maps', '--test', ...bundles], {
   stdio: 'inherit',
   env: { ...process.env, PELTO_REPO: root },

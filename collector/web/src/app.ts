@@ -23,7 +23,18 @@ import { shortestPassword, users } from './views/users';
 import { versions } from './views/versions';
 import type { View } from './views/view';
 
-const views: View[] = [overview, commands, fileTypes, versions, machines, intake, dataProtection, users, audit, apiDocs];
+const views: View[] = [
+  overview,
+  commands,
+  fileTypes,
+  versions,
+  machines,
+  intake,
+  dataProtection,
+  users,
+  audit,
+  apiDocs,
+];
 
 let session: Session | null = null;
 let hasAccounts = true;
@@ -71,26 +82,72 @@ function drawFrame(current: View | null): void {
       'ul',
       {},
       ...views.filter(isAllowed).map((view) =>
-        element('li', {}, element('a', { href: `${view.path}${query}`, 'aria-current': view === current ? 'page' : undefined }, view.title)),
+        element(
+          'li',
+          {},
+          element(
+            'a',
+            {
+              href: `${view.path}${query}`,
+              'aria-current': view === current ? 'page' : undefined,
+            },
+            view.title,
+          ),
+        ),
       ),
     ),
   );
-  navigation.querySelector('[aria-current]')?.scrollIntoView({ block: 'nearest', inline: 'center' });
+  navigation
+    .querySelector('[aria-current]')
+    ?.scrollIntoView({ block: 'nearest', inline: 'center' });
   account.replaceChildren(
     themeSwitch(),
-    element('button', { type: 'button', class: 'button quiet', title: 'Change your password', 'aria-label': `${session.user}: change your password`, click: changePassword }, session.user),
-    element('button', { type: 'button', class: 'button quiet', click: () => { void logOut(); } }, 'Log out'),
+    element(
+      'button',
+      {
+        type: 'button',
+        class: 'button quiet',
+        title: 'Change your password',
+        'aria-label': `${session.user}: change your password`,
+        click: changePassword,
+      },
+      session.user,
+    ),
+    element(
+      'button',
+      {
+        type: 'button',
+        class: 'button quiet',
+        click: () => {
+          void logOut();
+        },
+      },
+      'Log out',
+    ),
   );
 }
 
 function changePassword(): void {
   formDialog('Change your password', (close) => {
     const old = field('Password now', { type: 'password', autocomplete: 'current-password' });
-    const next = field('New password', { type: 'password', autocomplete: 'new-password', shortest: shortestPassword, hint: `At least ${shortestPassword} characters. Your other sessions end.` });
-    return form('Change the password', async () => {
-      await send('PUT', '/api/v1/session/password', { old: old.input.value, new: next.input.value });
-      close();
-    }, old.element, next.element);
+    const next = field('New password', {
+      type: 'password',
+      autocomplete: 'new-password',
+      shortest: shortestPassword,
+      hint: `At least ${shortestPassword} characters. Your other sessions end.`,
+    });
+    return form(
+      'Change the password',
+      async () => {
+        await send('PUT', '/api/v1/session/password', {
+          old: old.input.value,
+          new: next.input.value,
+        });
+        close();
+      },
+      old.element,
+      next.element,
+    );
   });
 }
 
@@ -100,7 +157,11 @@ async function logOut(): Promise<void> {
   } catch (error) {
     // A session that has ended already is what was asked for.
     if (!(error instanceof RequestError) || error.status !== 401) {
-      main.replaceChildren(failure(error, () => { void logOut(); }));
+      main.replaceChildren(
+        failure(error, () => {
+          void logOut();
+        }),
+      );
       return;
     }
   }
@@ -131,7 +192,9 @@ async function versionsOf(filter: Filter): Promise<string[]> {
   const known = knownVersions.get(filter.product);
   if (known) return known;
   const answer = await getFigure('versions', { ...noFilter, product: filter.product });
-  const found = [...new Set(answer.rows.map((row) => row.version))].filter((version) => version !== '').sort((a, b) => compareVersions(b, a));
+  const found = [...new Set(answer.rows.map((row) => row.version))]
+    .filter((version) => version !== '')
+    .sort((a, b) => compareVersions(b, a));
   knownVersions.set(filter.product, found);
   return found;
 }
@@ -149,7 +212,13 @@ function showLogIn(): void {
     wantedAddress = location.pathname + location.search;
     history.replaceState(null, '', '/login');
   }
-  showEntrance(logIn(hasAccounts, (entered) => { hasAccounts = true; void enter(entered).catch(showFailure); }), 'Log in');
+  showEntrance(
+    logIn(hasAccounts, (entered) => {
+      hasAccounts = true;
+      void enter(entered).catch(showFailure);
+    }),
+    'Log in',
+  );
 }
 
 function showFailure(error: unknown): void {
@@ -158,7 +227,11 @@ function showFailure(error: unknown): void {
     showLogIn();
     return;
   }
-  main.replaceChildren(failure(error, () => { void show(); }));
+  main.replaceChildren(
+    failure(error, () => {
+      void show();
+    }),
+  );
 }
 
 let setupToken = '';
@@ -170,7 +243,13 @@ async function show(): Promise<void> {
     setupToken ||= location.hash.slice(1);
     // The token is for one use, and the browser's history is kept for long.
     if (location.hash) history.replaceState(null, '', '/setup');
-    showEntrance(setUp(setupToken, (entered) => { setupToken = ''; void enter(entered).catch(showFailure); }), 'Set up');
+    showEntrance(
+      setUp(setupToken, (entered) => {
+        setupToken = '';
+        void enter(entered).catch(showFailure);
+      }),
+      'Set up',
+    );
     return;
   }
   if (!session) {
@@ -196,36 +275,59 @@ async function show(): Promise<void> {
   const content = element('div', { class: 'content', 'aria-busy': 'true' });
   const isSameView = main.dataset.view === view.path;
   main.dataset.view = view.path;
-  const head = element('div', { class: 'page-head' }, heading, element('p', { class: 'lead' }, view.lead));
+  const head = element(
+    'div',
+    { class: 'page-head' },
+    heading,
+    element('p', { class: 'lead' }, view.lead),
+  );
 
   const drawBar = (versions: string[]) => {
     if (!view.filters) return;
-    const focused = document.activeElement instanceof HTMLSelectElement ? document.activeElement.name : '';
+    const focused =
+      document.activeElement instanceof HTMLSelectElement ? document.activeElement.name : '';
     bar.replaceChildren(
-      filterBar(filter, products, versions, { product: true, ...view.filters }, (changed) => { go(`${view.path}${queryOf({ ...changed })}`); }),
+      filterBar(filter, products, versions, { product: true, ...view.filters }, (changed) => {
+        go(`${view.path}${queryOf({ ...changed })}`);
+      }),
     );
     if (focused) bar.querySelector<HTMLSelectElement>(`select[name="${focused}"]`)?.focus();
   };
-  const focusedFilter = document.activeElement instanceof HTMLSelectElement ? document.activeElement.name : '';
+  const focusedFilter =
+    document.activeElement instanceof HTMLSelectElement ? document.activeElement.name : '';
   main.replaceChildren(head, bar, content);
   drawBar(knownVersions.get(filter.product) ?? []);
-  if (isSameView && focusedFilter) bar.querySelector<HTMLSelectElement>(`select[name="${focusedFilter}"]`)?.focus();
+  if (isSameView && focusedFilter)
+    bar.querySelector<HTMLSelectElement>(`select[name="${focusedFilter}"]`)?.focus();
   else if (main.dataset.started) heading.focus({ preventScroll: true });
   if (!isSameView) window.scrollTo(0, 0);
   main.dataset.started = 'yes';
 
   // What is there at once needs no sign that it is being loaded.
-  const waiting = setTimeout(() => { if (page === shownPage) content.replaceChildren(loading()); }, 150);
+  const waiting = setTimeout(() => {
+    if (page === shownPage) content.replaceChildren(loading());
+  }, 150);
   try {
-    const versions = view.filters?.version && !knownVersions.has(filter.product) ? versionsOf(filter) : null;
+    const versions =
+      view.filters?.version && !knownVersions.has(filter.product) ? versionsOf(filter) : null;
     const context = { session, products, filter };
-    const [made] = await Promise.all([view.content(context), versions?.then((found) => { if (page === shownPage) drawBar(found); })]);
+    const [made] = await Promise.all([
+      view.content(context),
+      versions?.then((found) => {
+        if (page === shownPage) drawBar(found);
+      }),
+    ]);
     if (page !== shownPage) return;
     content.replaceChildren(...made);
   } catch (error) {
     if (page !== shownPage) return;
     if (error instanceof RequestError && error.status === 401) showFailure(error);
-    else content.replaceChildren(failure(error, () => { void show(); }));
+    else
+      content.replaceChildren(
+        failure(error, () => {
+          void show();
+        }),
+      );
   } finally {
     clearTimeout(waiting);
     content.removeAttribute('aria-busy');
@@ -234,24 +336,39 @@ async function show(): Promise<void> {
 
 function followLink(event: MouseEvent): void {
   const target = event.target instanceof Element ? event.target.closest('a') : null;
-  const isPlain = event.button === 0 && !event.ctrlKey && !event.metaKey && !event.shiftKey && !event.altKey;
-  if (!target || !isPlain || event.defaultPrevented || target.hasAttribute('download') || target.target) return;
+  const isPlain =
+    event.button === 0 && !event.ctrlKey && !event.metaKey && !event.shiftKey && !event.altKey;
+  if (
+    !target ||
+    !isPlain ||
+    event.defaultPrevented ||
+    target.hasAttribute('download') ||
+    target.target
+  )
+    return;
   const address = new URL(target.href, location.href);
-  if (address.origin !== location.origin || address.pathname.startsWith('/api/') || address.hash) return;
+  if (address.origin !== location.origin || address.pathname.startsWith('/api/') || address.hash)
+    return;
   event.preventDefault();
   go(address.pathname + address.search);
 }
 
 async function start(): Promise<void> {
   document.addEventListener('click', followLink);
-  window.addEventListener('popstate', () => { go('', false); });
+  window.addEventListener('popstate', () => {
+    go('', false);
+  });
   void loadCharts();
   try {
     session = await get<Session>('/api/v1/session');
     await loadProducts();
   } catch (error) {
     if (!(error instanceof RequestError) || error.status !== 401) {
-      main.replaceChildren(failure(error, () => { location.reload(); }));
+      main.replaceChildren(
+        failure(error, () => {
+          location.reload();
+        }),
+      );
       return;
     }
     hasAccounts = error.problem.setup !== true;

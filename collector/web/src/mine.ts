@@ -33,15 +33,27 @@ function keptCard(kept: Kept, installation: string): HTMLElement {
       'section',
       { class: 'card', tabindex: -1 },
       element('h3', {}, 'Nothing is kept under this identifier'),
-      element('p', {}, 'Either nothing was ever sent, or it was erased, or the identifier has a typing mistake. Copy it from the file to be sure.'),
+      element(
+        'p',
+        {},
+        'Either nothing was ever sent, or it was erased, or the identifier has a typing mistake. Copy it from the file to be sure.',
+      ),
     );
   }
   const erase = form('Erase all of it…', async () => {
     const isSure = await confirm(
       'Erase for good?',
       'Erase',
-      element('p', {}, 'Everything that is kept under this identifier is erased. This cannot be undone.'),
-      element('p', {}, 'If you still take part, the application sends reports again. To stop that, say no in its dialog.'),
+      element(
+        'p',
+        {},
+        'Everything that is kept under this identifier is erased. This cannot be undone.',
+      ),
+      element(
+        'p',
+        {},
+        'If you still take part, the application sends reports again. To stop that, say no in its dialog.',
+      ),
     );
     if (!isSure) return;
     const receipt = await ask<Receipt>('/mine/erase', installation);
@@ -54,7 +66,11 @@ function keptCard(kept: Kept, installation: string): HTMLElement {
   return element(
     'section',
     { class: 'card', tabindex: -1 },
-    element('h3', {}, `${counted(kept.deliveries.length, 'report')} ${kept.deliveries.length === 1 ? 'is' : 'are'} kept${kept.has_email ? ', and an e-mail address' : ''}`),
+    element(
+      'h3',
+      {},
+      `${counted(kept.deliveries.length, 'report')} ${kept.deliveries.length === 1 ? 'is' : 'are'} kept${kept.has_email ? ', and an e-mail address' : ''}`,
+    ),
     table(
       {
         caption: 'Reports that are kept',
@@ -63,7 +79,11 @@ function keptCard(kept: Kept, installation: string): HTMLElement {
           { name: 'Product', value: (row) => row.product },
           { name: 'Version', value: (row) => row.version },
           { name: 'Commands', value: (row) => row.commands, text: (row) => number(row.commands) },
-          { name: 'File types', value: (row) => row.file_types, text: (row) => number(row.file_types) },
+          {
+            name: 'File types',
+            value: (row) => row.file_types,
+            text: (row) => number(row.file_types),
+          },
           { name: 'Raw report', value: (row) => (row.has_raw_report ? 'kept' : 'removed') },
         ],
         rows: kept.deliveries,
@@ -74,15 +94,22 @@ function keptCard(kept: Kept, installation: string): HTMLElement {
   );
 }
 
-const identifier = field('Identifier of your installation', { longest: 128, hint: 'In PeltoReport.ini, in the data folder of the application, the text after “ID=”' });
-const lookUp = form('Show what is kept', async () => {
-  const installation = identifier.input.value.trim();
-  const kept = await ask<Kept>('/mine/kept', installation);
-  if (!kept) return;
-  const card = keptCard(kept, installation);
-  result.replaceChildren(card);
-  card.focus();
-}, identifier.element);
+const identifier = field('Identifier of your installation', {
+  longest: 128,
+  hint: 'In PeltoReport.ini, in the data folder of the application, the text after “ID=”',
+});
+const lookUp = form(
+  'Show what is kept',
+  async () => {
+    const installation = identifier.input.value.trim();
+    const kept = await ask<Kept>('/mine/kept', installation);
+    if (!kept) return;
+    const card = keptCard(kept, installation);
+    result.replaceChildren(card);
+    card.focus();
+  },
+  identifier.element,
+);
 
 document.querySelector('#account')?.append(themeSwitch());
 document.querySelector('#kept')?.append(element('div', { class: 'card' }, lookUp), result);

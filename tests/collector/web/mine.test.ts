@@ -1,70 +1,85 @@
 // The page of those who take part.
 
-import assert from 'node:assert/strict';
-import { afterEach, describe, it } from 'node:test';
-import { collector } from './support/Collector';
-import { reportFile, reportText } from './support/Report';
-import { Suite } from './support/Suite';
+import assert from "node:assert/strict";
+import { afterEach, describe, it } from "node:test";
+import { collector } from "./support/Collector";
+import { reportFile, reportText } from "./support/Report";
+import { Suite } from "./support/Suite";
 
-async function someInstallation(data: string): Promise<{ installation: string; deliveries: number }> {
-  const lines = (await collector('export', '--data', data)).split('\n').filter((line) => line !== '');
-  const installations = lines.map((line) => (JSON.parse(line) as { installation: string }).installation);
-  const [installation = ''] = installations;
-  return { installation, deliveries: installations.filter((entry) => entry === installation).length };
+async function someInstallation(
+  data: string,
+): Promise<{ installation: string; deliveries: number }> {
+  const lines = (await collector("export", "--data", data))
+    .split("\n")
+    .filter((line) => line !== "");
+  const installations = lines.map(
+    (line) => (JSON.parse(line) as { installation: string }).installation,
+  );
+  const [installation = ""] = installations;
+  return {
+    installation,
+    deliveries: installations.filter((entry) => entry === installation).length,
+  };
 }
 
-describe('The page of those who take part', () => {
+describe("The page of those who take part", () => {
   const suite = new Suite();
   afterEach(() => suite.closePages());
 
-  it('shows what is kept, erases it when that is confirmed, and gives the receipt', async () => {
+  it("shows what is kept, erases it when that is confirmed, and gives the receipt", async () => {
     const { installation, deliveries } = await someInstallation(suite.site.data);
     const { page } = await suite.open();
     await page.goto(`${suite.site.intake}/mine`);
-    await page.getByRole('textbox').fill(`  ${installation} `);
-    await page.getByRole('button', { name: 'Show what is kept' }).click();
-    await page.getByRole('heading', { name: /reports? (is|are) kept/ }).waitFor();
-    assert.equal(await page.locator('tbody tr').count(), deliveries);
+    await page.getByRole("textbox").fill(`  ${installation} `);
+    await page.getByRole("button", { name: "Show what is kept" }).click();
+    await page.getByRole("heading", { name: /reports? (is|are) kept/ }).waitFor();
+    assert.equal(await page.locator("tbody tr").count(), deliveries);
 
-    await page.getByRole('button', { name: 'Erase all of it…' }).click();
-    await page.getByRole('dialog').getByRole('button', { name: 'Cancel' }).click();
-    assert.notEqual(await collector('export', '--data', suite.site.data, '--installation', installation), '');
-    await page.getByRole('button', { name: 'Erase all of it…' }).click();
-    await page.getByRole('dialog').getByRole('button', { name: 'Erase' }).click();
-    await page.getByRole('heading', { name: 'Erased' }).waitFor();
-    assert.equal(await collector('export', '--data', suite.site.data, '--installation', installation), '');
-    const download = page.waitForEvent('download');
-    await page.getByRole('button', { name: 'Download the receipt' }).click();
-    await collector('erase', '--data', suite.site.data, '--verify', await (await download).path());
+    await page.getByRole("button", { name: "Erase all of it…" }).click();
+    await page.getByRole("dialog").getByRole("button", { name: "Cancel" }).click();
+    assert.notEqual(
+      await collector("export", "--data", suite.site.data, "--installation", installation),
+      "",
+    );
+    await page.getByRole("button", { name: "Erase all of it…" }).click();
+    await page.getByRole("dialog").getByRole("button", { name: "Erase" }).click();
+    await page.getByRole("heading", { name: "Erased" }).waitFor();
+    assert.equal(
+      await collector("export", "--data", suite.site.data, "--installation", installation),
+      "",
+    );
+    const download = page.waitForEvent("download");
+    await page.getByRole("button", { name: "Download the receipt" }).click();
+    await collector("erase", "--data", suite.site.data, "--verify", await (await download).path());
   });
 
-  it('says the same of unknown identifiers as of empty ones', async () => {
+  it("says the same of unknown identifiers as of empty ones", async () => {
     const { page } = await suite.open();
     await page.goto(`${suite.site.intake}/mine`);
-    await page.getByRole('textbox').fill('no such installation');
-    await page.getByRole('button', { name: 'Show what is kept' }).click();
-    await page.getByRole('heading', { name: 'Nothing is kept under this identifier' }).waitFor();
+    await page.getByRole("textbox").fill("no such installation");
+    await page.getByRole("button", { name: "Show what is kept" }).click();
+    await page.getByRole("heading", { name: "Nothing is kept under this identifier" }).waitFor();
   });
 
-  it('opens a report and sends nothing of it', async () => {
+  it("opens a report and sends nothing of it", async () => {
     const { page, requests } = await suite.open();
     await page.goto(`${suite.site.intake}/mine`);
     const before = requests.length;
-    await page.setInputFiles('input[type=file]', reportFile(reportText()));
-    await page.getByRole('heading', { name: 'Line most' }).waitFor();
-    await page.locator('.picture svg').first().waitFor();
+    await page.setInputFiles("input[type=file]", reportFile(reportText()));
+    await page.getByRole("heading", { name: "Line most" }).waitFor();
+    await page.locator(".picture svg").first().waitFor();
     assert.deepEqual(requests.slice(before), []);
   });
 
-  it('asks for a minute after too many requests', async () => {
+  it("asks for a minute after too many requests", async () => {
     const { page } = await suite.open();
     await page.goto(`${suite.site.intake}/mine`);
     for (let count = 0; count < 25; ++count) {
-      const answered = page.waitForResponse('**/mine/kept');
-      await page.getByRole('textbox').fill(`nobody ${count}`);
-      await page.getByRole('button', { name: 'Show what is kept' }).click();
+      const answered = page.waitForResponse("**/mine/kept");
+      await page.getByRole("textbox").fill(`nobody ${count}`);
+      await page.getByRole("button", { name: "Show what is kept" }).click();
       if ((await answered).status() === 429) break;
     }
-    await page.getByText('Too many requests from your address. Please wait a minute.').waitFor();
+    await page.getByText("Too many requests from your address. Please wait a minute.").waitFor();
   });
 });

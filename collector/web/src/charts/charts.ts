@@ -4,7 +4,18 @@
 import * as Plot from '@observablehq/plot';
 import { compact, number, periodRange, shortDay } from '../data/format';
 import { otherVersions } from '../data/versions';
-import { firstColor, fontSize, frame, gridColor, ink, mutedInk, restColor, seriesColors, surface, whole } from './theme';
+import {
+  firstColor,
+  fontSize,
+  frame,
+  gridColor,
+  ink,
+  mutedInk,
+  restColor,
+  seriesColors,
+  surface,
+  whole,
+} from './theme';
 
 type Picture = SVGSVGElement | HTMLElement;
 
@@ -42,13 +53,25 @@ function periodAxis(periods: string[], width: number): Plot.Markish {
       return [period, isNewYear ? `${shortDay(period)}\n${year}` : shortDay(period)];
     }),
   );
-  return Plot.axisX(labels, { tickSize: 0, tickPadding: 8, label: null, color: mutedInk, tickFormat: (period: string) => texts.get(period) ?? '' });
+  return Plot.axisX(labels, {
+    tickSize: 0,
+    tickPadding: 8,
+    label: null,
+    color: mutedInk,
+    tickFormat: (period: string) => texts.get(period) ?? '',
+  });
 }
 
 function countAxis(): Plot.Markish[] {
   return [
     Plot.gridY({ stroke: gridColor, strokeOpacity: 1, ticks: 4 }),
-    Plot.axisY({ ticks: 4, tickSize: 0, tickFormat: (value: number) => (Number.isInteger(value) ? compact(value) : ''), label: null, color: mutedInk }),
+    Plot.axisY({
+      ticks: 4,
+      tickSize: 0,
+      tickFormat: (value: number) => (Number.isInteger(value) ? compact(value) : ''),
+      label: null,
+      color: mutedInk,
+    }),
   ];
 }
 
@@ -83,14 +106,23 @@ export function periodBars(
     color: { domain: parts, range: partColors(parts.length) },
     marks: [
       ...countAxis(),
-      Plot.barY(rows, Plot.stackY({ order: parts }, { x: 'period', y: 'value', fill: 'part', stroke: surface, strokeWidth: 0.75 })),
+      Plot.barY(
+        rows,
+        Plot.stackY(
+          { order: parts },
+          { x: 'period', y: 'value', fill: 'part', stroke: surface, strokeWidth: 0.75 },
+        ),
+      ),
       Plot.ruleY([0], { stroke: ink, strokeOpacity: 0.5 }),
       periodAxis(periods, width - 48),
       tip(totals, {
         x: 'period',
         y: 'value',
         title: (total: (typeof totals)[number]) =>
-          [periodRange(total.period), ...[...total.rows].reverse().map((row) => `${number(row.value)} ${row.part}`)].join('\n'),
+          [
+            periodRange(total.period),
+            ...[...total.rows].reverse().map((row) => `${number(row.value)} ${row.part}`),
+          ].join('\n'),
       }),
     ],
   });
@@ -102,7 +134,17 @@ export function partColors(count: number): string[] {
 }
 
 function tip(rows: Plot.Data, options: Plot.TipOptions): Plot.Markish {
-  return Plot.tip(rows, Plot.pointerX({ ...options, fill: surface, stroke: gridColor, textPadding: 10, lineHeight: 1.35, fontSize }));
+  return Plot.tip(
+    rows,
+    Plot.pointerX({
+      ...options,
+      fill: surface,
+      stroke: gridColor,
+      textPadding: 10,
+      lineHeight: 1.35,
+      fontSize,
+    }),
+  );
 }
 
 export interface RankedRow {
@@ -159,7 +201,11 @@ function labelRoom(labels: string[], width: number, share: number): number {
 }
 
 /** The labels of rows, shortened to their room. */
-function rowLabels(rows: { label: string }[], room: number, channels: Plot.TextOptions): Plot.Markish {
+function rowLabels(
+  rows: { label: string }[],
+  room: number,
+  channels: Plot.TextOptions,
+): Plot.Markish {
   return Plot.text(rows, {
     ...channels,
     text: (row: { label: string }) => shortened(row.label, room - labelGap),
@@ -176,9 +222,16 @@ const placeOfRow = (_: unknown, place: number) => place;
 /** Bars from left to right with the label before and numbers after them, as in a table. */
 export function rankedBars(rows: RankedRow[], shape: RankedShape, availableWidth: number): Picture {
   const width = whole(availableWidth);
-  const labelWidth = labelRoom(rows.map((row) => row.label), width, shape.labelShare ?? 0.36);
+  const labelWidth = labelRoom(
+    rows.map((row) => row.label),
+    width,
+    shape.labelShare ?? 0.36,
+  );
   const room = width - labelWidth - 60;
-  const columns = shape.columns.slice(0, Math.max(1, Math.min(shape.columns.length, Math.floor(room / columnWidth))));
+  const columns = shape.columns.slice(
+    0,
+    Math.max(1, Math.min(shape.columns.length, Math.floor(room / columnWidth))),
+  );
   const marginRight = columns.length * columnWidth;
   const hasHead = columns.some((column) => column !== '');
   const marginTop = hasHead ? 26 : 4;
@@ -214,7 +267,13 @@ export function rankedBars(rows: RankedRow[], shape: RankedShape, availableWidth
           className: 'figures',
         }),
         hasHead
-          ? Plot.text([name], { frameAnchor: 'top-right', textAnchor: 'end', dx: rightOf(place), dy: -18, fill: mutedInk })
+          ? Plot.text([name], {
+              frameAnchor: 'top-right',
+              textAnchor: 'end',
+              dx: rightOf(place),
+              dy: -18,
+              fill: mutedInk,
+            })
           : null,
       ]),
     ],
@@ -228,9 +287,17 @@ export interface PairRow {
 }
 
 /** Two bars for each row, with their numbers at their ends. */
-export function pairedBars(rows: PairRow[], names: [string, string], availableWidth: number): Picture {
+export function pairedBars(
+  rows: PairRow[],
+  names: [string, string],
+  availableWidth: number,
+): Picture {
   const width = whole(availableWidth);
-  const labelWidth = labelRoom(rows.map((row) => row.label), width, 0.3);
+  const labelWidth = labelRoom(
+    rows.map((row) => row.label),
+    width,
+    0.3,
+  );
   const bars = rows.flatMap((row, place) => [
     { row: place, series: names[0], value: row.first },
     { row: place, series: names[1], value: row.second },
@@ -274,7 +341,11 @@ export interface PlaceRow {
 /** A dot for each row on a line of places. */
 export function placeDots(rows: PlaceRow[], axisLabel: string, availableWidth: number): Picture {
   const width = whole(availableWidth);
-  const labelWidth = labelRoom(rows.map((row) => row.label), width, 0.36);
+  const labelWidth = labelRoom(
+    rows.map((row) => row.label),
+    width,
+    0.36,
+  );
   return draw({
     width,
     height: 46 + rows.length * 24,
@@ -286,10 +357,33 @@ export function placeDots(rows: PlaceRow[], axisLabel: string, availableWidth: n
     y: { axis: null, type: 'band', domain: rows.map((_, place) => place) },
     marks: [
       Plot.gridX({ stroke: gridColor, strokeOpacity: 1, ticks: 5 }),
-      Plot.axisX({ ticks: 5, tickSize: 0, label: axisLabel, labelAnchor: 'center', labelArrow: 'none', color: mutedInk, tickFormat: (place: number) => number(place) }),
-      Plot.ruleY(rows, { y: placeOfRow, x1: 0, x2: 'place', stroke: firstColor, strokeOpacity: 0.35, strokeWidth: 2 }),
+      Plot.axisX({
+        ticks: 5,
+        tickSize: 0,
+        label: axisLabel,
+        labelAnchor: 'center',
+        labelArrow: 'none',
+        color: mutedInk,
+        tickFormat: (place: number) => number(place),
+      }),
+      Plot.ruleY(rows, {
+        y: placeOfRow,
+        x1: 0,
+        x2: 'place',
+        stroke: firstColor,
+        strokeOpacity: 0.35,
+        strokeWidth: 2,
+      }),
       Plot.dot(rows, { y: placeOfRow, x: 'place', fill: firstColor, r: 4.5 }),
-      Plot.text(rows, { y: placeOfRow, text: 'detail', frameAnchor: 'right', textAnchor: 'end', dx: columnWidth, fill: mutedInk, className: 'figures' }),
+      Plot.text(rows, {
+        y: placeOfRow,
+        text: 'detail',
+        frameAnchor: 'right',
+        textAnchor: 'end',
+        dx: columnWidth,
+        fill: mutedInk,
+        className: 'figures',
+      }),
       rowLabels(rows, labelWidth, { y: placeOfRow }),
     ],
   });
@@ -302,7 +396,9 @@ export interface LayerPoint {
 }
 
 export function versionColors(versions: string[]): string[] {
-  return versions.map((version, place) => (version === otherVersions ? restColor : (seriesColors[place] ?? restColor)));
+  return versions.map((version, place) =>
+    version === otherVersions ? restColor : (seriesColors[place] ?? restColor),
+  );
 }
 
 /** Where each layer is highest, if its name fits in there. The ends would cut the name off. */
@@ -311,7 +407,8 @@ function peaksOf(points: LayerPoint[], highest: number): Set<LayerPoint> {
   const peaks = new Map<string, LayerPoint>();
   for (const point of points) {
     const peak = peaks.get(point.version);
-    if (!ends.includes(point.period) && point.installations > (peak?.installations ?? 0)) peaks.set(point.version, point);
+    if (!ends.includes(point.period) && point.installations > (peak?.installations ?? 0))
+      peaks.set(point.version, point);
   }
   return new Set([...peaks.values()].filter((point) => point.installations > highest * 0.1));
 }
@@ -328,27 +425,56 @@ export function versionLayers(
   const totals = periods.map((period) => ({
     period,
     points: points.filter((point) => point.period === period && point.installations > 0),
-    value: points.reduce((all, point) => all + (point.period === period ? point.installations : 0), 0),
+    value: points.reduce(
+      (all, point) => all + (point.period === period ? point.installations : 0),
+      0,
+    ),
   }));
   const highest = Math.max(4, ...totals.map((total) => total.value));
   const tipOf = tip(totals, {
     x: 'period',
     y: 'value',
     title: (total: (typeof totals)[number]) =>
-      [periodRange(total.period), ...total.points.map((point) => `${number(point.installations)} with ${point.version}`)].join('\n'),
+      [
+        periodRange(total.period),
+        ...total.points.map((point) => `${number(point.installations)} with ${point.version}`),
+      ].join('\n'),
   });
   const color = { domain: versions, range: versionColors(versions) };
   const step = width / Math.max(1, periods.length - 1);
-  const peaks = peaksOf(points.filter((point) => textWidth(point.version) < 1.5 * step), highest);
-  const stack = { x: 'period', y: 'installations', z: 'version', fill: 'version', stroke: surface, strokeWidth: 1 };
-  const base = { width, height: 300, marginTop: 12, marginLeft: 44, marginBottom: 40, color, y: { nice: true, domain: [0, highest] } };
+  const peaks = peaksOf(
+    points.filter((point) => textWidth(point.version) < 1.5 * step),
+    highest,
+  );
+  const stack = {
+    x: 'period',
+    y: 'installations',
+    z: 'version',
+    fill: 'version',
+    stroke: surface,
+    strokeWidth: 1,
+  };
+  const base = {
+    width,
+    height: 300,
+    marginTop: 12,
+    marginLeft: 44,
+    marginBottom: 40,
+    color,
+    y: { nice: true, domain: [0, highest] },
+  };
   // An area needs two periods.
   if (periods.length < 2) {
     return draw({
       ...base,
       marginRight: 4,
       x: { type: 'band', domain: periods, padding: 0.6 },
-      marks: [...countAxis(), Plot.barY(points, Plot.stackY({ order }, stack)), periodAxis(periods, width), tipOf],
+      marks: [
+        ...countAxis(),
+        Plot.barY(points, Plot.stackY({ order }, stack)),
+        periodAxis(periods, width),
+        tipOf,
+      ],
     });
   }
   return draw({
@@ -362,11 +488,20 @@ export function versionLayers(
       periodAxis(periods, width - 68),
       Plot.text(
         points,
-        Plot.stackY({ order }, { x: 'period', y: 'installations', z: 'version', text: (point: LayerPoint) => (peaks.has(point) ? point.version : ''), fill: surface, fontWeight: 600 }),
+        Plot.stackY(
+          { order },
+          {
+            x: 'period',
+            y: 'installations',
+            z: 'version',
+            text: (point: LayerPoint) => (peaks.has(point) ? point.version : ''),
+            fill: surface,
+            fontWeight: 600,
+          },
+        ),
       ),
       Plot.ruleX(totals, Plot.pointerX({ x: 'period', stroke: ink, strokeOpacity: 0.4 })),
       tipOf,
     ],
   });
 }
-

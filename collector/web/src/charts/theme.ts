@@ -5,7 +5,10 @@ import type { PlotOptions } from '@observablehq/plot';
 
 export const firstColor = 'var(--series-1)';
 /** The colors of series, in the order in which they are given out. */
-export const seriesColors = [firstColor, ...[2, 3, 4, 5, 6, 7].map((place) => `var(--series-${place})`)];
+export const seriesColors = [
+  firstColor,
+  ...[2, 3, 4, 5, 6, 7].map((place) => `var(--series-${place})`),
+];
 export const restColor = 'var(--series-rest)';
 export const ink = 'var(--ink)';
 export const mutedInk = 'var(--ink-muted)';

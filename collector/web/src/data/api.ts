@@ -25,7 +25,9 @@ async function refusalOf(response: Response): Promise<RequestError> {
   } catch {
     // What is between browser and server may send pages of its own.
   }
-  const reason = [problem.detail, problem.title].find((text) => typeof text === 'string' && text !== '');
+  const reason = [problem.detail, problem.title].find(
+    (text) => typeof text === 'string' && text !== '',
+  );
   const retryAfter = Number.parseInt(response.headers.get('Retry-After') ?? '', 10);
   return new RequestError(
     response.status,

@@ -17,7 +17,12 @@ export function readFilter(query: string): Filter {
   const parameters = new URLSearchParams(query);
   const text = (name: string) => parameters.get(name) ?? '';
   const day = (name: string) => (isDay(text(name)) ? text(name) : '');
-  const filter = { product: text('product'), version: text('version'), from: day('from'), to: day('to') };
+  const filter = {
+    product: text('product'),
+    version: text('version'),
+    from: day('from'),
+    to: day('to'),
+  };
   if (filter.from && filter.to && filter.from > filter.to) return { ...filter, from: '', to: '' };
   return filter;
 }

@@ -14,7 +14,8 @@ export function lastWholePeriods(
   const last = ended.at(-1) ?? null;
   const before = ended.at(-2) ?? null;
   // A period that is withheld may be between them.
-  const areNeighbors = last && before && Date.parse(lastDayOf(before.period)) + 86_400_000 === Date.parse(last.period);
+  const areNeighbors =
+    last && before && Date.parse(lastDayOf(before.period)) + 86_400_000 === Date.parse(last.period);
   return { last, before: areNeighbors ? before : null };
 }
 
@@ -89,7 +90,9 @@ export function machineFinding(
 ): string {
   const first = rows[0];
   if (!first) return 'No value is shared by enough installations';
-  const part = installations ? percent(first.installations / installations) : number(first.installations);
+  const part = installations
+    ? percent(first.installations / installations)
+    : number(first.installations);
   return `${nameOf(first.value)} on ${part}`;
 }
 

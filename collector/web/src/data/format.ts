@@ -3,11 +3,22 @@
 import { lastDayOf } from './periods';
 
 const decimal = new Intl.NumberFormat('en-US');
-const compactDecimal = new Intl.NumberFormat('en-US', { notation: 'compact', maximumFractionDigits: 1 });
+const compactDecimal = new Intl.NumberFormat('en-US', {
+  notation: 'compact',
+  maximumFractionDigits: 1,
+});
 const percentage = new Intl.NumberFormat('en-US', { maximumFractionDigits: 1 });
 const days = new Intl.DateTimeFormat('en-US', { dateStyle: 'medium', timeZone: 'UTC' });
-const shortDays = new Intl.DateTimeFormat('en-US', { month: 'short', day: 'numeric', timeZone: 'UTC' });
-const times = new Intl.DateTimeFormat('en-US', { dateStyle: 'medium', timeStyle: 'short', timeZone: 'UTC' });
+const shortDays = new Intl.DateTimeFormat('en-US', {
+  month: 'short',
+  day: 'numeric',
+  timeZone: 'UTC',
+});
+const times = new Intl.DateTimeFormat('en-US', {
+  dateStyle: 'medium',
+  timeStyle: 'short',
+  timeZone: 'UTC',
+});
 
 const narrowSpace = '\u202F';
 /** In place of a number that is withheld or missing. */
@@ -26,7 +37,8 @@ export function compact(value: number): string {
 export function percent(fraction: number | null): string {
   if (fraction === null) return noValue;
   const value = fraction * 100;
-  const rounded = Math.abs(value) < 10 ? percentage.format(value) : decimal.format(Math.round(value));
+  const rounded =
+    Math.abs(value) < 10 ? percentage.format(value) : decimal.format(Math.round(value));
   return `${rounded}${narrowSpace}%`;
 }
 

@@ -14,7 +14,10 @@ export interface Adoption {
   /** One for each period and version, by period; zero where there is no row. */
   points: AdoptionPoint[];
   /** The shares in the last period, the largest first. */
-  latest: { period: string | null; shares: { version: string; installations: number; share: number }[] };
+  latest: {
+    period: string | null;
+    shares: { version: string; installations: number; share: number }[];
+  };
 }
 
 export const otherVersions = 'older and rare';
@@ -30,7 +33,8 @@ export function compareVersions(a: string, b: string): number {
  */
 export function adoptionOf(rows: VersionRow[], periods: string[], limit = 7): Adoption {
   const totals = new Map<string, number>();
-  for (const row of rows) totals.set(row.version, (totals.get(row.version) ?? 0) + row.installations);
+  for (const row of rows)
+    totals.set(row.version, (totals.get(row.version) ?? 0) + row.installations);
   const drawn = [...totals]
     .sort((a, b) => b[1] - a[1])
     .slice(0, limit)
@@ -46,10 +50,17 @@ export function adoptionOf(rows: VersionRow[], periods: string[], limit = 7): Ad
     counts.set(at, (counts.get(at) ?? 0) + row.installations);
   }
   const points = periods.flatMap((period) =>
-    versions.map((version) => ({ period, version, installations: counts.get(key(period, version)) ?? 0 })),
+    versions.map((version) => ({
+      period,
+      version,
+      installations: counts.get(key(period, version)) ?? 0,
+    })),
   );
 
-  const period = rows.reduce<string | null>((last, row) => (last === null || row.period > last ? row.period : last), null);
+  const period = rows.reduce<string | null>(
+    (last, row) => (last === null || row.period > last ? row.period : last),
+    null,
+  );
   const last = points.filter((point) => point.period === period && point.installations > 0);
   const total = last.reduce((all, point) => all + point.installations, 0);
   const shares = last

@@ -35,17 +35,25 @@ export function confirm(title: string, action: string, ...children: Child[]): Pr
 export function formDialog(title: string, make: (close: () => void) => HTMLElement): void {
   const titleId = uniqueId('dialog');
   const dialog = element('dialog', { 'aria-labelledby': titleId });
-  const close = () => { dialog.close(); };
+  const close = () => {
+    dialog.close();
+  };
   dialog.append(
     element(
       'div',
       { class: 'dialog-head' },
       element('h2', { id: titleId }, title),
-      element('button', { type: 'button', class: 'button quiet', 'aria-label': 'Close', click: close }, '✕'),
+      element(
+        'button',
+        { type: 'button', class: 'button quiet', 'aria-label': 'Close', click: close },
+        '✕',
+      ),
     ),
     make(close),
   );
-  dialog.addEventListener('close', () => { dialog.remove(); });
+  dialog.addEventListener('close', () => {
+    dialog.remove();
+  });
   document.body.append(dialog);
   dialog.showModal();
   dialog.querySelector('input')?.focus();

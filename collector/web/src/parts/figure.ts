@@ -43,7 +43,11 @@ export interface FigureModel<Row> {
 }
 
 /** Why rows are missing; null if none is. */
-export function withheldNote(withheld: { rows: number; threshold: number; what: string }): string | null {
+export function withheldNote(withheld: {
+  rows: number;
+  threshold: number;
+  what: string;
+}): string | null {
   if (withheld.rows === 0) return null;
   const rows = withheld.rows === 1 ? '1 row is' : `${number(withheld.rows)} rows are`;
   return `${rows} withheld: ${withheld.what} on fewer than ${number(withheld.threshold)} installations, or would let such a number be worked out.`;
@@ -63,16 +67,30 @@ function key(entries: KeyEntry[]): HTMLElement {
 
 /** Links to the figure's files at the server, or buttons that make them of the rows. */
 function files<Row>({ title, address, columns, rows }: FigureModel<Row>): HTMLElement[] {
-  const shared = (format: string) => ({ class: 'button quiet', 'aria-label': `${format}: ${title}` });
+  const shared = (format: string) => ({
+    class: 'button quiet',
+    'aria-label': `${format}: ${title}`,
+  });
   if (address) {
     return [
       element('a', { ...shared('CSV'), href: address('csv'), download: true }, 'CSV'),
-      element('a', { ...shared('JSON'), href: address('json'), target: '_blank', rel: 'noopener' }, 'JSON'),
+      element(
+        'a',
+        { ...shared('JSON'), href: address('json'), target: '_blank', rel: 'noopener' },
+        'JSON',
+      ),
     ];
   }
   const saveCsv = () => {
     const values = rows.map((row) => columns.map((column) => column.value(row)));
-    download('figure.csv', csvOf(columns.map((column) => column.name), values), 'text/csv');
+    download(
+      'figure.csv',
+      csvOf(
+        columns.map((column) => column.name),
+        values,
+      ),
+      'text/csv',
+    );
   };
   const saveJson = () => {
     download('figure.json', `${JSON.stringify(rows)}\n`, 'application/json');
@@ -90,7 +108,11 @@ export function figure<Row>(model: FigureModel<Row>): HTMLElement {
   let isTable = false;
   let drawnWidth = 0;
 
-  const picture = element('div', { class: 'picture', role: 'img', 'aria-label': `${model.title}. ${model.subtitle}` });
+  const picture = element('div', {
+    class: 'picture',
+    role: 'img',
+    'aria-label': `${model.title}. ${model.subtitle}`,
+  });
   const keyPlace = element('div', { class: 'key-place' });
   const body = element('div', { class: 'figure-body' }, keyPlace, picture);
   const shortened = element('p', { class: 'figure-shortened' });
@@ -112,21 +134,53 @@ export function figure<Row>(model: FigureModel<Row>): HTMLElement {
     shortened.hidden = isTable || isEmpty || left <= 0;
     shortened.replaceChildren(
       `The chart shows the first ${number(limit)} of ${number(rows.length)}. `,
-      element('button', { type: 'button', class: 'link', click: () => { setTable(true); } }, 'Show all as a table'),
+      element(
+        'button',
+        {
+          type: 'button',
+          class: 'link',
+          click: () => {
+            setTable(true);
+          },
+        },
+        'Show all as a table',
+      ),
     );
     if (isEmpty) {
-      body.replaceChildren(element('p', { class: 'empty' }, model.rows.length === 0 ? (model.empty ?? 'Nothing to show.') : 'Nothing has this name.'));
+      body.replaceChildren(
+        element(
+          'p',
+          { class: 'empty' },
+          model.rows.length === 0 ? (model.empty ?? 'Nothing to show.') : 'Nothing has this name.',
+        ),
+      );
       return;
     }
     if (isTable) {
-      body.replaceChildren(table({ caption: model.title, columns: model.columns, rows }, limit === Infinity ? undefined : limit));
+      body.replaceChildren(
+        table(
+          { caption: model.title, columns: model.columns, rows },
+          limit === Infinity ? undefined : limit,
+        ),
+      );
       return;
     }
     body.replaceChildren(keyPlace, picture);
     draw();
   }
 
-  const toggle = element('button', { type: 'button', class: 'button quiet', 'aria-pressed': 'false', click: () => { setTable(!isTable); } }, 'Table');
+  const toggle = element(
+    'button',
+    {
+      type: 'button',
+      class: 'button quiet',
+      'aria-pressed': 'false',
+      click: () => {
+        setTable(!isTable);
+      },
+    },
+    'Table',
+  );
 
   function setTable(isOn: boolean): void {
     isTable = isOn;
@@ -138,7 +192,13 @@ export function figure<Row>(model: FigureModel<Row>): HTMLElement {
   let search: HTMLElement | null = null;
   if (model.search && model.rows.length > 0) {
     const { label, text } = model.search;
-    const field = element('input', { type: 'search', placeholder: label, 'aria-label': label, autocomplete: 'off', spellcheck: 'false' });
+    const field = element('input', {
+      type: 'search',
+      placeholder: label,
+      'aria-label': label,
+      autocomplete: 'off',
+      spellcheck: 'false',
+    });
     const found = element('span', { class: 'visually-hidden', role: 'status' });
     field.addEventListener('input', () => {
       const part = field.value.trim().toLowerCase();
@@ -149,7 +209,11 @@ export function figure<Row>(model: FigureModel<Row>): HTMLElement {
     search = element('div', { class: 'search' }, field, found);
   }
 
-  const heading = element(model.level === 3 ? 'h3' : 'h2', { id: titleId, class: 'figure-title' }, model.title);
+  const heading = element(
+    model.level === 3 ? 'h3' : 'h2',
+    { id: titleId, class: 'figure-title' },
+    model.title,
+  );
   const note = model.withheld ? withheldNote(model.withheld) : null;
   const made = element(
     'figure',

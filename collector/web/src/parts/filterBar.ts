@@ -45,19 +45,41 @@ export function filterBar(
   const lastPeriod = periods.at(-1);
   const fields: HTMLElement[] = [];
 
-  const add = (field: SelectField, name: keyof Filter, changes: (value: string) => Partial<Filter>) => {
+  const add = (
+    field: SelectField,
+    name: keyof Filter,
+    changes: (value: string) => Partial<Filter>,
+  ) => {
     field.select.name = name;
-    field.select.addEventListener('change', () => { change({ ...filter, ...changes(field.select.value) }); });
+    field.select.addEventListener('change', () => {
+      change({ ...filter, ...changes(field.select.value) });
+    });
     fields.push(field.element);
   };
 
   if (parts.product && products.length > 1) {
     // Another product has other versions and periods.
-    add(selectField('Product', products.map(({ name }) => ({ value: name, text: name })), filter.product || (product?.name ?? '')), 'product', (value) => ({ ...noFilter, product: value }));
+    add(
+      selectField(
+        'Product',
+        products.map(({ name }) => ({ value: name, text: name })),
+        filter.product || (product?.name ?? ''),
+      ),
+      'product',
+      (value) => ({ ...noFilter, product: value }),
+    );
   }
   if (parts.version) {
-    const choices = [{ value: '', text: 'All versions' }, ...withCurrent(versions.map((version) => ({ value: version, text: version })), filter.version)];
-    add(selectField('Version', choices, filter.version), 'version', (value) => ({ version: value }));
+    const choices = [
+      { value: '', text: 'All versions' },
+      ...withCurrent(
+        versions.map((version) => ({ value: version, text: version })),
+        filter.version,
+      ),
+    ];
+    add(selectField('Version', choices, filter.version), 'version', (value) => ({
+      version: value,
+    }));
   }
   if (parts.periods) {
     const from = periodOf(filter.from) ?? '';
@@ -65,22 +87,63 @@ export function filterBar(
     const to = last ? lastDayOf(last) : '';
     const now = today();
     const starts = [...periods].reverse().map((period) => ({ value: period, text: day(period) }));
-    const ends = [...periods].reverse().map((period) => ({ value: lastDayOf(period), text: isRunning(period, now) ? `${shortDay(lastDayOf(period))} (running)` : day(lastDayOf(period)) }));
-    add(selectField('From', [{ value: '', text: periods[0] ? `${day(periods[0])} (first)` : 'First period' }, ...withCurrent(starts, from)], from), 'from', (value) => ({
-      from: value,
-      to: value && to && to < value ? '' : to,
+    const ends = [...periods].reverse().map((period) => ({
+      value: lastDayOf(period),
+      text: isRunning(period, now)
+        ? `${shortDay(lastDayOf(period))} (running)`
+        : day(lastDayOf(period)),
     }));
-    add(selectField('To', [{ value: '', text: lastPeriod ? `${day(lastDayOf(lastPeriod))} (last)` : 'Last period' }, ...withCurrent(ends, to)], to), 'to', (value) => ({
-      to: value,
-      from: value && from && value < from ? '' : from,
-    }));
+    add(
+      selectField(
+        'From',
+        [
+          { value: '', text: periods[0] ? `${day(periods[0])} (first)` : 'First period' },
+          ...withCurrent(starts, from),
+        ],
+        from,
+      ),
+      'from',
+      (value) => ({
+        from: value,
+        to: value && to && to < value ? '' : to,
+      }),
+    );
+    add(
+      selectField(
+        'To',
+        [
+          { value: '', text: lastPeriod ? `${day(lastDayOf(lastPeriod))} (last)` : 'Last period' },
+          ...withCurrent(ends, to),
+        ],
+        to,
+      ),
+      'to',
+      (value) => ({
+        to: value,
+        from: value && from && value < from ? '' : from,
+      }),
+    );
   }
   const isFiltered = filter.version !== '' || filter.from !== '' || filter.to !== '';
   return element(
     'div',
     { class: 'filter' },
-    element('div', { class: 'filter-fields', role: 'group', 'aria-label': 'Filter' }, ...fields,
-      element('button', { type: 'button', class: 'button quiet', hidden: !isFiltered, click: () => { change({ ...noFilter, product: filter.product }); } }, 'Reset'),
+    element(
+      'div',
+      { class: 'filter-fields', role: 'group', 'aria-label': 'Filter' },
+      ...fields,
+      element(
+        'button',
+        {
+          type: 'button',
+          class: 'button quiet',
+          hidden: !isFiltered,
+          click: () => {
+            change({ ...noFilter, product: filter.product });
+          },
+        },
+        'Reset',
+      ),
     ),
     element('p', { class: 'filter-print' }, describeFilter(filter, products)),
   );

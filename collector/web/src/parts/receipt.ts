@@ -13,7 +13,11 @@ function isNothing(receipt: Receipt): boolean {
 export function receiptCard(receipt: Receipt): HTMLElement {
   const { installations, deliveries, contacts } = receipt.erased;
   const save = () => {
-    download(`erasure-${receipt.at.slice(0, 10)}.json`, `${JSON.stringify(receipt)}\n`, 'application/json');
+    download(
+      `erasure-${receipt.at.slice(0, 10)}.json`,
+      `${JSON.stringify(receipt)}\n`,
+      'application/json',
+    );
   };
   return element(
     'section',
@@ -36,7 +40,15 @@ export function receiptCard(receipt: Receipt): HTMLElement {
       element('dt', {}, 'Signature'),
       element('dd', { class: 'code' }, receipt.signature),
     ),
-    element('p', { class: 'hint' }, 'The subject is a keyed hash of what was erased, and the signature is the server’s: the receipt proves the erasure without naming anybody.'),
-    element('p', {}, element('button', { type: 'button', class: 'button', click: save }, 'Download the receipt')),
+    element(
+      'p',
+      { class: 'hint' },
+      'The subject is a keyed hash of what was erased, and the signature is the server’s: the receipt proves the erasure without naming anybody.',
+    ),
+    element(
+      'p',
+      {},
+      element('button', { type: 'button', class: 'button', click: save }, 'Download the receipt'),
+    ),
   );
 }

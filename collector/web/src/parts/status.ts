@@ -15,7 +15,9 @@ export function loading(): HTMLElement {
 }
 
 export function messageOf(error: unknown): string {
-  return error instanceof RequestError ? error.message : 'The page cannot show this. Please reload it.';
+  return error instanceof RequestError
+    ? error.message
+    : 'The page cannot show this. Please reload it.';
 }
 
 export function failure(error: unknown, retry: () => void): HTMLElement {
@@ -24,7 +26,11 @@ export function failure(error: unknown, retry: () => void): HTMLElement {
     { class: 'card notice bad', role: 'alert' },
     element('h2', {}, 'This cannot be shown'),
     element('p', {}, messageOf(error)),
-    element('p', {}, element('button', { type: 'button', class: 'button', click: retry }, 'Try again')),
+    element(
+      'p',
+      {},
+      element('button', { type: 'button', class: 'button', click: retry }, 'Try again'),
+    ),
   );
 }
 
@@ -33,17 +39,35 @@ export function empty(title: string, ...children: Child[]): HTMLElement {
 }
 
 /** In place of figures without rows. */
-export function nothingYet(answer: { withheld: { rows: number }; threshold: number; version: string | null }): HTMLElement {
+export function nothingYet(answer: {
+  withheld: { rows: number };
+  threshold: number;
+  version: string | null;
+}): HTMLElement {
   if (answer.withheld.rows > 0) {
     return empty(
       'Too few installations to show',
-      element('p', {}, `Reports are there, but each number would rest on fewer than ${number(answer.threshold)} installations. It is shown as soon as more of them report.`),
+      element(
+        'p',
+        {},
+        `Reports are there, but each number would rest on fewer than ${number(answer.threshold)} installations. It is shown as soon as more of them report.`,
+      ),
     );
   }
   return empty(
-    answer.version === null ? 'No reports in this range' : `No reports of version ${answer.version} in this range`,
-    element('p', {}, 'As soon as a report arrives, it is counted here. Senders report every 28 days at the earliest.'),
-    element('p', {}, 'If you expect reports: the page Intake says what was refused, and the address that senders need is printed when the server starts.'),
+    answer.version === null
+      ? 'No reports in this range'
+      : `No reports of version ${answer.version} in this range`,
+    element(
+      'p',
+      {},
+      'As soon as a report arrives, it is counted here. Senders report every 28 days at the earliest.',
+    ),
+    element(
+      'p',
+      {},
+      'If you expect reports: the page Intake says what was refused, and the address that senders need is printed when the server starts.',
+    ),
   );
 }
 

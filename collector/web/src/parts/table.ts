@@ -69,7 +69,17 @@ export function table<Row>(model: TableModel<Row>, limit = rowsAtOnce): HTMLElem
   let rows = model.rows;
 
   const headings = model.columns.map((column, place) => {
-    const button = element('button', { type: 'button', class: 'sort', click: () => { sortBy(place); } }, column.name);
+    const button = element(
+      'button',
+      {
+        type: 'button',
+        class: 'sort',
+        click: () => {
+          sortBy(place);
+        },
+      },
+      column.name,
+    );
     return element('th', { scope: 'col', class: numeric[place] ? 'number' : undefined }, button);
   });
 
@@ -78,7 +88,11 @@ export function table<Row>(model: TableModel<Row>, limit = rowsAtOnce): HTMLElem
       'tr',
       {},
       ...model.columns.map((column, place) =>
-        element(place === 0 ? 'th' : 'td', { scope: place === 0 ? 'row' : undefined, class: numeric[place] ? 'number' : undefined }, cellText(column, row)),
+        element(
+          place === 0 ? 'th' : 'td',
+          { scope: place === 0 ? 'row' : undefined, class: numeric[place] ? 'number' : undefined },
+          cellText(column, row),
+        ),
       ),
     );
   }
@@ -99,9 +113,12 @@ export function table<Row>(model: TableModel<Row>, limit = rowsAtOnce): HTMLElem
     shown = Math.min(rows.length, body.childElementCount + rowsAtOnce);
     addUpTo(shown);
     if (!observer) {
-      observer = new IntersectionObserver((entries) => {
-        if (entries.some((entry) => entry.isIntersecting) && foot.isConnected) showMore();
-      }, { rootMargin: '600px' });
+      observer = new IntersectionObserver(
+        (entries) => {
+          if (entries.some((entry) => entry.isIntersecting) && foot.isConnected) showMore();
+        },
+        { rootMargin: '600px' },
+      );
       observer.observe(foot);
     }
   }
@@ -109,9 +126,13 @@ export function table<Row>(model: TableModel<Row>, limit = rowsAtOnce): HTMLElem
   function sortBy(column: number): void {
     // Numbers are looked at from the largest, texts from A.
     const isFirstDescending = numeric[column] === true;
-    sorting = sorting?.column === column ? { column, isDescending: !sorting.isDescending } : { column, isDescending: isFirstDescending };
+    sorting =
+      sorting?.column === column
+        ? { column, isDescending: !sorting.isDescending }
+        : { column, isDescending: isFirstDescending };
     headings.forEach((heading, place) => {
-      if (place === column) heading.setAttribute('aria-sort', sorting?.isDescending ? 'descending' : 'ascending');
+      if (place === column)
+        heading.setAttribute('aria-sort', sorting?.isDescending ? 'descending' : 'ascending');
       else heading.removeAttribute('aria-sort');
     });
     rows = sorted(model, sorting);

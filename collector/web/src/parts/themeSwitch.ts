@@ -25,8 +25,16 @@ function set(theme: Theme): void {
 export function themeSwitch(): HTMLElement {
   const select = element(
     'select',
-    { class: 'theme', 'aria-label': 'Colors', change: () => { set(select.value as Theme); } },
-    ...themes.map((theme) => element('option', { value: theme, selected: theme === current() }, names[theme])),
+    {
+      class: 'theme',
+      'aria-label': 'Colors',
+      change: () => {
+        set(select.value as Theme);
+      },
+    },
+    ...themes.map((theme) =>
+      element('option', { value: theme, selected: theme === current() }, names[theme]),
+    ),
   );
   return select;
 }

@@ -45,7 +45,10 @@ function childrenOf(element: XmlElement | undefined, name: string): XmlElement[]
 /** The elements at the end of a path of names; of the others on it, the first of each counts. */
 function elementsAt(root: XmlElement, ...path: string[]): XmlElement[] {
   const last = path.pop() ?? '';
-  return childrenOf(path.reduce<XmlElement | undefined>((element, name) => childrenOf(element, name)[0], root), last);
+  return childrenOf(
+    path.reduce<XmlElement | undefined>((element, name) => childrenOf(element, name)[0], root),
+    last,
+  );
 }
 
 function textOf(element: XmlElement | undefined): string {
@@ -60,25 +63,39 @@ function unique<Entry extends { name: string }>(entries: Entry[]): Entry[] {
 /** Throws `ReportError` for what is no report. */
 export function readReport(bytes: Uint8Array): Report {
   if (bytes.length === 0) throw new ReportError('This file is empty.');
-  if (bytes.length > largestReport) throw new ReportError('This file is larger than 4 MiB. No report is that large.');
+  if (bytes.length > largestReport)
+    throw new ReportError('This file is larger than 4 MiB. No report is that large.');
   const codePage = codePageOf(bytes);
   const report = parse(new TextDecoder(codePage).decode(bytes));
   if (report.name !== 'PeltoRpt') {
-    throw new ReportError('This XML file is not a report. The one to open is PeltoReport.xml in the data folder of the application.');
+    throw new ReportError(
+      'This XML file is not a report. The one to open is PeltoReport.xml in the data folder of the application.',
+    );
   }
   const attribute = (element: XmlElement, name: string) => element.attributes.get(name) ?? '';
   const properties = (group: string) => elementsAt(report, group, 'prop');
   const property = (group: string, name: string) =>
-    textOf(properties(group).find((entry) => attribute(entry, 'name') === name && !entry.attributes.has('cat')));
+    textOf(
+      properties(group).find(
+        (entry) => attribute(entry, 'name') === name && !entry.attributes.has('cat'),
+      ),
+    );
 
   const machine = properties('sys_info')
     .filter((entry) => entry.attributes.has('cat'))
-    .map((entry) => ({ category: attribute(entry, 'cat'), name: attribute(entry, 'name'), value: textOf(entry) }));
+    .map((entry) => ({
+      category: attribute(entry, 'cat'),
+      name: attribute(entry, 'name'),
+      value: textOf(entry),
+    }));
   const isAddress = (entry: { name: string }) => entry.name === 'MACAddress';
   const identifiers = [
     { name: 'Identifier of this installation', value: property('sys_info', 'ID') },
     { name: 'E-mail address', value: property('cust_info', 'Email') },
-    { name: 'Hardware address of the network adapter', value: machine.find(isAddress)?.value ?? '' },
+    {
+      name: 'Hardware address of the network adapter',
+      value: machine.find(isAddress)?.value ?? '',
+    },
   ];
   return {
     codePage,

@@ -21,7 +21,9 @@ function commandsFigure(report: Report, level: Level): HTMLElement {
   const total = rows.reduce((all, row) => all + row.uses, 0);
   const first = rows[0];
   return figure({
-    title: first ? `${counted(rows.length, 'command')}, used ${counted(total, 'time')}; ${first.name} most` : 'No commands are counted',
+    title: first
+      ? `${counted(rows.length, 'command')}, used ${counted(total, 'time')}; ${first.name} most`
+      : 'No commands are counted',
     subtitle: 'Uses of each command',
     rows,
     columns: [
@@ -31,11 +33,17 @@ function commandsFigure(report: Report, level: Level): HTMLElement {
     ],
     chart: (charts, shown, width) =>
       charts.rankedBars(
-        shown.map((row) => ({ label: row.name, value: row.uses, columns: [number(row.uses), number(row.order)] })),
+        shown.map((row) => ({
+          label: row.name,
+          value: row.uses,
+          columns: [number(row.uses), number(row.order)],
+        })),
         { columns: ['Uses', 'First used'] },
         width,
       ),
-    ...(rows.length > listed ? { search: { label: 'Search commands', text: (row: { name: string }) => row.name } } : {}),
+    ...(rows.length > listed
+      ? { search: { label: 'Search commands', text: (row: { name: string }) => row.name } }
+      : {}),
     limit: listed,
     notes: ['“First used” is the place in the order in which you first used the commands.'],
     empty: 'The report holds no commands.',
@@ -49,7 +57,9 @@ function fileTypesFigure(report: Report, level: Level): HTMLElement {
   const rows = [...report.fileTypes].sort((a, b) => sum(b) - sum(a));
   const total = rows.reduce((all, row) => all + sum(row), 0);
   return figure({
-    title: rows[0] ? `${counted(rows.length, 'file type')}, opened and saved ${counted(total, 'time')}` : 'No file types are counted',
+    title: rows[0]
+      ? `${counted(rows.length, 'file type')}, opened and saved ${counted(total, 'time')}`
+      : 'No file types are counted',
     subtitle: 'Documents opened and saved',
     rows,
     columns: [
@@ -58,8 +68,15 @@ function fileTypesFigure(report: Report, level: Level): HTMLElement {
       { name: 'Saved', value: (row) => row.saved },
     ],
     chart: (charts, shown, width) =>
-      charts.pairedBars(shown.map((row) => ({ label: row.name, first: row.opened, second: row.saved })), ['opened', 'saved'], width),
-    key: (charts) => charts.partColors(2).map((color, place) => ({ color, text: place === 0 ? 'opened' : 'saved' })),
+      charts.pairedBars(
+        shown.map((row) => ({ label: row.name, first: row.opened, second: row.saved })),
+        ['opened', 'saved'],
+        width,
+      ),
+    key: (charts) =>
+      charts
+        .partColors(2)
+        .map((color, place) => ({ color, text: place === 0 ? 'opened' : 'saved' })),
     limit: listed,
     empty: 'The report holds no file types.',
     level,
@@ -81,14 +98,21 @@ function machineCard(report: Report, level: Level): HTMLElement {
     { class: 'card wide' },
     heading(level, 'Machine'),
     report.machine.length === 0
-      ? element('p', { class: 'empty' }, 'Not described yet. The run that sends the report adds the description.')
+      ? element(
+          'p',
+          { class: 'empty' },
+          'Not described yet. The run that sends the report adds the description.',
+        )
       : table({
           caption: 'Description of the machine',
           columns: [
             { name: 'Property', value: (row) => textOfProperty(row.category, row.name).title },
             { name: 'Value', value: valueText },
           ],
-          rows: [...report.machine].sort((a, b) => textOfProperty(a.category, a.name).place - textOfProperty(b.category, b.name).place),
+          rows: [...report.machine].sort(
+            (a, b) =>
+              textOfProperty(a.category, a.name).place - textOfProperty(b.category, b.name).place,
+          ),
         }),
   );
 }
@@ -96,7 +120,11 @@ function machineCard(report: Report, level: Level): HTMLElement {
 function identifiersCard(report: Report, level: Level): HTMLElement {
   const values = report.identifiers.map(({ name, value }) => {
     const shown = element('span', { class: 'code' }, mask);
-    const button = element('button', { type: 'button', class: 'button quiet', 'aria-label': `Show: ${name}` }, 'Show');
+    const button = element(
+      'button',
+      { type: 'button', class: 'button quiet', 'aria-label': `Show: ${name}` },
+      'Show',
+    );
     button.addEventListener('click', () => {
       const isMasked = shown.textContent === mask;
       shown.textContent = isMasked ? value : mask;
@@ -109,23 +137,40 @@ function identifiersCard(report: Report, level: Level): HTMLElement {
     'section',
     { class: 'card' },
     heading(level, 'Traceable to you or your machine'),
-    values.length === 0 ? element('p', { class: 'empty' }, 'Nothing in this file. The run that sends the report adds the identifier of the installation.') : element('dl', { class: 'identifiers' }, ...values),
+    values.length === 0
+      ? element(
+          'p',
+          { class: 'empty' },
+          'Nothing in this file. The run that sends the report adds the identifier of the installation.',
+        )
+      : element('dl', { class: 'identifiers' }, ...values),
   );
 }
 
 function drawReport(report: Report, name: string, level: Level): HTMLElement[] {
-  const application = report.application ? `${report.application} ${report.version}`.trim() : 'Not named yet: the run that sends the report adds the application';
+  const application = report.application
+    ? `${report.application} ${report.version}`.trim()
+    : 'Not named yet: the run that sends the report adds the application';
   return [
     element(
       'section',
       { class: 'card', tabindex: -1 },
       heading(level, name),
-      element('dl', { class: 'facts' },
+      element(
+        'dl',
+        { class: 'facts' },
         element('div', {}, element('dt', {}, 'Application'), element('dd', {}, application)),
         element('div', {}, element('dt', {}, 'Text encoding'), element('dd', {}, report.codePage)),
       ),
     ),
-    element('div', { class: 'figures' }, commandsFigure(report, level), fileTypesFigure(report, level), identifiersCard(report, level), machineCard(report, level)),
+    element(
+      'div',
+      { class: 'figures' },
+      commandsFigure(report, level),
+      fileTypesFigure(report, level),
+      identifiersCard(report, level),
+      machineCard(report, level),
+    ),
   ];
 }
 
@@ -133,13 +178,25 @@ function drawReport(report: Report, name: string, level: Level): HTMLElement[] {
 export function viewer(level: Level): HTMLElement {
   const result = element('div', { class: 'content', 'aria-live': 'polite' });
   const inputId = uniqueId('file');
-  const input = element('input', { id: inputId, type: 'file', accept: '.xml,text/xml,application/xml' });
+  const input = element('input', {
+    id: inputId,
+    type: 'file',
+    accept: '.xml,text/xml,application/xml',
+  });
   const zone = element(
     'div',
     { class: 'drop' },
-    element('p', { class: 'drop-title' }, element('label', { for: inputId }, 'Open PeltoReport.xml')),
+    element(
+      'p',
+      { class: 'drop-title' },
+      element('label', { for: inputId }, 'Open PeltoReport.xml'),
+    ),
     input,
-    element('p', { class: 'hint' }, 'Or drop the file here. It is in the data folder of the application. It stays on your machine: this page reads it and sends nothing.'),
+    element(
+      'p',
+      { class: 'hint' },
+      'Or drop the file here. It is in the data folder of the application. It stays on your machine: this page reads it and sends nothing.',
+    ),
   );
 
   const open = async (file: File) => {
@@ -149,7 +206,14 @@ export function viewer(level: Level): HTMLElement {
       result.querySelector<HTMLElement>('section')?.focus();
     } catch (error) {
       const reason = error instanceof ReportError ? error.message : 'This file cannot be read.';
-      result.replaceChildren(element('div', { class: 'card notice bad', role: 'alert' }, heading(level, `${file.name} cannot be shown`), element('p', {}, reason)));
+      result.replaceChildren(
+        element(
+          'div',
+          { class: 'card notice bad', role: 'alert' },
+          heading(level, `${file.name} cannot be shown`),
+          element('p', {}, reason),
+        ),
+      );
     }
   };
 
@@ -160,9 +224,18 @@ export function viewer(level: Level): HTMLElement {
     input.value = '';
   });
   // A file that misses the zone would replace the page.
-  for (const name of ['dragover', 'drop']) document.addEventListener(name, (event) => { event.preventDefault(); });
-  for (const name of ['dragenter', 'dragover']) zone.addEventListener(name, () => { zone.classList.add('is-over'); });
-  for (const name of ['dragleave', 'drop']) zone.addEventListener(name, () => { zone.classList.remove('is-over'); });
+  for (const name of ['dragover', 'drop'])
+    document.addEventListener(name, (event) => {
+      event.preventDefault();
+    });
+  for (const name of ['dragenter', 'dragover'])
+    zone.addEventListener(name, () => {
+      zone.classList.add('is-over');
+    });
+  for (const name of ['dragleave', 'drop'])
+    zone.addEventListener(name, () => {
+      zone.classList.remove('is-over');
+    });
   zone.addEventListener('drop', (event) => {
     const file = event.dataTransfer?.files[0];
     if (file) void open(file);

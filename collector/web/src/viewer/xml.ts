@@ -24,16 +24,21 @@ const notShown = '\uFFFD';
 
 function characterOf(number: number): string {
   const isShown = number >= 0x20 && number <= 0x10ffff && !(number >= 0xd800 && number <= 0xdfff);
-  return isShown || number === 0x09 || number === 0x0a || number === 0x0d ? String.fromCodePoint(number) : notShown;
+  return isShown || number === 0x09 || number === 0x0a || number === 0x0d
+    ? String.fromCodePoint(number)
+    : notShown;
 }
 
 /** The text with its references replaced; one that is not known stays as it is. */
 function withoutReferences(text: string): string {
-  return text.replace(/&(?:#x([0-9a-f]+)|#([0-9]+)|(\w+));/gi, (reference, hexadecimal?: string, decimal?: string, name?: string) => {
-    if (hexadecimal !== undefined) return characterOf(Number.parseInt(hexadecimal, 16));
-    if (decimal !== undefined) return characterOf(Number.parseInt(decimal, 10));
-    return named[name ?? ''] ?? reference;
-  });
+  return text.replace(
+    /&(?:#x([0-9a-f]+)|#([0-9]+)|(\w+));/gi,
+    (reference, hexadecimal?: string, decimal?: string, name?: string) => {
+      if (hexadecimal !== undefined) return characterOf(Number.parseInt(hexadecimal, 16));
+      if (decimal !== undefined) return characterOf(Number.parseInt(decimal, 10));
+      return named[name ?? ''] ?? reference;
+    },
+  );
 }
 
 function attributesOf(text: string): Map<string, string> {
@@ -54,23 +59,31 @@ export function parseXml(source: string): XmlElement {
     const next = text.indexOf('<', place);
     const current = open.at(-1) ?? root;
     const between = text.slice(place, next < 0 ? text.length : next);
-    if (current === root && between.trim() !== '') throw new XmlError('text outside of the root element');
+    if (current === root && between.trim() !== '')
+      throw new XmlError('text outside of the root element');
     current.text += withoutReferences(between);
     if (next < 0) break;
 
     markup.lastIndex = next;
     const found = markup.exec(text);
-    if (!found) throw new XmlError(text.startsWith('<!DOCTYPE', next) ? 'a document type' : 'broken markup');
+    if (!found)
+      throw new XmlError(text.startsWith('<!DOCTYPE', next) ? 'a document type' : 'broken markup');
     place = markup.lastIndex;
     const [, section, end, start, attributes = '', slash] = found;
     if (section !== undefined) {
       current.text += section;
     } else if (end !== undefined) {
-      if (open.length === 1 || current.name !== end) throw new XmlError(`an end of ${end} that has no start`);
+      if (open.length === 1 || current.name !== end)
+        throw new XmlError(`an end of ${end} that has no start`);
       open.pop();
     } else if (start !== undefined) {
       if (current === root && root.children.length > 0) throw new XmlError('two root elements');
-      const element: XmlElement = { name: start, attributes: attributesOf(attributes), children: [], text: '' };
+      const element: XmlElement = {
+        name: start,
+        attributes: attributesOf(attributes),
+        children: [],
+        text: '',
+      };
       current.children.push(element);
       if (slash === '') open.push(element);
       if (open.length > deepest) throw new XmlError('too deep');

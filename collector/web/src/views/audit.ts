@@ -40,7 +40,17 @@ export const audit: View = {
   roles: ['admin'],
   content: async () => {
     const body = element('tbody');
-    const older = element('button', { type: 'button', class: 'button', click: () => { void more(); } }, 'Older entries');
+    const older = element(
+      'button',
+      {
+        type: 'button',
+        class: 'button',
+        click: () => {
+          void more();
+        },
+      },
+      'Older entries',
+    );
     const status = element('p', { class: 'form-message', role: 'status' });
     let last: number | null = null;
 
@@ -60,15 +70,32 @@ export const audit: View = {
 
     const { entries } = await page(null);
     add(entries);
-    if (entries.length === 0) return [element('div', { class: 'card notice' }, element('p', {}, 'Nothing has happened yet.'))];
+    if (entries.length === 0)
+      return [
+        element('div', { class: 'card notice' }, element('p', {}, 'Nothing has happened yet.')),
+      ];
     return [
       element(
         'section',
         { class: 'card' },
-        element('div', { class: 'table-scroll', tabindex: 0, role: 'region', 'aria-label': 'Audit entries' },
-          element('table', {},
+        element(
+          'div',
+          { class: 'table-scroll', tabindex: 0, role: 'region', 'aria-label': 'Audit entries' },
+          element(
+            'table',
+            {},
             element('caption', { class: 'visually-hidden' }, 'Audit entries, the latest first'),
-            element('thead', {}, element('tr', {}, ...['Time', 'User', 'Action', 'Detail'].map((name) => element('th', { scope: 'col' }, name)))),
+            element(
+              'thead',
+              {},
+              element(
+                'tr',
+                {},
+                ...['Time', 'User', 'Action', 'Detail'].map((name) =>
+                  element('th', { scope: 'col' }, name),
+                ),
+              ),
+            ),
             body,
           ),
         ),

@@ -30,13 +30,16 @@ async function trendOf(from: string, to: string, filter: Filter): Promise<Trend 
   const before = periods.at(-2);
   if (!last || !before) return null;
   const [later, earlier] = await Promise.all(
-    [last, before].map((period) => getFigure('commands', { ...filter, from: period, to: lastDayOf(period) })),
+    [last, before].map((period) =>
+      getFigure('commands', { ...filter, from: period, to: lastDayOf(period) }),
+    ),
   );
   const shares = new Map(earlier?.rows.map((row) => [row.command, row.share]));
   const differences = new Map<string, number>();
   for (const row of later?.rows ?? []) {
     const share = shares.get(row.command);
-    if (typeof share === 'number' && row.share !== null) differences.set(row.command, row.share - share);
+    if (typeof share === 'number' && row.share !== null)
+      differences.set(row.command, row.share - share);
   }
   return { last, before, differences };
 }
@@ -55,10 +58,18 @@ export const commands: View = {
     const product = context.products.find((entry) => entry.name === answer.product);
     const end = product?.to && product.to < answer.to ? product.to : answer.to;
     const trend = await trendOf(answer.from, end, context.filter);
-    const withheld = { rows: answer.withheld.rows, threshold: answer.threshold, what: 'the numbers of these commands rest' };
+    const withheld = {
+      rows: answer.withheld.rows,
+      threshold: answer.threshold,
+      what: 'the numbers of these commands rest',
+    };
 
     const ranking = element('div', { class: 'slot wide' });
-    const drawRanking = (measure: Measure) => { ranking.replaceChildren(rankingFigure(answer.rows, trend, measure, context, withheld, drawRanking)); };
+    const drawRanking = (measure: Measure) => {
+      ranking.replaceChildren(
+        rankingFigure(answer.rows, trend, measure, context, withheld, drawRanking),
+      );
+    };
     drawRanking('uses');
     return [element('div', { class: 'figures' }, ranking, orderFigure(answer.rows, context))];
   },
@@ -73,14 +84,18 @@ function rankingFigure(
   draw: (measure: Measure) => void,
 ): HTMLElement {
   const difference = (row: CommandRow) => trend?.differences.get(row.command) ?? null;
-  const shown = measure === 'uses' ? rows : [...rows].sort((a, b) => (b.share ?? 0) - (a.share ?? 0));
+  const shown =
+    measure === 'uses' ? rows : [...rows].sort((a, b) => (b.share ?? 0) - (a.share ?? 0));
   const strongest = trend ? trendFinding(trend.differences) : null;
   const notes = trend
-    ? [`Trend: the share from ${shortDay(trend.last)} to ${shortDay(lastDayOf(trend.last))} minus that from ${shortDay(trend.before)} to ${shortDay(lastDayOf(trend.before))}, in percentage points.${strongest ? ` ${strongest}.` : ''}`]
+    ? [
+        `Trend: the share from ${shortDay(trend.last)} to ${shortDay(lastDayOf(trend.last))} minus that from ${shortDay(trend.before)} to ${shortDay(lastDayOf(trend.before))}, in percentage points.${strongest ? ` ${strongest}.` : ''}`,
+      ]
     : ['A trend needs two whole periods.'];
   const made = figure({
     title: commandsFinding(rows),
-    subtitle: 'Uses in all, the share of installations that use the command, and the trend of that share',
+    subtitle:
+      'Uses in all, the share of installations that use the command, and the trend of that share',
     rows: shown,
     columns: [
       { name: 'Command', value: (row) => row.command },
@@ -94,9 +109,17 @@ function rankingFigure(
       charts.rankedBars(
         part.map((row) => {
           const columns = [number(row.uses), percent(row.share), points(difference(row))];
-          return { label: row.command, value: measure === 'uses' ? row.uses : (row.share ?? 0), columns };
+          return {
+            label: row.command,
+            value: measure === 'uses' ? row.uses : (row.share ?? 0),
+            columns,
+          };
         }),
-        { columns: ['Uses', 'Share', 'Trend'], labelShare: 0.3, ...(measure === 'share' ? { maximum: 1 } : {}) },
+        {
+          columns: ['Uses', 'Share', 'Trend'],
+          labelShare: 0.3,
+          ...(measure === 'share' ? { maximum: 1 } : {}),
+        },
         width,
       ),
     search: { label: 'Search commands', text: (row) => row.command },
@@ -105,7 +128,14 @@ function rankingFigure(
     withheld,
     notes,
   });
-  const order = selectField('Ranked by', [{ value: 'uses', text: 'Uses' }, { value: 'share', text: 'Share of installations' }], measure);
+  const order = selectField(
+    'Ranked by',
+    [
+      { value: 'uses', text: 'Uses' },
+      { value: 'share', text: 'Share of installations' },
+    ],
+    measure,
+  );
   order.select.addEventListener('change', () => {
     draw(order.select.value as Measure);
     document.querySelector<HTMLSelectElement>('.figure-order select')?.focus();
@@ -121,7 +151,9 @@ const commonShare = 0.1;
 function orderFigure(rows: CommandRow[], context: Context): HTMLElement {
   const common = rows
     .filter((row) => row.median_order !== null && (row.share ?? 0) >= commonShare)
-    .sort((a, b) => (a.median_order ?? 0) - (b.median_order ?? 0) || (b.share ?? 0) - (a.share ?? 0));
+    .sort(
+      (a, b) => (a.median_order ?? 0) - (b.median_order ?? 0) || (b.share ?? 0) - (a.share ?? 0),
+    );
   return figure({
     title: orderFinding(common),
     subtitle: `Median place in the order in which installations first used the commands, of those that at least ${percent(commonShare)} use`,
@@ -134,7 +166,11 @@ function orderFigure(rows: CommandRow[], context: Context): HTMLElement {
     ],
     chart: (charts, part, width) =>
       charts.placeDots(
-        part.map((row) => ({ label: row.command, place: row.median_order ?? 0, detail: percent(row.share) })),
+        part.map((row) => ({
+          label: row.command,
+          place: row.median_order ?? 0,
+          detail: percent(row.share),
+        })),
         'Median place of first use',
         width,
       ),
@@ -145,4 +181,3 @@ function orderFigure(rows: CommandRow[], context: Context): HTMLElement {
     class: 'wide',
   });
 }
-

@@ -31,13 +31,26 @@ export const fileTypes: View = {
             { name: 'Installations', value: (row) => row.installations },
           ],
           chart: (charts, rows, width) =>
-            charts.pairedBars(rows.map((row) => ({ label: row.file_type, first: row.opened, second: row.saved })), names, width),
-          key: (charts) => charts.partColors(2).map((color, place) => ({ color, text: names[place] ?? '' })),
-          ...(answer.rows.length > 30 ? { search: { label: 'Search file types', text: (row: FileTypeRow) => row.file_type } } : {}),
+            charts.pairedBars(
+              rows.map((row) => ({ label: row.file_type, first: row.opened, second: row.saved })),
+              names,
+              width,
+            ),
+          key: (charts) =>
+            charts.partColors(2).map((color, place) => ({ color, text: names[place] ?? '' })),
+          ...(answer.rows.length > 30
+            ? { search: { label: 'Search file types', text: (row: FileTypeRow) => row.file_type } }
+            : {}),
           limit: 30,
           address: figureAddress('file-types', filter),
-          withheld: { rows: answer.withheld.rows, threshold: answer.threshold, what: 'the numbers of these file types rest' },
-          notes: answer.rows.some((row) => row.file_type === '(other)') ? ['“(other)” are file types that may hold part of a path; their text is not kept.'] : [],
+          withheld: {
+            rows: answer.withheld.rows,
+            threshold: answer.threshold,
+            what: 'the numbers of these file types rest',
+          },
+          notes: answer.rows.some((row) => row.file_type === '(other)')
+            ? ['“(other)” are file types that may hold part of a path; their text is not kept.']
+            : [],
           class: 'wide',
         }),
       ),

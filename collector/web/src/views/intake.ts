@@ -20,15 +20,36 @@ function refusedOf(row: IntakeRow): number {
 
 function outcomesOf(row: IntakeRow): Outcome[] {
   return [
-    { name: 'New report', meaning: 'Taken: it is kept and counted', count: row.accepted - row.replaced },
-    { name: 'Replaces an earlier one', meaning: 'Taken: the same report, grown, counts in place of the earlier one', count: row.replaced },
-    { name: 'Repeated', meaning: 'A delivery that was kept already; it changes nothing', count: row.repeated },
-    { name: 'Refused', meaning: 'The sender keeps the report and tries again', count: refusedOf(row) },
+    {
+      name: 'New report',
+      meaning: 'Taken: it is kept and counted',
+      count: row.accepted - row.replaced,
+    },
+    {
+      name: 'Replaces an earlier one',
+      meaning: 'Taken: the same report, grown, counts in place of the earlier one',
+      count: row.replaced,
+    },
+    {
+      name: 'Repeated',
+      meaning: 'A delivery that was kept already; it changes nothing',
+      count: row.repeated,
+    },
+    {
+      name: 'Refused',
+      meaning: 'The sender keeps the report and tries again',
+      count: refusedOf(row),
+    },
   ];
 }
 
 /** What became of the deliveries of the range. */
-export function intakeFigure(row: IntakeRow, context: Context, title: string, more?: Child): HTMLElement {
+export function intakeFigure(
+  row: IntakeRow,
+  context: Context,
+  title: string,
+  more?: Child,
+): HTMLElement {
   const outcomes = outcomesOf(row);
   const total = outcomes.reduce((all, outcome) => all + outcome.count, 0);
   const share = (outcome: Outcome) => (total ? outcome.count / total : null);
@@ -44,7 +65,11 @@ export function intakeFigure(row: IntakeRow, context: Context, title: string, mo
     ],
     chart: (charts, shown, width) =>
       charts.rankedBars(
-        shown.map((outcome) => ({ label: outcome.name, value: outcome.count, columns: [percent(share(outcome)), number(outcome.count)] })),
+        shown.map((outcome) => ({
+          label: outcome.name,
+          value: outcome.count,
+          columns: [percent(share(outcome)), number(outcome.count)],
+        })),
         { columns: ['Share', 'Number'], labelShare: 0.36 },
         width,
       ),
@@ -59,7 +84,9 @@ function refusalsFigure(row: IntakeRow, context: Context): HTMLElement {
     .sort((a, b) => b.count - a.count);
   const first = rows[0];
   return figure({
-    title: first ? `${number(first.count)} of ${number(refusedOf(row))} refused for ${first.code}: ${meaningOf(first.code)}` : 'Nothing was refused',
+    title: first
+      ? `${number(first.count)} of ${number(refusedOf(row))} refused for ${first.code}: ${meaningOf(first.code)}`
+      : 'Nothing was refused',
     subtitle: 'Refused deliveries by reason',
     rows,
     columns: [
@@ -69,12 +96,18 @@ function refusalsFigure(row: IntakeRow, context: Context): HTMLElement {
     ],
     chart: (charts, shown, width) =>
       charts.rankedBars(
-        shown.map((entry) => ({ label: entry.code, value: entry.count, columns: [number(entry.count)] })),
+        shown.map((entry) => ({
+          label: entry.code,
+          value: entry.count,
+          columns: [number(entry.count)],
+        })),
         { columns: ['Number'], labelShare: 0.3 },
         width,
       ),
     address: figureAddress('intake', context.filter),
-    notes: ['A refused report stays with its sender, which tries again. Deliveries that name no known product count under every product.'],
+    notes: [
+      'A refused report stays with its sender, which tries again. Deliveries that name no known product count under every product.',
+    ],
     empty: 'Every delivery in this range was taken.',
   });
 }
@@ -90,16 +123,28 @@ interface PeriodIntake extends IntakeRow {
 async function intakeByPeriod(periods: string[], context: Context): Promise<PeriodIntake[]> {
   return Promise.all(
     periods.map(async (period) => {
-      const answer = await getFigure('intake', { ...context.filter, from: period, to: lastDayOf(period) });
-      return { ...(answer.rows[0] ?? { accepted: 0, replaced: 0, repeated: 0, refused: {} }), period };
+      const answer = await getFigure('intake', {
+        ...context.filter,
+        from: period,
+        to: lastDayOf(period),
+      });
+      return {
+        ...(answer.rows[0] ?? { accepted: 0, replaced: 0, repeated: 0, refused: {} }),
+        period,
+      };
     }),
   );
 }
 
 function periodsFigure(rows: PeriodIntake[], isCut: boolean): HTMLElement {
-  const busiest = rows.reduce<PeriodIntake | null>((most, row) => (!most || row.accepted > most.accepted ? row : most), null);
+  const busiest = rows.reduce<PeriodIntake | null>(
+    (most, row) => (!most || row.accepted > most.accepted ? row : most),
+    null,
+  );
   return figure({
-    title: busiest ? `Most arrived from ${periodRange(busiest.period)}: ${counted(busiest.accepted, 'delivery', 'deliveries')} taken` : 'Nothing has arrived',
+    title: busiest
+      ? `Most arrived from ${periodRange(busiest.period)}: ${counted(busiest.accepted, 'delivery', 'deliveries')} taken`
+      : 'Nothing has arrived',
     subtitle: `Deliveries by the period of 28 days in which they arrived${isCut ? `, the last ${drawnPeriods} periods` : ''}`,
     rows,
     columns: [
@@ -112,14 +157,19 @@ function periodsFigure(rows: PeriodIntake[], isCut: boolean): HTMLElement {
     chart: (charts, shown, width) =>
       charts.periodBars(
         shown.flatMap((row) =>
-          [row.accepted - row.replaced, row.replaced, row.repeated, refusedOf(row)].map((value, place) => ({ period: row.period, part: parts[place] ?? '', value })),
+          [row.accepted - row.replaced, row.replaced, row.repeated, refusedOf(row)].map(
+            (value, place) => ({ period: row.period, part: parts[place] ?? '', value }),
+          ),
         ),
         parts,
         shown.map((row) => row.period),
         width,
       ),
-    key: (charts) => charts.partColors(parts.length).map((color, place) => ({ color, text: parts[place] ?? '' })),
-    notes: rows.some((row) => isRunning(row.period, today())) ? ['The last period is still running, so its bar will grow.'] : [],
+    key: (charts) =>
+      charts.partColors(parts.length).map((color, place) => ({ color, text: parts[place] ?? '' })),
+    notes: rows.some((row) => isRunning(row.period, today()))
+      ? ['The last period is still running, so its bar will grow.']
+      : [],
     class: 'wide',
   });
 }

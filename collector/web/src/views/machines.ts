@@ -19,7 +19,12 @@ function groupsOf(rows: MachineRow[]): Group[] {
   const groups = new Map<string, Group>();
   for (const row of rows) {
     const key = JSON.stringify([row.category, row.name]);
-    const group = groups.get(key) ?? { category: row.category, name: row.name, text: textOfProperty(row.category, row.name), rows: [] };
+    const group = groups.get(key) ?? {
+      category: row.category,
+      name: row.name,
+      text: textOfProperty(row.category, row.name),
+      rows: [],
+    };
     group.rows.push(row);
     groups.set(key, group);
   }
@@ -55,7 +60,11 @@ export const machines: View = {
         ],
         chart: (charts, shown, width) =>
           charts.rankedBars(
-            shown.map((row) => ({ label: label(row), value: row.installations, columns: [percent(share(row))] })),
+            shown.map((row) => ({
+              label: label(row),
+              value: row.installations,
+              columns: [percent(share(row))],
+            })),
             { columns: [''], labelShare: 0.55, ...(total ? { maximum: total } : {}) },
             width,
           ),
@@ -68,7 +77,13 @@ export const machines: View = {
     return [
       element('div', { class: 'figures multiples' }, ...figures),
       ...(rows > 0
-        ? [element('p', { class: 'figure-note withheld' }, `Of all properties together, ${rows === 1 ? '1 value is' : `${number(rows)} values are`} withheld: the numbers rest on fewer than ${number(answer.threshold)} installations, or would let such a number be worked out.`)]
+        ? [
+            element(
+              'p',
+              { class: 'figure-note withheld' },
+              `Of all properties together, ${rows === 1 ? '1 value is' : `${number(rows)} values are`} withheld: the numbers rest on fewer than ${number(answer.threshold)} installations, or would let such a number be worked out.`,
+            ),
+          ]
         : []),
     ];
   },

@@ -12,7 +12,17 @@ import type { Context, View } from './view';
 import { intakeFigure } from './intake';
 
 function tile(label: string, value: string, detail: string): HTMLElement {
-  return element('div', { class: 'tile' }, element('dt', {}, label), element('dd', {}, element('span', { class: 'tile-value' }, value), element('span', { class: 'tile-detail' }, detail)));
+  return element(
+    'div',
+    { class: 'tile' },
+    element('dt', {}, label),
+    element(
+      'dd',
+      {},
+      element('span', { class: 'tile-value' }, value),
+      element('span', { class: 'tile-detail' }, detail),
+    ),
+  );
 }
 
 function tiles(rows: OverviewRow[], total: number | null): HTMLElement {
@@ -24,10 +34,22 @@ function tiles(rows: OverviewRow[], total: number | null): HTMLElement {
   return element(
     'dl',
     { class: 'tiles' },
-    tile('Installations', number(last?.installations ?? null), `in the last whole period${change(last?.installations ?? null, before?.installations ?? null)}`),
-    tile('New installations', number(last?.new ?? null), `in that period${change(last?.new ?? null, before?.new ?? null)}`),
+    tile(
+      'Installations',
+      number(last?.installations ?? null),
+      `in the last whole period${change(last?.installations ?? null, before?.installations ?? null)}`,
+    ),
+    tile(
+      'New installations',
+      number(last?.new ?? null),
+      `in that period${change(last?.new ?? null, before?.new ?? null)}`,
+    ),
     tile('Installations in all', number(total), 'that reported in the range shown'),
-    tile('Reports in all', number(rows.reduce((all, row) => all + (row.reports ?? 0), 0)), 'in the range shown'),
+    tile(
+      'Reports in all',
+      number(rows.reduce((all, row) => all + (row.reports ?? 0), 0)),
+      'in the range shown',
+    ),
   );
 }
 
@@ -50,7 +72,9 @@ function installationsFigure(answer: Figure<OverviewRow>, context: Context): HTM
   const first = rows[0]?.period ?? '';
   const last = rows.at(-1)?.period ?? '';
   const periods = periodsBetween(first, last);
-  const parts = rows.some((row) => row.new === null) ? [returning, fresh, undivided] : [returning, fresh];
+  const parts = rows.some((row) => row.new === null)
+    ? [returning, fresh, undivided]
+    : [returning, fresh];
   return figure({
     title: overviewFinding(rows, today()),
     subtitle: 'Installations that reported, by period of 28 days',
@@ -61,11 +85,19 @@ function installationsFigure(answer: Figure<OverviewRow>, context: Context): HTM
       { name: 'New', value: (row) => row.new },
       { name: 'Reports', value: (row) => row.reports },
     ],
-    chart: (charts, shown, width) => charts.periodBars(shown.flatMap(partsOf), parts, periods, width),
-    key: (charts) => charts.partColors(parts.length).map((color, place) => ({ color, text: parts[place] ?? '' })),
+    chart: (charts, shown, width) =>
+      charts.periodBars(shown.flatMap(partsOf), parts, periods, width),
+    key: (charts) =>
+      charts.partColors(parts.length).map((color, place) => ({ color, text: parts[place] ?? '' })),
     address: figureAddress('overview', context.filter),
-    withheld: { rows: answer.withheld.rows, threshold: answer.threshold, what: 'the numbers of these periods rest' },
-    notes: isRunning(last, today()) ? ['The last period is still running, so its bar will grow.'] : [],
+    withheld: {
+      rows: answer.withheld.rows,
+      threshold: answer.threshold,
+      what: 'the numbers of these periods rest',
+    },
+    notes: isRunning(last, today())
+      ? ['The last period is still running, so its bar will grow.']
+      : [],
     class: 'wide',
   });
 }
@@ -75,8 +107,12 @@ function versionsInUse(answer: Figure<VersionRow>, context: Context): HTMLElemen
   const { period, shares } = adoption.latest;
   const leader = shares[0];
   return figure({
-    title: leader ? `Version ${leader.version} is the most frequent, with ${percent(leader.share)}` : 'No version is used by enough installations',
-    subtitle: period ? `Installations by version, ${periodRange(period)}` : 'Installations by version',
+    title: leader
+      ? `Version ${leader.version} is the most frequent, with ${percent(leader.share)}`
+      : 'No version is used by enough installations',
+    subtitle: period
+      ? `Installations by version, ${periodRange(period)}`
+      : 'Installations by version',
     rows: shares,
     columns: [
       { name: 'Version', value: (row) => row.version },
@@ -85,12 +121,20 @@ function versionsInUse(answer: Figure<VersionRow>, context: Context): HTMLElemen
     ],
     chart: (charts, shown, width) =>
       charts.rankedBars(
-        shown.map((row) => ({ label: row.version, value: row.installations, columns: [percent(row.share), number(row.installations)] })),
+        shown.map((row) => ({
+          label: row.version,
+          value: row.installations,
+          columns: [percent(row.share), number(row.installations)],
+        })),
         { columns: ['Share', 'Number'], labelShare: 0.24 },
         width,
       ),
     address: figureAddress('versions', context.filter),
-    withheld: { rows: answer.withheld.rows, threshold: answer.threshold, what: 'in all periods together, their numbers rest' },
+    withheld: {
+      rows: answer.withheld.rows,
+      threshold: answer.threshold,
+      what: 'in all periods together, their numbers rest',
+    },
     more: element('a', { href: `/versions${queryOf({ ...context.filter })}` }, 'All versions'),
     empty: 'No version was used by enough installations.',
   });
@@ -103,10 +147,18 @@ export const overview: View = {
   filters: { version: true, periods: true },
   content: async (context) => {
     const { filter } = context;
-    const [answer, versions, intake] = await Promise.all([getFigure('overview', filter), getFigure('versions', filter), getFigure('intake', filter)]);
+    const [answer, versions, intake] = await Promise.all([
+      getFigure('overview', filter),
+      getFigure('versions', filter),
+      getFigure('intake', filter),
+    ]);
     if (answer.rows.length === 0) return [nothingYet(answer)];
     const row = intake.rows[0];
-    const link: Child = element('a', { href: `/intake${queryOf({ ...filter })}` }, 'All about intake');
+    const link: Child = element(
+      'a',
+      { href: `/intake${queryOf({ ...filter })}` },
+      'All about intake',
+    );
     return [
       tiles(answer.rows, answer.installations),
       element(

@@ -18,7 +18,8 @@ const drawnApplications = 6;
 
 function byApplication(rows: VersionRow[]): [string, VersionRow[]][] {
   const groups = new Map<string, VersionRow[]>();
-  for (const row of rows) groups.set(row.application, [...(groups.get(row.application) ?? []), row]);
+  for (const row of rows)
+    groups.set(row.application, [...(groups.get(row.application) ?? []), row]);
   const size = (group: VersionRow[]) => group.reduce((all, row) => all + row.installations, 0);
   return [...groups].sort((a, b) => size(b[1]) - size(a[1]));
 }
@@ -47,18 +48,37 @@ export const versions: View = {
           { name: 'Version', value: (row) => nameOf(row.version) },
           { name: 'Installations', value: (row) => row.installations },
         ],
-        chart: (charts, _, width) => charts.versionLayers(adoption.points, adoption.versions, periods, width),
-        key: (charts) => charts.versionColors(adoption.versions).map((color, place) => ({ color, text: nameOf(adoption.versions[place]) })),
+        chart: (charts, _, width) =>
+          charts.versionLayers(adoption.points, adoption.versions, periods, width),
+        key: (charts) =>
+          charts
+            .versionColors(adoption.versions)
+            .map((color, place) => ({ color, text: nameOf(adoption.versions[place]) })),
         address: figureAddress('versions', filter),
-        withheld: { rows: answer.withheld.rows, threshold: answer.threshold, what: 'of all applications together, their numbers rest' },
-        notes: answer.withheld.rows > 0 ? ['A version that is withheld in a period is drawn as if it were not there.'] : [],
+        withheld: {
+          rows: answer.withheld.rows,
+          threshold: answer.threshold,
+          what: 'of all applications together, their numbers rest',
+        },
+        notes:
+          answer.withheld.rows > 0
+            ? ['A version that is withheld in a period is drawn as if it were not there.']
+            : [],
         class: 'wide',
       });
     });
     const left = groups.length - drawnApplications;
     return [
       element('div', { class: 'figures' }, ...figures),
-      ...(left > 0 ? [element('p', { class: 'figure-note' }, `The CSV and JSON hold ${left} more applications.`)] : []),
+      ...(left > 0
+        ? [
+            element(
+              'p',
+              { class: 'figure-note' },
+              `The CSV and JSON hold ${left} more applications.`,
+            ),
+          ]
+        : []),
     ];
   },
 };

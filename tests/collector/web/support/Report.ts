@@ -38,6 +38,6 @@ export interface ReportFile {
   buffer: Buffer;
 }
 
-export function reportFile(content: string | Buffer, name = 'PeltoReport.xml'): ReportFile {
-  return { name, mimeType: 'text/xml', buffer: Buffer.from(content) };
+export function reportFile(content: string | Buffer, name = "PeltoReport.xml"): ReportFile {
+  return { name, mimeType: "text/xml", buffer: Buffer.from(content) };
 }

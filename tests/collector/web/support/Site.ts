@@ -1,20 +1,20 @@
 // What the browser's tests talk to: addresses and accounts. Which server is there is decided here
 // and nowhere else.
 
-import { dataFolder, type DataName } from './Collector';
-import { StandIn } from './StandIn';
+import { dataFolder, type DataName } from "./Collector";
+import { StandIn } from "./StandIn";
 
 export interface Account {
   user: string;
   password: string;
 }
 
-export const password = 'correct horse battery';
+export const password = "correct horse battery";
 
 export const accounts = {
-  admin: { user: 'ann', password },
-  contacts: { user: 'carl', password },
-  viewer: { user: 'vera', password },
+  admin: { user: "ann", password },
+  contacts: { user: "carl", password },
+  viewer: { user: "vera", password },
 } as const;
 
 export interface Site {
@@ -33,11 +33,16 @@ export interface SiteOptions {
   hasAccounts?: boolean;
 }
 
-export async function startSite({ data = 'usual', hasAccounts = true }: SiteOptions = {}): Promise<Site> {
+export async function startSite({
+  data = "usual",
+  hasAccounts = true,
+}: SiteOptions = {}): Promise<Site> {
   const folder = await dataFolder(data);
-  const setupToken = 'one-time-token';
+  const setupToken = "one-time-token";
   const known = hasAccounts
-    ? Object.fromEntries(Object.entries(accounts).map(([role, { user }]) => [user, { password, role }]))
+    ? Object.fromEntries(
+        Object.entries(accounts).map(([role, { user }]) => [user, { password, role }]),
+      )
     : {};
   const server = await StandIn.start({ data: folder, accounts: known, setupToken });
   return {

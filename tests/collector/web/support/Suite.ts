@@ -1,11 +1,11 @@
 // What the browser's tests begin and end with.
 
-import { after, before } from 'node:test';
-import assert from 'node:assert/strict';
-import type { Browser, BrowserContextOptions, Page } from 'playwright-core';
-import { logIn, openPage, startBrowser, type WatchedPage } from './Browser';
-import { removeFolders } from './Collector';
-import { accounts, startSite, type Site, type SiteOptions } from './Site';
+import { after, before } from "node:test";
+import assert from "node:assert/strict";
+import type { Browser, BrowserContextOptions, Page } from "playwright-core";
+import { logIn, openPage, startBrowser, type WatchedPage } from "./Browser";
+import { removeFolders } from "./Collector";
+import { accounts, startSite, type Site, type SiteOptions } from "./Site";
 
 /** A browser and a site for the tests of a file. */
 export class Suite {
@@ -38,7 +38,10 @@ export class Suite {
   }
 
   /** A page with a session of the role. */
-  async openAs(role: keyof typeof accounts, options: BrowserContextOptions = {}): Promise<WatchedPage> {
+  async openAs(
+    role: keyof typeof accounts,
+    options: BrowserContextOptions = {},
+  ): Promise<WatchedPage> {
     const watched = await this.open(options);
     await logIn(watched.page, this.site.pages, accounts[role]);
     return watched;
@@ -54,14 +57,26 @@ export class Suite {
 }
 
 export const views = [
-  'overview', 'commands', 'file-types', 'versions', 'machines', 'intake', 'data-protection', 'users', 'audit', 'api',
+  "overview",
+  "commands",
+  "file-types",
+  "versions",
+  "machines",
+  "intake",
+  "data-protection",
+  "users",
+  "audit",
+  "api",
 ];
 
 export async function goTo(page: Page, site: Site, address: string): Promise<void> {
   await page.goto(`${site.pages}${address}`);
-  await page.locator('.content > *').first().waitFor();
+  await page.locator(".content > *").first().waitFor();
   await page.waitForFunction(() => {
-    const isBusy = document.querySelector('[aria-busy], .loading') !== null;
-    return !isBusy && [...document.querySelectorAll('.picture')].every((picture) => picture.childElementCount > 0);
+    const isBusy = document.querySelector("[aria-busy], .loading") !== null;
+    return (
+      !isBusy &&
+      [...document.querySelectorAll(".picture")].every((picture) => picture.childElementCount > 0)
+    );
   });
 }
