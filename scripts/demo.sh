@@ -3,11 +3,14 @@
 # two days with the sample logs. After each day the logs are counted into the report. Then the report
 # is sent to a test server on loopback that accepts it, refuses the next one, and takes that at the
 # second try. The collector: it starts with the reports of 2,000 simulated installations over 13
-# periods of 28 days, the sender sends it a report, and it shows what it knows.
+# periods of 28 days, the sender sends it a report, and it shows what it knows, as figures and on
+# its pages.
 #
-#   scripts/demo.sh                waits for your answer in the dialog
+#   scripts/demo.sh                waits for your answer in the dialog, and at the end leaves the
+#                                  collector running until you press Enter
 #   scripts/demo.sh --unattended   answers the dialog through its window, on a screen of its own,
-#                                  and saves screenshots; so does a demo without a screen
+#                                  and saves screenshots of it and of the pages; so does a demo
+#                                  without a screen
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -187,9 +190,22 @@ say 'pelto-collector figures commands: the ten that are used most'
   sed 's/^/    /'
 say 'pelto-collector figures intake'
 "$collector" figures intake --data "$collected" | sed 's/^/    /'
+link=$(grep -o 'http://[^ ]*/setup#.*' "$demo/collector.log")
+intake=$(awk '$1 == "intake" { print $2 }' "$demo/collector.out")
+if [ -n "$unattended" ]; then
+  say 'The pages, after the first account has been made with the one-time link'
+  quietly demo-pages node "$repo/collector/web/shoot.mjs" "$link" "$intake" \
+    "$demo/received/report-1.xml" "$demo/pages"
+  (cd "$demo" && ls pages/*.png) | column -c 80 | sed 's/^/    /'
+else
+  say 'The pages wait for you'
+  echo "    Make the first account with this link: $link"
+  echo "    What a participant sees: ${intake%/collect}/mine"
+  read -r -p '    Press Enter to end the collector. '
+fi
 kill -TERM "$server"
 wait "$server"
 say 'What the collector logged of the delivery'
-sed 's/^/    /' "$demo/collector.log"
+grep -F path=/collect "$demo/collector.log" | sed 's/^/    /'
 
 say "All files are in ${demo#"$repo"/}"
