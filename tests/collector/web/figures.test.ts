@@ -45,8 +45,7 @@ describe("The pages of the figures", () => {
   afterEach(() => suite.closePages());
 
   it("have the command’s numbers in the overview", async () => {
-    const { page } = await suite.openAs("viewer");
-    await goTo(page, suite.site, "/overview");
+    const { page } = await suite.openAs("viewer", { at: "/overview" });
     const { rows } = await figuresOf(suite.site.data, "overview");
     const cells = await tableOf(figureAt(page, 0));
     assert.ok(rows.length > 3);
@@ -57,8 +56,7 @@ describe("The pages of the figures", () => {
   });
 
   it("have the command’s numbers of commands, all of them", async () => {
-    const { page } = await suite.openAs("viewer");
-    await goTo(page, suite.site, "/commands");
+    const { page } = await suite.openAs("viewer", { at: "/commands" });
     const { rows } = await figuresOf(suite.site.data, "commands");
     const cells = await tableOf(figureAt(page, 0));
     assert.ok(rows.length > 200);
@@ -74,8 +72,7 @@ describe("The pages of the figures", () => {
   });
 
   it("have the trend of a command from the last two periods", async () => {
-    const { page } = await suite.openAs("viewer");
-    await goTo(page, suite.site, "/commands");
+    const { page } = await suite.openAs("viewer", { at: "/commands" });
     const overview = await figuresOf(suite.site.data, "overview");
     const [before, last] = overview.rows.slice(-2).map((row) => String(row.period));
     const shareIn = async (period = "") => {
@@ -96,8 +93,7 @@ describe("The pages of the figures", () => {
   });
 
   it("have the command’s numbers of file types", async () => {
-    const { page } = await suite.openAs("viewer");
-    await goTo(page, suite.site, "/file-types");
+    const { page } = await suite.openAs("viewer", { at: "/file-types" });
     const { rows } = await figuresOf(suite.site.data, "file-types");
     assert.ok(rows.length > 3);
     assert.deepEqual(
@@ -112,8 +108,7 @@ describe("The pages of the figures", () => {
   });
 
   it("have the command’s numbers of versions, by application", async () => {
-    const { page } = await suite.openAs("viewer");
-    await goTo(page, suite.site, "/versions");
+    const { page } = await suite.openAs("viewer", { at: "/versions" });
     const { rows } = await figuresOf(suite.site.data, "versions");
     const counts: string[] = [];
     for (let place = 0; place < (await page.locator("figure").count()); ++place) {
@@ -128,8 +123,7 @@ describe("The pages of the figures", () => {
   });
 
   it("have the command’s numbers of machines, a figure for each property", async () => {
-    const { page } = await suite.openAs("viewer");
-    await goTo(page, suite.site, "/machines");
+    const { page } = await suite.openAs("viewer", { at: "/machines" });
     const { rows } = await figuresOf(suite.site.data, "machines");
     const counts: string[] = [];
     for (let place = 0; place < (await page.locator("figure").count()); ++place) {
@@ -140,8 +134,7 @@ describe("The pages of the figures", () => {
   });
 
   it("have the command’s numbers of the intake, refusals by code among them", async () => {
-    const { page } = await suite.openAs("viewer");
-    await goTo(page, suite.site, "/intake");
+    const { page } = await suite.openAs("viewer", { at: "/intake" });
     const { rows } = await figuresOf(suite.site.data, "intake");
     const [row] = rows as {
       accepted: number;
@@ -167,10 +160,9 @@ describe("The pages of the figures", () => {
   });
 
   it("apply a version and a range from the address, and say so in it", async () => {
-    const { page } = await suite.openAs("viewer");
+    const { page } = await suite.openAs("viewer", { at: "/commands" });
     const overview = await figuresOf(suite.site.data, "overview");
     const [from, to] = [overview.rows[1], overview.rows[3]].map((row) => String(row?.period));
-    await goTo(page, suite.site, "/commands");
     const versions = page.getByLabel("Version");
     const version = (await versions.locator("option").nth(1).getAttribute("value")) ?? "";
     await versions.selectOption(version);
@@ -216,8 +208,7 @@ describe("The pages of the figures", () => {
   });
 
   it("search and rank commands", async () => {
-    const { page } = await suite.openAs("viewer");
-    await goTo(page, suite.site, "/commands");
+    const { page } = await suite.openAs("viewer", { at: "/commands" });
     const figure = figureAt(page, 0);
     await figure.getByRole("searchbox").fill("wall");
     const cells = await tableOf(figure);
@@ -234,8 +225,7 @@ describe("The pages of the figures", () => {
   });
 
   it("sort tables by their headings", async () => {
-    const { page } = await suite.openAs("viewer");
-    await goTo(page, suite.site, "/commands");
+    const { page } = await suite.openAs("viewer", { at: "/commands" });
     const figure = figureAt(page, 0);
     await tableOf(figure);
     const heading = figure.getByRole("columnheader", { name: "Installations" });
@@ -252,10 +242,10 @@ describe("The pages of the figures", () => {
   });
 
   it("give CSV as a file and JSON, with the filter", async () => {
-    const { page, context } = await suite.openAs("viewer");
     const { rows } = await figuresOf(suite.site.data, "versions");
     const version = String(rows.at(-1)?.version);
-    await goTo(page, suite.site, `/file-types?version=${version}`);
+    const at = `/file-types?version=${version}`;
+    const { page, context } = await suite.openAs("viewer", { at });
     const download = page.waitForEvent("download");
     await page.getByRole("link", { name: /^CSV/ }).click();
     const file = await (await download).path();
@@ -283,8 +273,7 @@ describe("The pages of the figures", () => {
   });
 
   it("say how many rows are withheld, and why", async () => {
-    const { page } = await suite.openAs("viewer");
-    await goTo(page, suite.site, "/commands");
+    const { page } = await suite.openAs("viewer", { at: "/commands" });
     const { withheld } = await figuresOf(suite.site.data, "commands");
     assert.ok(withheld.rows > 1);
     await page
@@ -334,11 +323,10 @@ describe("The pages of the figures", () => {
   });
 
   it("open under the address of another day of the range, widened as the server does", async () => {
-    const { page } = await suite.openAs("viewer");
     const overview = await figuresOf(suite.site.data, "overview");
     const period = String(overview.rows[2]?.period);
     const day = new Date(Date.parse(period) + 10 * 86_400_000).toISOString().slice(0, 10);
-    await goTo(page, suite.site, `/overview?from=${day}`);
+    const { page } = await suite.openAs("viewer", { at: `/overview?from=${day}` });
     assert.equal(await page.getByLabel("From").inputValue(), period);
     const { rows } = await figuresOf(suite.site.data, "overview", "--from", day);
     assert.equal((await tableOf(figureAt(page, 0))).length, rows.length);
@@ -350,8 +338,7 @@ describe("Several products", () => {
   afterEach(() => suite.closePages());
 
   it("are chosen in the filter, and each has figures of its own", async () => {
-    const { page } = await suite.openAs("viewer");
-    await goTo(page, suite.site, "/overview");
+    const { page } = await suite.openAs("viewer", { at: "/overview" });
     for (const product of ["designer", "viewer"]) {
       await page.getByLabel("Product").selectOption(product);
       await page.waitForURL(/product=/);

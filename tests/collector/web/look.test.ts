@@ -11,8 +11,7 @@ import type { AxeResults } from "axe-core";
 import type { BrowserContextOptions, Page } from "playwright-core";
 import { settled } from "./support/Browser";
 import { reportFile, reportText } from "./support/Report";
-import { accounts } from "./support/Site";
-import { pagesFolder } from "./support/StandIn";
+import { accounts, pagesFolder } from "./support/Site";
 import { goTo, Suite, views } from "./support/Suite";
 
 const axe = createRequire(import.meta.url).resolve("axe-core/axe.min.js");
@@ -134,8 +133,7 @@ describe("Every page", () => {
   });
 
   it("prints light, without controls, and with the filter in words", async () => {
-    const { page } = await suite.openAs("viewer", { colorScheme: "dark" });
-    await goTo(page, suite.site, "/overview");
+    const { page } = await suite.openAs("viewer", { at: "/overview", colorScheme: "dark" });
     await page.emulateMedia({ media: "print", colorScheme: "dark" });
     assert.equal(
       await page.evaluate(() => getComputedStyle(document.documentElement).backgroundColor),
@@ -203,9 +201,28 @@ describe("Every page", () => {
     assert.equal(outline, "solid 2px");
   });
 
+  it("is in the program as it was built", async () => {
+    const { pages, intake } = suite.site;
+    const files = new Map([
+      [`${pages}/`, "index.html"],
+      [`${intake}/mine`, "mine.html"],
+    ]);
+    for (const name of await readdir(path.join(pagesFolder, "assets"))) {
+      files.set(`${pages}/assets/${name}`, `assets/${name}`);
+      files.set(`${intake}/mine/assets/${name}`, `assets/${name}`);
+    }
+    for (const [address, file] of files) {
+      const response = await fetch(address);
+      assert.equal(response.status, 200, address);
+      const built = await readFile(path.join(pagesFolder, file));
+      assert.ok(built.equals(Buffer.from(await response.arrayBuffer())), address);
+    }
+  });
+
   it("has no script or style in its document", async () => {
-    for (const name of ["index.html", "mine.html"]) {
-      const text = await readFile(path.join(pagesFolder, name), "utf8");
+    for (const address of [`${suite.site.pages}/`, `${suite.site.intake}/mine`]) {
+      const text = await (await fetch(address)).text();
+      assert.match(text, /<script /);
       assert.doesNotMatch(text, /<script(?![^>]*\bsrc=)|<style|\sstyle=|\son\w+=/);
     }
   });

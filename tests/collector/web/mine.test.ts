@@ -3,37 +3,27 @@
 import assert from "node:assert/strict";
 import { afterEach, describe, it } from "node:test";
 import { collector } from "./support/Collector";
+import { deliver } from "./support/Delivery";
 import { reportFile, reportText } from "./support/Report";
 import { Suite } from "./support/Suite";
 
-async function someInstallation(
-  data: string,
-): Promise<{ installation: string; deliveries: number }> {
-  const lines = (await collector("export", "--data", data))
-    .split("\n")
-    .filter((line) => line !== "");
-  const installations = lines.map(
-    (line) => (JSON.parse(line) as { installation: string }).installation,
-  );
-  const [installation = ""] = installations;
-  return {
-    installation,
-    deliveries: installations.filter((entry) => entry === installation).length,
-  };
-}
-
 describe("The page of those who take part", () => {
-  const suite = new Suite();
+  const suite = new Suite({ data: "empty" });
   afterEach(() => suite.closePages());
 
   it("shows what is kept, erases it when that is confirmed, and gives the receipt", async () => {
-    const { installation, deliveries } = await someInstallation(suite.site.data);
+    const installation = "0b8a7e06-0d1c-4d8f-9d8e-3a2b7f0c55aa";
+    await deliver(suite.site.intake, reportText({ installation }));
+    await deliver(suite.site.intake, reportText({ installation: "somebody else" }));
     const { page } = await suite.open();
     await page.goto(`${suite.site.intake}/mine`);
     await page.getByRole("textbox").fill(`  ${installation} `);
     await page.getByRole("button", { name: "Show what is kept" }).click();
-    await page.getByRole("heading", { name: /reports? (is|are) kept/ }).waitFor();
-    assert.equal(await page.locator("tbody tr").count(), deliveries);
+    await page.getByRole("heading", { name: "1 report is kept, and an e-mail address" }).waitFor();
+    assert.deepEqual(
+      (await page.locator("tbody tr").locator("th, td").allTextContents()).slice(1),
+      ["default", "1.0.0.0", "2", "1", "kept"],
+    );
 
     await page.getByRole("button", { name: "Erase all of it…" }).click();
     await page.getByRole("dialog").getByRole("button", { name: "Cancel" }).click();
@@ -48,6 +38,7 @@ describe("The page of those who take part", () => {
       await collector("export", "--data", suite.site.data, "--installation", installation),
       "",
     );
+    assert.match(await collector("export", "--data", suite.site.data), /somebody else/);
     const download = page.waitForEvent("download");
     await page.getByRole("button", { name: "Download the receipt" }).click();
     await collector("erase", "--data", suite.site.data, "--verify", await (await download).path());

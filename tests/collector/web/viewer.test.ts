@@ -8,7 +8,7 @@ import { pathToFileURL } from "node:url";
 import type { Page } from "playwright-core";
 import { settled, type WatchedPage } from "./support/Browser";
 import { reportFile, reportText } from "./support/Report";
-import { pagesFolder } from "./support/StandIn";
+import { pagesFolder } from "./support/Site";
 import { Suite } from "./support/Suite";
 
 const address = pathToFileURL(path.join(pagesFolder, "viewer.html")).href;

@@ -1,8 +1,5 @@
 // Chromium, and pages that note what must not happen on them.
 
-import { mkdtemp, rm } from "node:fs/promises";
-import os from "node:os";
-import path from "node:path";
 import {
   chromium,
   type Browser,
@@ -22,11 +19,19 @@ const flags = [
   "--disable-sync",
 ];
 
-export function startBrowser(): Promise<Browser> {
-  return chromium.launch({
+let browser: Promise<Browser> | null = null;
+
+/** The browser of this process's tests. It goes with `closeBrowser`. */
+function theBrowser(): Promise<Browser> {
+  browser ??= chromium.launch({
     executablePath: process.env.PELTO_CHROMIUM ?? "/usr/bin/chromium",
     args: flags,
   });
+  return browser;
+}
+
+export async function closeBrowser(): Promise<void> {
+  await (await browser)?.close();
 }
 
 /** A page, and what went wrong on it: errors, violations of the policy, requests to other hosts. */
@@ -38,11 +43,10 @@ export interface WatchedPage {
   requests: string[];
 }
 
-export async function openPage(
-  browser: Browser,
-  options: BrowserContextOptions = {},
-): Promise<WatchedPage> {
-  const context = await browser.newContext({
+export async function openPage(options: BrowserContextOptions = {}): Promise<WatchedPage> {
+  const context = await (
+    await theBrowser()
+  ).newContext({
     viewport: { width: 1280, height: 900 },
     locale: "en-US",
     timezoneId: "UTC",
@@ -71,6 +75,20 @@ export async function openPage(
   return { page, context, faults, requests };
 }
 
+/** Gives the context a session, as logging in does. */
+export async function beginSession(
+  context: BrowserContext,
+  pages: string,
+  account: Account,
+): Promise<void> {
+  const response = await context.request.post(`${pages}/api/v1/session`, {
+    data: account,
+    headers: { Origin: pages },
+  });
+  if (!response.ok()) throw new Error(`log-in: ${await response.text()}`);
+}
+
+/** Logs in as a user does. */
 export async function logIn(page: Page, pages: string, account: Account): Promise<void> {
   await page.goto(`${pages}/login`);
   await page.getByLabel("User").fill(account.user);
@@ -87,13 +105,4 @@ export async function settled(page: Page): Promise<void> {
     const pictures = [...document.querySelectorAll(".picture")];
     return !isBusy && pictures.every((picture) => picture.childElementCount > 0);
   });
-}
-
-export function temporaryFile(
-  name: string,
-): Promise<{ file: string; remove: () => Promise<void> }> {
-  return mkdtemp(path.join(os.tmpdir(), "pelto-web-")).then((folder) => ({
-    file: path.join(folder, name),
-    remove: () => rm(folder, { recursive: true, force: true }),
-  }));
 }

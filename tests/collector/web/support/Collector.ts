@@ -1,174 +1,111 @@
-// The built collector, and data folders made with it.
+// The built collector: its commands, and the server.
 
-import { execFile, spawn } from "node:child_process";
-import { once } from "node:events";
-import { cp, mkdtemp, readFile, rm, writeFile } from "node:fs/promises";
-import os from "node:os";
+import { execFile, spawn, type ChildProcess } from "node:child_process";
 import path from "node:path";
 import { createInterface } from "node:readline";
-import { promisify } from "node:util";
+import { removeAtExit } from "./Temporary";
 
 export const repository = process.env.PELTO_REPO ?? process.cwd();
 const binary =
   process.env.PELTO_COLLECTOR ?? path.join(repository, "build/collector/pelto-collector");
-const execute = promisify(execFile);
 
 /** What a command prints. Throws what it says on standard error if it fails. */
-export async function collector(...options: string[]): Promise<string> {
-  try {
-    const { stdout } = await execute(binary, options, { maxBuffer: 1 << 30 });
-    return stdout;
-  } catch (error) {
-    const { stderr, code } = error as { stderr?: string; code?: number };
-    throw new CommandError(
-      (stderr ?? String(error)).replace(/^pelto-collector: /, "").trim(),
-      code ?? -1,
-    );
-  }
+export function collector(...options: string[]): Promise<string> {
+  return collectorWith("", ...options);
 }
 
-export class CommandError extends Error {
-  constructor(
-    message: string,
-    readonly code: number,
+/** The same, with text on the command's standard input. */
+export function collectorWith(input: string, ...options: string[]): Promise<string> {
+  return new Promise((resolve, reject) => {
+    const child = execFile(binary, options, { maxBuffer: 1 << 30 }, (error, stdout, stderr) => {
+      if (error) reject(new Error(stderr.trim() || error.message));
+      else resolve(stdout);
+    });
+    // A command that does not read its input can end before it is written.
+    child.stdin?.on("error", () => undefined);
+    child.stdin?.end(input);
+  });
+}
+
+/** A server that a test started. Its addresses have no slash at their ends. */
+export class Server {
+  pages = "";
+  intake = "";
+  /** The latest lines of standard error, for a failure's message. */
+  private readonly log: string[] = [];
+  private readonly ended: Promise<unknown>;
+
+  private constructor(
+    private readonly child: ChildProcess,
+    private readonly atExit: { forget: () => void },
   ) {
-    super(message);
+    // A program that cannot be started closes, too.
+    child.on("error", (error) => this.log.push(error.message));
+    this.ended = new Promise((resolve) => child.once("close", resolve));
   }
-}
 
-export type DataName = "usual" | "two products" | "empty" | "few" | "many commands";
-
-const folders = new Map<DataName, Promise<string>>();
-let root: Promise<string> | null = null;
-
-function temporaryFolder(): Promise<string> {
-  root ??= mkdtemp(path.join(os.tmpdir(), "pelto-web-"));
-  return root;
-}
-
-/** A copy of a data folder, for a test of its own. It goes with `removeFolders`. */
-export async function dataFolder(name: DataName): Promise<string> {
-  let made = folders.get(name);
-  if (!made) {
-    made = makeFolder(name);
-    folders.set(name, made);
-  }
-  const copy = await mkdtemp(path.join(await temporaryFolder(), "copy-"));
-  await cp(await made, copy, { recursive: true });
-  return copy;
-}
-
-export async function removeFolders(): Promise<void> {
-  if (root) await rm(await root, { recursive: true, force: true });
-  root = null;
-  folders.clear();
-}
-
-async function makeFolder(name: DataName): Promise<string> {
-  const folder = await mkdtemp(path.join(await temporaryFolder(), "data-"));
-  switch (name) {
-    case "usual":
-      await importFleet(folder, "default", 300, 6);
-      await refuseSome(folder);
-      break;
-    case "two products":
-      await importFleet(folder, "designer", 200, 4);
-      await importFleet(folder, "viewer", 60, 3);
-      break;
-    case "few":
-      await importFleet(folder, "default", 3, 2);
-      break;
-    case "many commands":
-      await importManyCommands(folder);
-      break;
-    case "empty":
-      await collector("figures", "overview", "--data", folder);
-      break;
-  }
-  return folder;
-}
-
-async function importFleet(
-  folder: string,
-  product: string,
-  installations: number,
-  periods: number,
-): Promise<void> {
-  const lines = path.join(folder, "fleet.ndjson");
-  const truth = path.join(folder, "truth.json");
-  // The last period ended before this day, whatever day it is.
-  await collector(
-    "fleet",
-    "--installations",
-    String(installations),
-    "--periods",
-    String(periods),
-    "--seed",
-    "7",
-    "--until",
-    "2026-03-22",
-    "--ndjson",
-    lines,
-    "--truth",
-    truth,
-  );
-  if (product !== "default") {
-    const text = await readFile(lines, "utf8");
-    await writeFile(lines, text.replaceAll('"product":"default"', `"product":"${product}"`));
-  }
-  await collector("import", lines, "--data", folder);
-  await rm(lines);
-  await rm(truth);
-}
-
-/** 20,000 commands, each of six installations. */
-async function importManyCommands(folder: string): Promise<void> {
-  const commands = Array.from({ length: 20_000 }, (_, place) => ({
-    name: `Command ${place + 1}`,
-    uses: 30_000 - place,
-    order: place + 1,
-  }));
-  const lines = Array.from({ length: 6 }, (_, place) =>
-    JSON.stringify({
-      received: "2026-03-01T10:00:00Z",
-      product: "default",
-      id: `00000000-0000-4000-8000-00000000000${place}`,
-      installation: `installation-${place}`,
-      application: "Example Designer",
-      version: "1.0.0.0",
-      replaced: false,
-      commands,
-      file_types: [],
-      machine: [],
-    }),
-  );
-  const file = path.join(folder, "commands.ndjson");
-  await writeFile(file, `${lines.join("\n")}\n`);
-  await collector("import", file, "--data", folder);
-  await rm(file);
-}
-
-/** Deliveries that a server refuses for several reasons. */
-async function refuseSome(folder: string): Promise<void> {
-  const server = spawn(
-    binary,
-    ["serve", "--data", folder, "--intake", "127.0.0.1:0", "--pages", "127.0.0.1:0"],
-    { stdio: ["ignore", "pipe", "ignore"] },
-  );
-  const ended = once(server, "exit");
-  try {
-    let intake = "";
-    for await (const line of createInterface(server.stdout)) {
-      if (line.startsWith("intake ")) intake = line.slice("intake ".length);
-      if (line === "ready") break;
+  /** Starts it, and waits until it listens. */
+  static async start(data: string, ...options: string[]): Promise<Server> {
+    const anywhere = ["--intake", "127.0.0.1:0", "--pages", "127.0.0.1:0"];
+    const child = spawn(binary, ["serve", "--data", data, ...anywhere, ...options], {
+      stdio: ["ignore", "pipe", "pipe"],
+    });
+    const server = new Server(
+      child,
+      removeAtExit(() => child.kill("SIGKILL")),
+    );
+    createInterface(child.stderr).on("line", (line) => {
+      server.log.push(line);
+      if (server.log.length > 100) server.log.shift();
+    });
+    try {
+      await server.readAddresses(createInterface(child.stdout));
+    } catch (error) {
+      await server.kill();
+      throw error;
     }
-    const empty = new FormData();
-    empty.set("peltorpt", "QQ==");
-    for (let count = 0; count < 3; ++count)
-      await fetch(intake, { method: "POST", body: "no form" });
-    await fetch(intake, { method: "POST", body: empty });
-  } finally {
-    server.kill("SIGTERM");
-    await ended;
+    return server;
+  }
+
+  /** What matches on standard error, once it is there. */
+  async logged(pattern: RegExp): Promise<string> {
+    for (const end = Date.now() + 10_000; Date.now() < end;) {
+      for (const line of this.log) {
+        const match = pattern.exec(line);
+        if (match) return match[0];
+      }
+      await new Promise((resolve) => setTimeout(resolve, 20));
+    }
+    throw this.failure(`no line matches ${pattern.source}`);
+  }
+
+  /** Ends it as an operator does, and fails if it does not end well. */
+  async stop(): Promise<void> {
+    this.child.kill("SIGTERM");
+    const timer = setTimeout(() => this.child.kill("SIGKILL"), 20_000);
+    await this.ended;
+    clearTimeout(timer);
+    this.atExit.forget();
+    if (this.child.exitCode !== 0) throw this.failure("the server did not end well");
+  }
+
+  private async readAddresses(lines: AsyncIterable<string>): Promise<void> {
+    for await (const line of lines) {
+      const [, name, address] = /^(intake|pages) (http:\/\/[\d.]+:\d+)\//.exec(line) ?? [];
+      if (name === "intake") this.intake = address ?? "";
+      if (name === "pages") this.pages = address ?? "";
+      if (line === "ready") return;
+    }
+    throw this.failure("the server did not start");
+  }
+
+  private async kill(): Promise<void> {
+    this.child.kill("SIGKILL");
+    await this.ended;
+    this.atExit.forget();
+  }
+
+  private failure(message: string): Error {
+    return new Error([message, ...this.log.slice(-10)].join("\n"));
   }
 }

@@ -3,7 +3,8 @@
 export interface ReportParts {
   commands?: string;
   machine?: string;
-  rest?: string;
+  installation?: string;
+  email?: string;
 }
 
 /** A report's text; all of its parts can be replaced. */
@@ -21,13 +22,15 @@ export function reportText(parts: ReportParts = {}): string {
     </ftype_stat>
     <sys_info>
         ${parts.machine ?? '<prop name="AdapterRAM" cat="Video Card">-1048576</prop>\n        <prop name="Locale" cat="OS">0407</prop>\n        <prop name="MACAddress" cat="Adapter">02:fc:00:00:00:01</prop>'}
-        <prop name="ID">22c7f48c-bad7-430c-a9c2-cc811bf1761d</prop>
+        <prop name="ID">${parts.installation ?? "22c7f48c-bad7-430c-a9c2-cc811bf1761d"}</prop>
     </sys_info>
     <app_info>
         <prop name="app_name">Example Designer</prop>
         <prop name="app_ver">1.0.0.0</prop>
     </app_info>
-    ${parts.rest ?? '<cust_info>\n        <prop name="Email">user@example.com</prop>\n    </cust_info>'}
+    <cust_info>
+        <prop name="Email">${parts.email ?? "user@example.com"}</prop>
+    </cust_info>
 </PeltoRpt>
 `;
 }

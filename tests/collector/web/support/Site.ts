@@ -1,8 +1,13 @@
-// What the browser's tests talk to: addresses and accounts. Which server is there is decided here
-// and nowhere else.
+// What the browser's tests talk to: a server with data and accounts.
 
-import { dataFolder, type DataName } from "./Collector";
-import { StandIn } from "./StandIn";
+import { mkdir } from "node:fs/promises";
+import path from "node:path";
+import { collectorWith, repository, Server } from "./Collector";
+import { dataSets, type DataName } from "./Data";
+import { temporaryFolder } from "./Temporary";
+
+/** The pages as they were built; the program has the same in it. */
+export const pagesFolder = process.env.PELTO_WEB ?? path.join(repository, "build/web");
 
 export interface Account {
   user: string;
@@ -23,7 +28,7 @@ export interface Site {
   intake: string;
   /** The data folder, for the collector's commands. */
   data: string;
-  /** The one-time link; it works on a site that has no accounts. */
+  /** The one-time link that a server without accounts prints; else empty. */
   setupLink: string;
   stop: () => Promise<void>;
 }
@@ -34,22 +39,39 @@ export interface SiteOptions {
 }
 
 export async function startSite({
-  data = "usual",
+  data: name = "usual",
   hasAccounts = true,
 }: SiteOptions = {}): Promise<Site> {
-  const folder = await dataFolder(data);
-  const setupToken = "one-time-token";
-  const known = hasAccounts
-    ? Object.fromEntries(
-        Object.entries(accounts).map(([role, { user }]) => [user, { password, role }]),
-      )
-    : {};
-  const server = await StandIn.start({ data: folder, accounts: known, setupToken });
-  return {
-    pages: server.pagesUrl,
-    intake: server.intakeUrl,
-    data: folder,
-    setupLink: `${server.pagesUrl}/setup#${setupToken}`,
-    stop: () => server.stop(),
+  const { folder, remove } = await temporaryFolder();
+  const data = path.join(folder, "data");
+  const set = dataSets[name];
+  let server: Server | null = null;
+  const stop = async () => {
+    try {
+      await server?.stop();
+    } finally {
+      await remove();
+    }
   };
+  try {
+    await mkdir(data);
+    await set.fill?.(data, folder);
+    if (hasAccounts) await addAccounts(data);
+    server = await Server.start(data, ...(set.options ?? []));
+    await set.deliver?.(server.intake);
+    const setupLink = hasAccounts ? "" : await server.logged(/http:\S+\/setup#\S+/);
+    return { pages: server.pages, intake: server.intake, data, setupLink, stop };
+  } catch (error) {
+    await stop();
+    throw error;
+  }
+}
+
+async function addAccounts(data: string): Promise<void> {
+  for (const [role, { user }] of Object.entries(accounts)) {
+    await collectorWith(
+      `${password}\n`,
+      ...["user", "add", user, "--role", role, "--password-stdin", "--data", data],
+    );
+  }
 }

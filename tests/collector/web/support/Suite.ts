@@ -2,27 +2,22 @@
 
 import { after, before } from "node:test";
 import assert from "node:assert/strict";
-import type { Browser, BrowserContextOptions, Page } from "playwright-core";
-import { logIn, openPage, startBrowser, type WatchedPage } from "./Browser";
-import { removeFolders } from "./Collector";
+import type { BrowserContextOptions, Page } from "playwright-core";
+import { beginSession, closeBrowser, openPage, settled, type WatchedPage } from "./Browser";
 import { accounts, startSite, type Site, type SiteOptions } from "./Site";
 
-/** A browser and a site for the tests of a file. */
+after(closeBrowser);
+
+/** A site for the tests of a group. */
 export class Suite {
   private runningSite: Site | null = null;
-  private browser: Browser | null = null;
   private readonly opened: WatchedPage[] = [];
 
   constructor(options: SiteOptions = {}) {
     before(async () => {
       this.runningSite = await startSite(options);
-      this.browser = await startBrowser();
     });
-    after(async () => {
-      await this.browser?.close();
-      await this.runningSite?.stop();
-      await removeFolders();
-    });
+    after(() => this.runningSite?.stop());
   }
 
   get site(): Site {
@@ -31,28 +26,30 @@ export class Suite {
   }
 
   async open(options: BrowserContextOptions = {}): Promise<WatchedPage> {
-    assert.ok(this.browser);
-    const watched = await openPage(this.browser, options);
+    const watched = await openPage(options);
     this.opened.push(watched);
     return watched;
   }
 
-  /** A page with a session of the role. */
+  /** A page with a session of the role, at an address of the site. */
   async openAs(
     role: keyof typeof accounts,
-    options: BrowserContextOptions = {},
+    { at = "/overview", ...options }: BrowserContextOptions & { at?: string } = {},
   ): Promise<WatchedPage> {
     const watched = await this.open(options);
-    await logIn(watched.page, this.site.pages, accounts[role]);
+    await beginSession(watched.context, this.site.pages, accounts[role]);
+    await goTo(watched.page, this.site, at);
     return watched;
   }
 
   /** Closes the pages of a test, and fails if something went wrong on one of them. */
   async closePages(): Promise<void> {
-    for (const { context, faults } of this.opened.splice(0)) {
-      await context.close();
-      assert.deepEqual(faults, []);
-    }
+    const pages = this.opened.splice(0);
+    for (const { context } of pages) await context.close();
+    assert.deepEqual(
+      pages.flatMap(({ faults }) => faults),
+      [],
+    );
   }
 }
 
@@ -72,11 +69,5 @@ export const views = [
 export async function goTo(page: Page, site: Site, address: string): Promise<void> {
   await page.goto(`${site.pages}${address}`);
   await page.locator(".content > *").first().waitFor();
-  await page.waitForFunction(() => {
-    const isBusy = document.querySelector("[aria-busy], .loading") !== null;
-    return (
-      !isBusy &&
-      [...document.querySelectorAll(".picture")].every((picture) => picture.childElementCount > 0)
-    );
-  });
+  await settled(page);
 }
