@@ -1,8 +1,12 @@
-// Runs the tests: node test.mjs [unit|browser] [PATTERN]. The browser's need the built pages, the
-// collector's binary (PELTO_COLLECTOR) and Chromium.
+// Runs the tests: node test.mjs [unit|browser] [PATTERN]. The browser's need the built pages
+// (PELTO_WEB; build/web without it), the collector's binary with the same pages in it
+// (PELTO_COLLECTOR; build/collector/pelto-collector without it) and Chromium. Writes
+// "PASSED FAILED" into the file PELTO_COUNTS, if that names one.
 
-import { spawnSync } from 'node:child_process';
-import { mkdir, readdir, rm } from 'node:fs/promises';
+import { spawn } from 'node:child_process';
+import { once } from 'node:events';
+import { mkdir, mkdtemp, readdir, rm } from 'node:fs/promises';
+import os from 'node:os';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import * as esbuild from 'esbuild';
@@ -10,8 +14,6 @@ import * as esbuild from 'esbuild';
 const here = path.dirname(fileURLToPath(import.meta.url));
 const root = path.join(here, '../..');
 const tests = path.join(root, 'tests/collector/web');
-// Packages are found from here, and nothing of it is kept.
-const out = path.join(here, 'node_modules/.cache/tests');
 
 const [kind = 'all', pattern = ''] = process.argv.slice(2);
 const folders = { unit: ['unit'], browser: ['.'], all: ['unit', '.'] }[kind];
@@ -26,28 +28,54 @@ for (const folder of folders) {
 }
 if (files.length === 0) throw new Error('no test has this name');
 
-await rm(out, { recursive: true, force: true });
-await mkdir(out, { recursive: true });
-await esbuild.build({
-  entryPoints: files,
-  bundle: true,
-  platform: 'node',
-  target: 'node18',
-  format: 'esm',
-  outdir: out,
-  outbase: tests,
-  outExtension: { '.js': '.mjs' },
-  alias: { '@pages': path.join(here, 'src') },
-  external: ['playwright-core', 'axe-core'],
-  sourcemap: 'inline',
-  logLevel: 'warning',
-});
+// Packages are found from below here.
+const cache = path.join(here, 'node_modules/.cache');
+await mkdir(cache, { recursive: true });
+const out = await mkdtemp(path.join(cache, 'tests-'));
+// A browser that is killed leaves its files, so all of them are in one folder.
+const scratch = await mkdtemp(path.join(os.tmpdir(), 'pelto-pages-'));
+try {
+  process.exitCode = await run(await bundle());
+} finally {
+  for (const folder of [out, scratch]) await rm(folder, { recursive: true, force: true });
+}
 
-const bundles = files.map((file) =>
-  path.join(out, path.relative(tests, file).replace(/\.ts$/, '.mjs')),
-);
-const run = spawnSync(process.execPath, ['--enable-source-maps', '--test', ...bundles], {
-  stdio: 'inherit',
-  env: { ...process.env, PELTO_REPO: root },
-});
-process.exitCode = run.status ?? 1;
+/** The tests as files that Node runs. */
+async function bundle() {
+  await esbuild.build({
+    entryPoints: files,
+    bundle: true,
+    platform: 'node',
+    target: 'node18',
+    format: 'esm',
+    outdir: out,
+    outbase: tests,
+    outExtension: { '.js': '.mjs' },
+    alias: { '@pages': path.join(here, 'src') },
+    external: ['playwright-core', 'axe-core'],
+    sourcemap: 'inline',
+    logLevel: 'warning',
+  });
+  return files.map((file) => path.join(out, path.relative(tests, file).replace(/\.ts$/, '.mjs')));
+}
+
+/** The runner's exit code. */
+async function run(bundles) {
+  const reporters = [['spec', 'stdout']];
+  if (process.env.PELTO_COUNTS)
+    reporters.push([path.join(here, 'counts.mjs'), path.resolve(process.env.PELTO_COUNTS)]);
+  const options = reporters.flatMap(([reporter, destination]) => [
+    `--test-reporter=${reporter}`,
+    `--test-reporter-destination=${destination}`,
+  ]);
+  const runner = spawn(
+    process.execPath,
+    ['--enable-source-maps', '--test', ...options, ...bundles],
+    { stdio: 'inherit', env: { ...process.env, PELTO_REPO: root, TMPDIR: scratch } },
+  );
+  // It ends the tests, and these what they started.
+  for (const signal of ['SIGINT', 'SIGTERM', 'SIGHUP'])
+    process.on(signal, () => runner.kill('SIGTERM'));
+  const [code] = await once(runner, 'exit');
+  return code ?? 1;
+}
