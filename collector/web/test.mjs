@@ -70,7 +70,7 @@ async function run(bundles) {
   ]);
   const runner = spawn(
     process.execPath,
-    ['--enable-source-maps', '--test', ...options, ...bundles],
+    ['--enable-source-maps', '--test', '--test-concurrency=2', ...options, ...bundles],
     { stdio: 'inherit', env: { ...process.env, PELTO_REPO: root, TMPDIR: scratch } },
   );
   // It ends the tests, and these what they started.
