@@ -5,9 +5,10 @@
 #   scripts/test.sh            everything
 #   scripts/test.sh STEP...    some steps: format shell spelling docs pages native fuzz collector
 #                              clang tidy windows e2e together
-#   scripts/test.sh threads    a step that is not part of everything: the collector's storage and
-#                              server, and its end-to-end tests, under the thread sanitizer (about
-#                              10 minutes)
+#   scripts/test.sh browser    not part of everything: the collector's pages in Chromium (3 minutes,
+#                              and as long to build the collector)
+#   scripts/test.sh threads    not part of everything: the collector's storage and server, and its
+#                              end-to-end tests, under the thread sanitizer (about 10 minutes)
 #   scripts/test.sh --built STEP...
 #                              the steps windows and e2e with what is built already: installs and
 #                              builds nothing
@@ -140,6 +141,12 @@ run_e2e() {
   count $counts
 }
 
+# run_pages NAME KIND: the tests of the pages of that kind.
+run_pages() {
+  # shellcheck disable=SC2016 # the arguments of that shell
+  run_e2e "$1" bash -c 'PELTO_COUNTS=$2 exec npm --prefix collector/web run --silent test "$1"' - "$2"
+}
+
 step_e2e() {
   say 'End to end (about 2 minutes)'
   start_wine || count 0 1
@@ -160,7 +167,13 @@ step_pages() {
   check build-pages scripts/pages.sh
   check types npm --prefix collector/web run --silent check
   check lint npm --prefix collector/web run --silent lint
-  check pages-unit npm --prefix collector/web run --silent test unit
+  run_pages pages-unit unit
+}
+
+step_browser() {
+  say 'The pages in a browser (about 3 minutes)'
+  check build-collector scripts/build.sh collector
+  run_pages pages-browser browser
 }
 
 step_threads() {

@@ -12,7 +12,7 @@ from xml.sax.saxutils import escape, quoteattr
 
 BOUNDARY = "AaB03x5fs1045fcc7"
 # Seconds. Some sanitizers take longer.
-PATIENCE = float(os.environ.get("PELTO_PATIENCE", "30"))
+PATIENCE = float(os.environ.get("PELTO_PATIENCE", "120"))
 
 
 @dataclass
