@@ -86,8 +86,8 @@ Response list_contacts(const ApiCall& call) {
   const bool is_csv = wants_csv(call);
   const std::string product = find_product(call.context.storage, call.value("product"));
   const std::vector<Contact> contacts = call.context.storage.contacts(product);
+  call.note(Action::export_data, "e-mail addresses of " + product);
   if (is_csv) {
-    call.note(Action::export_data, "e-mail addresses of " + product);
     Table table{{"address", "received"}};
     for (const Contact& contact : contacts) {
       table.rows.push_back({contact.address, format_time(contact.received)});
