@@ -240,9 +240,11 @@ let setupToken = '';
 async function show(): Promise<void> {
   const page = ++shownPage;
   if (location.pathname === '/setup' && !session) {
-    setupToken ||= location.hash.slice(1);
-    // The token is for one use, and the browser's history is kept for long.
-    if (location.hash) history.replaceState(null, '', '/setup');
+    if (location.hash) {
+      setupToken = location.hash.slice(1);
+      // The token is for one use, and the browser's history is kept for long.
+      history.replaceState(null, '', '/setup');
+    }
     showEntrance(
       setUp(setupToken, (entered) => {
         setupToken = '';

@@ -83,10 +83,10 @@ export function codePageOfLocale(locale: string): string {
 function localeOf(bytes: Uint8Array): string {
   const text = new TextDecoder('windows-1252').decode(bytes);
   for (const [, attributes = '', value = ''] of text.matchAll(
-    /<prop\s([^<>]*)>\s*([^<>]*?)\s*<\/prop>/g,
+    /<prop\s([^<>]*)>([^<>]*)<\/prop>/g,
   )) {
     if (/\bname\s*=\s*["']Locale["']/.test(attributes) && /\bcat\s*=\s*["']OS["']/.test(attributes))
-      return value;
+      return value.trim();
   }
   return '';
 }

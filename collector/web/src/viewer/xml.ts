@@ -19,7 +19,13 @@ const markup =
   /<(?:\?[^]*?\?>|!--[^]*?-->|!\[CDATA\[([^]*?)\]\]>|\/([^\s<>/]+)\s*>|([^\s<>/!?'"=]+)((?:\s+[^\s<>/'"=]+\s*=\s*(?:"[^"<]*"|'[^'<]*'))*)\s*(\/?)>)/y;
 const attribute = /([^\s<>/'"=]+)\s*=\s*(?:"([^"<]*)"|'([^'<]*)')/g;
 
-const named: Record<string, string> = { lt: '<', gt: '>', amp: '&', quot: '"', apos: "'" };
+const named = new Map([
+  ['lt', '<'],
+  ['gt', '>'],
+  ['amp', '&'],
+  ['quot', '"'],
+  ['apos', "'"],
+]);
 const notShown = '\uFFFD';
 
 function characterOf(number: number): string {
@@ -36,7 +42,7 @@ function withoutReferences(text: string): string {
     (reference, hexadecimal?: string, decimal?: string, name?: string) => {
       if (hexadecimal !== undefined) return characterOf(Number.parseInt(hexadecimal, 16));
       if (decimal !== undefined) return characterOf(Number.parseInt(decimal, 10));
-      return named[name ?? ''] ?? reference;
+      return named.get(name ?? '') ?? reference;
     },
   );
 }

@@ -21,6 +21,8 @@ describe("The code page of a report", () => {
     const text =
       '<PeltoRpt><sys_info><prop name="Locale" cat="OS">0419</prop></sys_info></PeltoRpt>';
     assert.equal(codePageOf(encoder.encode(text)), "windows-1251");
+    const spaced = text.replace("0419", `${" ".repeat(100_000)}0419\n`);
+    assert.equal(codePageOf(encoder.encode(spaced)), "windows-1251");
   });
 
   it("is found with the attributes in any order and quotation marks", () => {

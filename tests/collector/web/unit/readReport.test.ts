@@ -124,6 +124,7 @@ describe("XML", () => {
     assert.equal(parseXml("<a>&lt;&gt;&amp;&quot;&apos;&#65;&#x42;</a>").text, "<>&\"'AB");
     assert.equal(parseXml("<a>&#0;&#x1F;&#xD800;&#x110000;</a>").text, "\uFFFD".repeat(4));
     assert.equal(parseXml("<a>&amp;lt; &unknown; & &;</a>").text, "&lt; &unknown; & &;");
+    assert.equal(parseXml("<a>&constructor;</a>").text, "&constructor;");
   });
 
   for (const text of [
