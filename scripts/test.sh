@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Every check of the project. Takes no input; its last line is "N passed, N failed", and its exit
-# code is 0 only when nothing failed and every step could run.
+# The checks of the project. Takes no input; its last line is "N passed, N failed", and its exit code
+# is 0 only when nothing failed and every step could run.
 #
-#   scripts/test.sh            everything
-#   scripts/test.sh STEP...    some steps: format shell spelling docs pages native fuzz collector
-#                              clang tidy windows e2e together
+#   scripts/test.sh            everything but the last three of these
+#   scripts/test.sh STEP...    some steps: format shell spelling docs pages native fuzz collector tidy
+#                              windows e2e together
+#   scripts/test.sh clang      not part of everything: the Windows build with a second compiler, its
+#                              unit tests, and the traces of its steps (2 minutes)
 #   scripts/test.sh browser    not part of everything: the collector's pages in Chromium (3 minutes,
 #                              and as long to build the collector)
 #   scripts/test.sh threads    not part of everything: the collector's storage and server, and its
@@ -196,7 +198,7 @@ step_together() {
 
 started=$SECONDS
 steps=("$@")
-[ $# -gt 0 ] || steps=(format shell spelling docs pages native fuzz collector clang tidy windows e2e together)
+[ $# -gt 0 ] || steps=(format shell spelling docs pages native fuzz collector tidy windows e2e together)
 [ -z "$built" ] && [[ " ${steps[*]} " =~ \ (tidy|windows|e2e|together)\  ]] && build_windows
 for step in "${steps[@]}"; do
   if declare -F "step_$step" >/dev/null; then
