@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Runs clang-tidy over the programs' own sources as they are built.
 #
-#   scripts/tidy.sh             the sender, for Windows, and the collector's rules
-#   scripts/tidy.sh collector   the whole collector: some 10 minutes, which its libraries' headers take
+#   scripts/tidy.sh             the sender, for Windows
+#   scripts/tidy.sh collector   the collector: some 10 minutes, which its libraries' headers take
 #
 # Needs the compile_commands.json of the preset windows.
 set -euo pipefail
@@ -17,17 +17,13 @@ arguments=(--target=x86_64-w64-windows-gnu
 extra=()
 for argument in "${arguments[@]}"; do extra+=("--extra-arg=$argument"); done
 sources() { git ls-files --cached --others --exclude-standard -- "$@"; }
-tidy_collector() {
+if [ "${1:-}" = collector ]; then
   # Without the precompiled headers of another compiler.
   quietly configure-collector cmake --preset collector
-  sources "$@" | xargs -P "$(nproc)" -n 2 clang-tidy --quiet -p "$build/collector" \
+  sources 'collector/*.cpp' | xargs -P "$(nproc)" -n 2 clang-tidy --quiet -p "$build/collector" \
     --extra-arg=-Wno-unknown-warning-option
-}
-if [ "${1:-}" = collector ]; then
-  tidy_collector 'collector/*.cpp'
   exit
 fi
 sources 'app/*.cpp' 'framework/*.cpp' 'platform/*.cpp' 'store/*.cpp' 'survey/*.cpp' 'ui/*.cpp' \
   'upload/*.cpp' 'usage/*.cpp' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p "$build/windows" "${extra[@]}"
-tidy_collector 'collector/report/*.cpp' 'collector/intake/*.cpp' 'collector/figures/*.cpp'
