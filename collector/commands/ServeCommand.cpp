@@ -15,13 +15,13 @@
 #include "collector/commands/CommandLine.h"
 #include "collector/commands/DataFolder.h"
 #include "collector/commands/ProductName.h"
+#include "collector/http/Address.h"
+#include "collector/http/Endpoint.h"
+#include "collector/http/LogWriter.h"
+#include "collector/http/Routes.h"
 #include "collector/intake/CodePage.h"
-#include "collector/serve/Address.h"
-#include "collector/serve/Endpoint.h"
 #include "collector/serve/FolderLock.h"
 #include "collector/serve/Housekeeping.h"
-#include "collector/serve/LogWriter.h"
-#include "collector/serve/Routes.h"
 #include "collector/serve/Server.h"
 
 namespace pelto::collector {

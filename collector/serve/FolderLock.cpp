@@ -8,7 +8,7 @@
 #include <string>
 #include <system_error>
 
-#include "collector/serve/ServeError.h"
+#include "collector/http/ServeError.h"
 
 namespace pelto::collector {
 

@@ -6,7 +6,7 @@
 #include <optional>
 #include <thread>
 
-#include "collector/serve/LogWriter.h"
+#include "collector/http/LogWriter.h"
 #include "collector/storage/Storage.h"
 
 namespace pelto::collector {

@@ -6,8 +6,8 @@
 #include <utility>
 #include <variant>
 
-#include "collector/serve/AwaitCallback.h"
-#include "collector/serve/RequestLine.h"
+#include "collector/http/AwaitCallback.h"
+#include "collector/http/RequestLine.h"
 
 namespace pelto::collector {
 

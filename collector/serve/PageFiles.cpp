@@ -4,7 +4,7 @@
 #include <array>
 #include <utility>
 
-#include "collector/serve/Problem.h"
+#include "collector/http/Problem.h"
 
 namespace pelto::collector {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "collector/serve/Response.h"
+#include "collector/http/Response.h"
 
 namespace pelto::collector {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "collector/serve/Text.h"
+#include "collector/http/Text.h"
 
 namespace pelto::collector {
 

@@ -6,13 +6,13 @@
 #include <string>
 #include <utility>
 
-#include "collector/serve/Cookie.h"
+#include "collector/http/Cookie.h"
+#include "collector/http/Problem.h"
+#include "collector/http/RequestLine.h"
+#include "collector/http/RunOnPool.h"
+#include "collector/http/Target.h"
+#include "collector/http/Text.h"
 #include "collector/serve/PageRules.h"
-#include "collector/serve/Problem.h"
-#include "collector/serve/RequestLine.h"
-#include "collector/serve/RunOnPool.h"
-#include "collector/serve/Target.h"
-#include "collector/serve/Text.h"
 
 namespace pelto::collector {
 

@@ -4,13 +4,13 @@
 #include <cstddef>
 #include <functional>
 
-#include "collector/serve/Api.h"
-#include "collector/serve/LogWriter.h"
+#include "collector/api/Api.h"
+#include "collector/http/LogWriter.h"
+#include "collector/http/Site.h"
 #include "collector/serve/Metrics.h"
 #include "collector/serve/PageFiles.h"
 #include "collector/serve/Readiness.h"
 #include "collector/serve/ServeOptions.h"
-#include "collector/serve/Site.h"
 
 namespace pelto::collector {
 

@@ -4,12 +4,12 @@
 #include <string>
 #include <utility>
 
+#include "collector/api/Participants.h"
+#include "collector/http/Problem.h"
+#include "collector/http/RequestLine.h"
+#include "collector/http/RunOnPool.h"
+#include "collector/http/Target.h"
 #include "collector/serve/PageRules.h"
-#include "collector/serve/Participants.h"
-#include "collector/serve/Problem.h"
-#include "collector/serve/RequestLine.h"
-#include "collector/serve/RunOnPool.h"
-#include "collector/serve/Target.h"
 
 namespace pelto::collector {
 

@@ -3,11 +3,11 @@
 #include <boost/asio/thread_pool.hpp>
 
 #include "collector/access/Audit.h"
-#include "collector/serve/LogWriter.h"
+#include "collector/http/LogWriter.h"
+#include "collector/http/RateCounter.h"
+#include "collector/http/Site.h"
 #include "collector/serve/PageFiles.h"
-#include "collector/serve/RateCounter.h"
 #include "collector/serve/ServeOptions.h"
-#include "collector/serve/Site.h"
 #include "collector/storage/Storage.h"
 
 namespace pelto::collector {

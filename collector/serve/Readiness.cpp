@@ -3,7 +3,7 @@
 #include <boost/asio/post.hpp>
 #include <utility>
 
-#include "collector/serve/AwaitCallback.h"
+#include "collector/http/AwaitCallback.h"
 
 namespace pelto::collector {
 

@@ -5,21 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "collector/api/KeepingPolicy.h"
+#include "collector/http/Address.h"
+#include "collector/http/Deadlines.h"
+#include "collector/http/Endpoint.h"
+#include "collector/http/Routes.h"
+#include "collector/http/Tls.h"
 #include "collector/intake/Intake.h"
-#include "collector/serve/Address.h"
-#include "collector/serve/Deadlines.h"
-#include "collector/serve/Endpoint.h"
-#include "collector/serve/KeepingPolicy.h"
-#include "collector/serve/Routes.h"
 
 namespace pelto::collector {
-
-struct TlsFiles {
-  /// A PEM file with the certificate and the chain after it.
-  std::string certificate;
-  /// A PEM file with the key.
-  std::string key;
-};
 
 struct ServeOptions {
   Endpoint intake{"127.0.0.1", 8480};

@@ -22,15 +22,15 @@
 #include <utility>
 #include <vector>
 
-#include "collector/serve/HttpConnection.h"
+#include "collector/http/HttpConnection.h"
+#include "collector/http/LogWriter.h"
+#include "collector/http/Stream.h"
+#include "collector/http/Tls.h"
 #include "collector/serve/IntakeSite.h"
-#include "collector/serve/LogWriter.h"
 #include "collector/serve/Metrics.h"
 #include "collector/serve/PagesSite.h"
 #include "collector/serve/ParticipantsSite.h"
 #include "collector/serve/Readiness.h"
-#include "collector/serve/Stream.h"
-#include "collector/serve/Tls.h"
 
 namespace pelto::collector {
 

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "collector/access/AccessControl.h"
-#include "collector/serve/Endpoint.h"
-#include "collector/serve/ServeError.h"
+#include "collector/http/Endpoint.h"
+#include "collector/http/ServeError.h"
 #include "collector/serve/ServeOptions.h"
 #include "collector/storage/Storage.h"
 

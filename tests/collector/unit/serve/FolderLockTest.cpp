@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "collector/serve/ServeError.h"
+#include "collector/http/ServeError.h"
 #include "tests/collector/support/TemporaryFolder.h"
 
 namespace pelto::collector {

@@ -1,4 +1,4 @@
-#include "collector/serve/LogWriter.h"
+#include "collector/http/LogWriter.h"
 
 #include <gtest/gtest.h>
 

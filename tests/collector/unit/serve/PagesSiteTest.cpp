@@ -4,7 +4,7 @@
 
 #include <thread>
 
-#include "collector/serve/Cookie.h"
+#include "collector/http/Cookie.h"
 #include "collector/serve/PageFiles.h"
 #include "tests/collector/unit/serve/PageReplies.h"
 #include "tests/collector/unit/serve/RunningServer.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <thread>
 
-#include "collector/serve/LogWriter.h"
+#include "collector/http/LogWriter.h"
 #include "collector/serve/Server.h"
 #include "tests/collector/support/TemporaryFolder.h"
 #include "tests/collector/unit/serve/SlowStorage.h"

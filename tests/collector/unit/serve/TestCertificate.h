@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-#include "collector/serve/ServeOptions.h"
+#include "collector/http/Tls.h"
 
 namespace pelto::collector {
 

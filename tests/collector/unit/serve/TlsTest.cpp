@@ -1,4 +1,4 @@
-#include "collector/serve/Tls.h"
+#include "collector/http/Tls.h"
 
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
@@ -10,7 +10,7 @@
 #include <fstream>
 #include <string>
 
-#include "collector/serve/ServeError.h"
+#include "collector/http/ServeError.h"
 #include "tests/collector/support/TemporaryFolder.h"
 #include "tests/collector/unit/intake/FormText.h"
 #include "tests/collector/unit/serve/RunningServer.h"

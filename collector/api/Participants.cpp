@@ -1,0 +1,65 @@
+#include "collector/api/Participants.h"
+
+#include <exception>
+
+#include <nlohmann/json.hpp>
+
+#include "collector/access/SignedErasure.h"
+#include "collector/api/ApiCall.h"
+#include "collector/http/Problem.h"
+
+namespace pelto::collector {
+
+namespace {
+
+using nlohmann::ordered_json;
+
+/// Calls `respond` with the identifier in the body.
+template <typename Respond>
+Response respond_safely(const ParticipantsContext& context, const std::string& body,
+                        Respond respond) {
+  try {
+    return respond(text_member(read_object(body), "installation"));
+  } catch (const ApiError& error) {
+    return problem(error.status(), error.code(), error.what());
+  } catch (const std::exception& error) {
+    context.report_failure(error.what());
+    Response response = problem(503, "failed", "this cannot be done now; try again later");
+    response.fields += "Retry-After: 60\r\n";
+    return response;
+  }
+}
+
+Response as_response(const InstallationKeeping& keeping) {
+  auto deliveries = ordered_json::array();
+  for (const InstallationKeeping::Kept& kept : keeping.deliveries) {
+    deliveries.push_back({{"received", format_time(kept.received)},
+                          {"product", kept.product},
+                          {"version", kept.version},
+                          {"commands", kept.commands},
+                          {"file_types", kept.file_types},
+                          {"has_raw_report", kept.has_text}});
+  }
+  return json_response(200, {{"deliveries", deliveries}, {"has_email", keeping.has_email}});
+}
+
+}  // namespace
+
+Response show_kept(const ParticipantsContext& context, const std::string& body) {
+  return respond_safely(context, body, [&](const std::string& installation) {
+    return as_response(context.storage.keeping_of(installation));
+  });
+}
+
+Response erase_kept(const ParticipantsContext& context, const std::string& body, Time now) {
+  return respond_safely(context, body, [&](const std::string& installation) {
+    const ReceiptKeys keys = receipt_keys(context.storage);
+    const SignedErasure done = erase(context.storage, keys, {installation, std::nullopt}, now);
+    if (done.erased.deliveries > 0) {
+      note_erasure(context.audit, now, participant_user, done, context.report_failure);
+    }
+    return json_line_response(done.receipt);
+  });
+}
+
+}  // namespace pelto::collector
