@@ -88,7 +88,7 @@ step_fuzz() {
   check configure-fuzz cmake --preset fuzz
   check build-fuzz cmake --build --preset fuzz
   local path folder target runs=()
-  for path in tests/fuzz/{log_reader,report_load,upload_address,upload_answer} \
+  for path in tests/fuzz/{command_line,log_reader,report_load,upload_address,upload_answer} \
     tests/collector/fuzz/{form,payload,report}; do
     folder=${path%/*}
     target=${path##*/}

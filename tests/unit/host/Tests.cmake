@@ -1,0 +1,7 @@
+pelto_tests(host EDGES QuoteArgumentTest.cpp SenderTest.cpp UsageLogTest.cpp)
+if(WIN32)
+  target_link_libraries(host_tests PRIVATE pelto_app pelto_usage)
+  add_dependencies(host_tests PELTOSender holder)
+  target_sources(host_tests PRIVATE support/CommandLineRule.cpp)
+endif()
+pelto_tests_in_code_pages(host *CodePage.*)
