@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Shows what the two programs do. The sender: the dialog asks the user, who takes part and works for
-# two days with the sample logs. After each day the logs are counted into the report. Then the report
-# is sent to a test server on loopback that accepts it, refuses the next one, and takes that at the
-# second try. The collector: it starts with the reports of 2,000 simulated installations over 13
-# periods of 28 days, the sender sends it a report, and it shows what it knows, as figures and on
-# its pages.
+# two days with the sample of a host application, which writes the logs. After each day they are
+# counted into the report. Then the report is sent to a test server on loopback that accepts it,
+# refuses the next one, and takes that at the second try. The collector: it starts with the reports
+# of 2,000 simulated installations over 13 periods of 28 days, the sender sends it a report, and it
+# shows what it knows, as figures and on its pages.
 #
 #   scripts/demo.sh                waits for your answer in the dialog, and at the end leaves the
 #                                  collector running until you press Enter
@@ -16,6 +16,7 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 "$repo/scripts/build.sh"
 "$repo/scripts/build.sh" collector
+quietly demo-host cmake --build --preset windows --target SampleHost
 unattended=
 [ "${1:-}" = --unattended ] || [ -z "${DISPLAY:-}" ] && unattended=yes
 [ -z "$unattended" ] || start_display
@@ -39,6 +40,13 @@ run_program() {
   wine "$build/windows/PELTOSender.exe" "$@" >/dev/null 2>&1 </dev/null
 }
 
+# work DAY: the host application plays what a user did on that day.
+work() {
+  wine "$build/windows/SampleHost.exe" "$(windows_path "$build/windows/PELTOSender.exe")" \
+    http://127.0.0.1/ "$(windows_path "$data")" "$(windows_path "$demo/logs")" \
+    "$(windows_path "$repo/samples/host/$1.txt")" >/dev/null 2>&1 </dev/null
+}
+
 log_handle() {
   say 'PELTOSender log_handle <data folder> <log folder>'
   run_program log_handle "$(windows_path "$data")" "$(windows_path "$demo/logs")"
@@ -59,7 +67,7 @@ duty() {
 
 # One more day of work, 28 days after the last transmission.
 next_period() {
-  cp "$repo/samples/monday"/*.log "$demo/logs/"
+  work monday
   log_handle
   sed -i 's/^LastTransmissionDate=.*/LastTransmissionDate=2026-01-01T00:00:00Z\r/' \
     "$data/PeltoReport.ini"
@@ -115,8 +123,8 @@ if ! grep -q '^PeltoState=1' "$data/PeltoReport.ini"; then
 fi
 
 for day in monday tuesday; do
-  say "The logs of $day and their numbers of lines"
-  cp "$repo/samples/$day"/*.log "$demo/logs/"
+  say "SampleHost: the host application writes the logs of $day, with these numbers of lines"
+  work "$day"
   show_logs
   log_handle
   say 'The logs after the run'

@@ -24,7 +24,7 @@ right=(
 files=("$@")
 if [ $# = 0 ]; then
   mapfile -t files < <(git ls-files --cached --others --exclude-standard -- . \
-    ':!samples/*.log' ':!tests/fuzz/corpus' ':!tests/collector/fuzz/corpus' ':!scripts/spelling.txt' ':!*.png' ':!*.ico' ':!*/package-lock.json')
+    ':!tests/fuzz/corpus' ':!tests/collector/fuzz/corpus' ':!scripts/spelling.txt' ':!*.png' ':!*.ico' ':!*/package-lock.json')
 fi
 # The expression cuts CamelCase and snake_case names into their words.
 codespell --builtin clear,rare,en-GB_to_en-US --dictionary - --dictionary scripts/spelling.txt \
