@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
+#include <charconv>
 #include <ranges>
 #include <string>
 
@@ -23,6 +24,12 @@ std::string_view trim(std::string_view text) {
   return text.substr(first, text.find_last_not_of(whitespace) - first + 1);
 }
 
+/// An address with or without a port.
+std::optional<Address> parse_forwarded(std::string_view text) {
+  const auto host = without_port(text);
+  return host ? parse_ip_address(*host) : std::nullopt;
+}
+
 }  // namespace
 
 std::optional<Address> parse_ip_address(std::string_view text) {
@@ -36,6 +43,25 @@ std::optional<Address> parse_ip_address(std::string_view text) {
     return address;
   }
   return std::nullopt;
+}
+
+std::optional<std::string_view> without_port(std::string_view text) {
+  std::size_t end = text.find(':');
+  std::string_view host = text.substr(0, end);
+  if (text.starts_with('[')) {
+    end = text.find(']');
+    if (end == std::string_view::npos) return std::nullopt;
+    host = text.substr(1, end - 1);
+    ++end;
+  } else if (end != text.rfind(':')) {
+    return text;
+  }
+  if (end >= text.size()) return host;
+  std::uint16_t port = 0;
+  const char* const last = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data() + end + 1, last, port);
+  const bool is_port = text[end] == ':' && error == std::errc{} && rest == last;
+  return is_port ? std::optional(host) : std::nullopt;
 }
 
 bool is_loopback(const Address& address) {
@@ -65,7 +91,7 @@ Address client_address(const Address& peer, const std::vector<std::string_view>&
     while (true) {
       const std::size_t comma = rest.rfind(',');
       const bool is_first = comma == std::string_view::npos;
-      const auto address = parse_ip_address(trim(is_first ? rest : rest.substr(comma + 1)));
+      const auto address = parse_forwarded(trim(is_first ? rest : rest.substr(comma + 1)));
       if (!address) return peer;
       if (!is_trusted(*address)) return *address;
       if (is_first) break;

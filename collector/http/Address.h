@@ -24,14 +24,19 @@ std::optional<Address> parse_ip_address(std::string_view text);
 /// 127.0.0.0/8 and ::1.
 bool is_loopback(const Address& address);
 
+/// The host of "HOST", "HOST:PORT", "[IPV6-ADDRESS]" or "[IPV6-ADDRESS]:PORT"; an IPv6 address
+/// without brackets is one, too. None if what follows the host is not a port. The host itself is
+/// not checked.
+std::optional<std::string_view> without_port(std::string_view text);
+
 /// The address under which rates are counted: an IPv4 address as it is, of an IPv6 address the
 /// first 64 bits, because a single customer gets as many.
 Address rate_key(const Address& address);
 
 /// The address of a client. `peer` is the other end of the connection, `forwarded_for` the values
-/// of the request's X-Forwarded-For fields, in order. If the peer is a trusted proxy, it is the
-/// last address that is not a trusted proxy; the peer if there is none, or if no address is in its
-/// place.
+/// of the request's X-Forwarded-For fields, in order; some proxies write a port after an address.
+/// If the peer is a trusted proxy, it is the last address that is not a trusted proxy; the peer if
+/// there is none, or if no address is in its place.
 Address client_address(const Address& peer, const std::vector<std::string_view>& forwarded_for,
                        const std::vector<Address>& trusted_proxies);
 

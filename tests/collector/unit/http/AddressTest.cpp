@@ -36,6 +36,26 @@ TEST(Address, LoopbackIsAWholeNetworkInOneFamilyAndOneAddressInTheOther) {
   }
 }
 
+TEST(Address, APortIsTakenOff) {
+  const std::pair<std::string_view, std::string_view> cases[] = {
+      {"192.0.2.1", "192.0.2.1"},
+      {"192.0.2.1:80", "192.0.2.1"},
+      {"localhost:65535", "localhost"},
+      {"2001:db8::1", "2001:db8::1"},
+      {"[::1]", "::1"},
+      {"[2001:db8::1]:0", "2001:db8::1"},
+      {"::", "::"},
+      {"", ""},
+      {":80", ""},
+  };
+  for (const auto& [text, host] : cases) EXPECT_EQ(without_port(text), host) << text;
+  for (const std::string_view text :
+       {"192.0.2.1:", "192.0.2.1:x", "192.0.2.1:80x", "192.0.2.1:65536", "192.0.2.1:-1", "[::1",
+        "[::1]:", "[::1]x", "[::1]80", "[::1]:8 "}) {
+    EXPECT_EQ(without_port(text), std::nullopt) << text;
+  }
+}
+
 TEST(Address, RatesAreCountedByNetworkInTheNewFamilyOnly) {
   EXPECT_EQ(rate_key(address("2001:db8::1")), rate_key(address("2001:db8::ffff:0:0:1")));
   EXPECT_NE(rate_key(address("2001:db8::1")), rate_key(address("2001:db8:0:1::1")));
@@ -57,6 +77,12 @@ TEST(ClientAddress, ComesFromTheFieldOfATrustedProxyOnly) {
       {"127.0.0.1", {"203.0.113.1"}, "203.0.113.1"},
       {"127.0.0.1", {" 203.0.113.1\t"}, "203.0.113.1"},
       {"127.0.0.1", {"2001:db8::5"}, "2001:db8::5"},
+      {"127.0.0.1", {"203.0.113.1:4711"}, "203.0.113.1"},
+      {"127.0.0.1", {"[2001:db8::5]:4711"}, "2001:db8::5"},
+      {"127.0.0.1", {"[2001:db8::5]"}, "2001:db8::5"},
+      {"127.0.0.1", {"203.0.113.1:1, 192.0.2.10:2"}, "203.0.113.1"},
+      {"127.0.0.1", {"203.0.113.1:x"}, "127.0.0.1"},
+      {"127.0.0.1", {"[2001:db8::5"}, "127.0.0.1"},
       {"127.0.0.1", {"203.0.113.1, 203.0.113.2"}, "203.0.113.2"},
       {"127.0.0.1", {"203.0.113.1,203.0.113.2,192.0.2.10"}, "203.0.113.2"},
       {"127.0.0.1", {"203.0.113.1", "192.0.2.10, 127.0.0.1"}, "203.0.113.1"},
