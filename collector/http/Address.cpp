@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::array<std::uint8_t, 12> mapped_prefix{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
 
+/// Of the part of an IPv6 address that all addresses of a customer have in common.
+constexpr std::size_t customer_bytes = 56 / 8;
+
 bool is_ipv4(const Address& address) {
   return std::equal(mapped_prefix.begin(), mapped_prefix.end(), address.bytes.begin());
 }
@@ -74,7 +77,7 @@ bool is_loopback(const Address& address) {
 Address rate_key(const Address& address) {
   if (is_ipv4(address)) return address;
   Address network;
-  std::copy_n(address.bytes.begin(), 8, network.bytes.begin());
+  std::copy_n(address.bytes.begin(), customer_bytes, network.bytes.begin());
   return network;
 }
 

@@ -30,7 +30,8 @@ bool is_loopback(const Address& address);
 std::optional<std::string_view> without_port(std::string_view text);
 
 /// The address under which rates are counted: an IPv4 address as it is, of an IPv6 address the
-/// first 64 bits, because a single customer gets as many.
+/// first 56 bits. Providers give a single customer a network of that size; if its 256 networks of
+/// 64 bits were counted each, one customer could ask 256 times as much as one with an IPv4 address.
 Address rate_key(const Address& address);
 
 /// The address of a client. `peer` is the other end of the connection, `forwarded_for` the values

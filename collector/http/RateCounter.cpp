@@ -9,13 +9,13 @@ constexpr std::chrono::minutes window_length{1};
 }  // namespace
 
 bool RateCounter::admit(const Address& address, TimePoint now) {
-  const bool is_exempt = loopback_ == LoopbackRate::exempt && is_loopback(address);
+  const bool is_exempt = use_ == RateUse::deliveries && is_loopback(address);
   if (limit_ == 0 || is_exempt) return true;
   forget_old(now);
   const Address key = rate_key(address);
   auto entry = windows_.find(key);
   if (entry == windows_.end()) {
-    if (windows_.size() >= most_addresses) return true;
+    if (windows_.size() >= most_addresses) return use_ == RateUse::deliveries;
     entry = windows_.emplace(key, Window{now}).first;
   }
   Window& window = entry->second;

@@ -8,25 +8,31 @@
 
 namespace pelto::collector {
 
-/// Whether requests of this machine itself are counted.
-enum class LoopbackRate { exempt, limited };
+/// What requests are counted for.
+enum class RateUse {
+  /// None may be lost: those of this machine itself are not counted, and when too many addresses
+  /// are
+  /// counted already, those of further ones are let through uncounted. Many addresses cannot lock
+  /// others out.
+  deliveries,
+  /// None may go uncounted: when too many addresses are counted already, those of further ones are
+  /// refused. Many addresses cannot be used to guess.
+  secrets,
+};
 
-/// Counts deliveries by address, each over a minute that begins with the address's first one. Not
+/// Counts requests by `rate_key`, each over a minute that begins with the address's first one. Not
 /// safe for threads.
 class RateCounter {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;
 
-  /// The most addresses that are counted at a time. Further ones are let through uncounted, so that
-  /// many addresses can neither take the memory nor lock others out.
+  /// The most addresses that are counted at a time, so that many cannot take the memory.
   static constexpr std::size_t most_addresses = 65536;
 
-  /// `limit` is the number of deliveries in a minute; 0: no limit.
-  explicit RateCounter(int limit, LoopbackRate loopback = LoopbackRate::exempt)
-      : limit_(limit), loopback_(loopback) {}
+  /// `limit` is the number of requests in a minute; 0: no limit.
+  RateCounter(int limit, RateUse use) : limit_(limit), use_(use) {}
 
-  /// Counts a delivery of an address. Returns whether it is within the limit. `now` never goes
-  /// back.
+  /// Counts a request of an address. Returns whether it is within the limit. `now` never goes back.
   bool admit(const Address& address, TimePoint now);
 
   /// The number of addresses that are counted at present.
@@ -41,7 +47,7 @@ class RateCounter {
   void forget_old(TimePoint now);
 
   int limit_;
-  LoopbackRate loopback_;
+  RateUse use_;
   std::unordered_map<Address, Window> windows_;
   TimePoint last_sweep_{};
 };

@@ -46,7 +46,7 @@ IntakeSite::IntakeSite(const ServeOptions& options, Storage& storage, asio::thre
       metrics_(metrics),
       log_(log),
       routes_(options.paths, options.products),
-      rates_(options.rate) {}
+      rates_(options.rate, RateUse::deliveries) {}
 
 asio::awaitable<std::optional<Response>> IntakeSite::judge(Request& request) {
   request.route = routes_.find(request.method, request.target);

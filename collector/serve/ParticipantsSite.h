@@ -40,7 +40,7 @@ class ParticipantsSite : public Site {
   LogWriter& log_;
   Site& intake_;
   PageFiles files_{embedded_pages()};
-  RateCounter rates_{rate, LoopbackRate::limited};
+  RateCounter rates_{rate, RateUse::secrets};
 };
 
 }  // namespace pelto::collector

@@ -57,8 +57,8 @@ TEST(Address, APortIsTakenOff) {
 }
 
 TEST(Address, RatesAreCountedByNetworkInTheNewFamilyOnly) {
-  EXPECT_EQ(rate_key(address("2001:db8::1")), rate_key(address("2001:db8::ffff:0:0:1")));
-  EXPECT_NE(rate_key(address("2001:db8::1")), rate_key(address("2001:db8:0:1::1")));
+  EXPECT_EQ(rate_key(address("2001:db8::1")), rate_key(address("2001:db8:0:ff:ffff::1")));
+  EXPECT_NE(rate_key(address("2001:db8::1")), rate_key(address("2001:db8:0:100::1")));
   EXPECT_NE(rate_key(address("192.0.2.1")), rate_key(address("192.0.2.2")));
 }
 

@@ -19,7 +19,7 @@ Address numbered(std::uint32_t number) {
 }
 
 TEST(RateCounter, LetsThroughAsManyAsTheLimitInAMinute) {
-  RateCounter counter(3);
+  RateCounter counter(3, RateUse::deliveries);
   const Address address = *parse_ip_address("192.0.2.1");
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(counter.admit(address, start + seconds(i))) << i;
   EXPECT_FALSE(counter.admit(address, start + seconds(4)));
@@ -28,7 +28,7 @@ TEST(RateCounter, LetsThroughAsManyAsTheLimitInAMinute) {
 }
 
 TEST(RateCounter, AnotherMinuteBeginsWithItsFirstDelivery) {
-  RateCounter counter(1);
+  RateCounter counter(1, RateUse::deliveries);
   const Address address = *parse_ip_address("192.0.2.1");
   EXPECT_TRUE(counter.admit(address, start));
   EXPECT_TRUE(counter.admit(address, start + seconds(90)));
@@ -37,7 +37,7 @@ TEST(RateCounter, AnotherMinuteBeginsWithItsFirstDelivery) {
 }
 
 TEST(RateCounter, RefusedOnesDoNotCount) {
-  RateCounter counter(1);
+  RateCounter counter(1, RateUse::deliveries);
   const Address address = *parse_ip_address("192.0.2.1");
   EXPECT_TRUE(counter.admit(address, start));
   for (int i = 0; i < 100; ++i) EXPECT_FALSE(counter.admit(address, start + seconds(30)));
@@ -45,17 +45,18 @@ TEST(RateCounter, RefusedOnesDoNotCount) {
 }
 
 TEST(RateCounter, CountsEachAddressAndEachNetworkOfTheNewFamily) {
-  RateCounter counter(1);
+  RateCounter counter(1, RateUse::deliveries);
   EXPECT_TRUE(counter.admit(*parse_ip_address("192.0.2.1"), start));
   EXPECT_TRUE(counter.admit(*parse_ip_address("192.0.2.2"), start));
   EXPECT_FALSE(counter.admit(*parse_ip_address("192.0.2.2"), start));
   EXPECT_TRUE(counter.admit(*parse_ip_address("2001:db8::1"), start));
   EXPECT_FALSE(counter.admit(*parse_ip_address("2001:db8::2"), start));
-  EXPECT_TRUE(counter.admit(*parse_ip_address("2001:db8:0:1::2"), start));
+  EXPECT_FALSE(counter.admit(*parse_ip_address("2001:db8:0:ff::2"), start));
+  EXPECT_TRUE(counter.admit(*parse_ip_address("2001:db8:0:100::2"), start));
 }
 
 TEST(RateCounter, LoopbackIsExempt) {
-  RateCounter counter(1);
+  RateCounter counter(1, RateUse::deliveries);
   for (int i = 0; i < 10; ++i) {
     EXPECT_TRUE(counter.admit(*parse_ip_address("127.0.0.1"), start));
     EXPECT_TRUE(counter.admit(*parse_ip_address("::1"), start));
@@ -64,13 +65,13 @@ TEST(RateCounter, LoopbackIsExempt) {
 }
 
 TEST(RateCounter, ZeroIsNoLimit) {
-  RateCounter counter(0);
+  RateCounter counter(0, RateUse::deliveries);
   for (int i = 0; i < 10'000; ++i) EXPECT_TRUE(counter.admit(numbered(1), start));
   EXPECT_EQ(counter.size(), 0U);
 }
 
 TEST(RateCounter, ForgetsAddressesAfterTheirMinute) {
-  RateCounter counter(1);
+  RateCounter counter(1, RateUse::deliveries);
   for (std::uint32_t i = 0; i < 1000; ++i) counter.admit(numbered(i), start);
   EXPECT_EQ(counter.size(), 1000U);
   counter.admit(numbered(5000), start + seconds(61));
@@ -78,7 +79,7 @@ TEST(RateCounter, ForgetsAddressesAfterTheirMinute) {
 }
 
 TEST(RateCounter, ManyAddressesNeitherGrowItNorLockOthersOut) {
-  RateCounter counter(1);
+  RateCounter counter(1, RateUse::deliveries);
   const auto most = static_cast<std::uint32_t>(RateCounter::most_addresses);
   for (std::uint32_t i = 0; i < most; ++i) EXPECT_TRUE(counter.admit(numbered(i), start));
   EXPECT_TRUE(counter.admit(numbered(most), start));
@@ -87,8 +88,18 @@ TEST(RateCounter, ManyAddressesNeitherGrowItNorLockOthersOut) {
   EXPECT_FALSE(counter.admit(numbered(0), start)) << "those that are counted still are";
 }
 
+TEST(RateCounter, WhereNoneMayGoUncountedManyAddressesAreRefused) {
+  RateCounter counter(2, RateUse::secrets);
+  const auto most = static_cast<std::uint32_t>(RateCounter::most_addresses);
+  for (std::uint32_t i = 0; i < most; ++i) EXPECT_TRUE(counter.admit(numbered(i), start));
+  EXPECT_FALSE(counter.admit(numbered(most), start));
+  EXPECT_EQ(counter.size(), RateCounter::most_addresses);
+  EXPECT_TRUE(counter.admit(numbered(0), start)) << "those that are counted go on";
+  EXPECT_TRUE(counter.admit(numbered(most), start + seconds(60)));
+}
+
 TEST(RateCounter, CanCountThisMachineToo) {
-  RateCounter counter(1, LoopbackRate::limited);
+  RateCounter counter(1, RateUse::secrets);
   for (const char* const text : {"127.0.0.1", "::1"}) {
     const Address address = parse_ip_address(text).value();
     EXPECT_TRUE(counter.admit(address, start));
