@@ -85,9 +85,8 @@ Response respond_to_api(const ApiContext& context, const ApiRequest& request) {
   } catch (const std::exception& error) {
     // The text can name files of the server.
     context.report_failure(error.what());
-    Response response = problem(503, "failed", "this failed; the server's log says why");
-    response.fields += "Retry-After: 5\r\n";
-    return response;
+    return try_later(503, "failed", "this failed; the server's log says why",
+                     std::chrono::seconds(5));
   }
 }
 

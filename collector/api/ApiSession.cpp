@@ -42,11 +42,9 @@ class PasswordAttempt {
 };
 
 Response wait_response(std::chrono::seconds wait) {
-  const std::string seconds = std::to_string(wait.count());
-  Response response =
-      problem(429, "too-many", "too many wrong passwords; try again in " + seconds + " seconds");
-  response.fields += "Retry-After: " + seconds + "\r\n";
-  return response;
+  return try_later(
+      429, "too-many",
+      "too many wrong passwords; try again in " + std::to_string(wait.count()) + " seconds", wait);
 }
 
 nlohmann::ordered_json as_json(const Account& account) {

@@ -24,9 +24,8 @@ Response respond_safely(const ParticipantsContext& context, const std::string& b
     return problem(error.status(), error.code(), error.what());
   } catch (const std::exception& error) {
     context.report_failure(error.what());
-    Response response = problem(503, "failed", "this cannot be done now; try again later");
-    response.fields += "Retry-After: 60\r\n";
-    return response;
+    return try_later(503, "failed", "this cannot be done now; try again later",
+                     std::chrono::minutes(1));
   }
 }
 

@@ -50,12 +50,23 @@ Response wrong_method(const std::string& allowed) {
   return response;
 }
 
-std::optional<Response> refuse_body(const Framing& framing) {
+Response other_origin() {
+  return problem(403, "other-origin", "this can be done from this server's own pages only");
+}
+
+Response try_later(int status, std::string_view code, const std::string& detail,
+                   std::chrono::seconds after) {
+  Response response = problem(status, code, detail);
+  response.fields += "Retry-After: " + std::to_string(after.count()) + "\r\n";
+  return response;
+}
+
+std::optional<Response> refuse_body(const Framing& framing, std::size_t most) {
   if (framing.is_chunked) {
     return problem(411, "length", "a body needs a Content-Length");
   }
-  if (framing.length.value_or(0) > largest_json_body) {
-    return problem(413, "too-large", "a body has 64 KiB at most");
+  if (framing.length.value_or(0) > most) {
+    return problem(413, "too-large", "a body has " + std::to_string(most) + " bytes at most");
   }
   return std::nullopt;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -22,12 +23,13 @@ Response problem(int status, std::string_view code, const std::string& detail,
 Response unknown_path();
 /// 405; `allowed` are the methods that the path has, as "GET, HEAD".
 Response wrong_method(const std::string& allowed);
-/// The response if a body is too large, or its length not known before it; for sites that take
-/// small JSON bodies.
-std::optional<Response> refuse_body(const Framing& framing);
-
-/// The most bytes of such a body.
-inline constexpr std::size_t largest_json_body = std::size_t{64} * 1024;
+/// 403 for a request that a page of another site makes.
+Response other_origin();
+/// A problem of this moment: its response says after how many seconds to try again.
+Response try_later(int status, std::string_view code, const std::string& detail,
+                   std::chrono::seconds after);
+/// The response if a body has more than `most` bytes, or its length is not known before it.
+std::optional<Response> refuse_body(const Framing& framing, std::size_t most);
 
 /// A response with JSON in UTF-8. It is not stored by anybody on its way.
 Response json_response(int status, const nlohmann::ordered_json& json);

@@ -66,6 +66,13 @@ bool is_same_origin(const std::vector<std::string_view>& fetch_sites,
   return !authority.empty() && equals_ignoring_case(authority, hosts.front());
 }
 
+bool is_no_other_origin(const Request& request) {
+  const auto fetch_sites = request.values("Sec-Fetch-Site");
+  const auto origins = request.values("Origin");
+  const bool is_of_browser = !fetch_sites.empty() || !origins.empty();
+  return !is_of_browser || is_same_origin(fetch_sites, origins, request.values("Host"));
+}
+
 bool accepts_gzip(const std::vector<std::string_view>& encodings) {
   const auto by_name = find_weight(encodings, "gzip");
   return by_name ? *by_name : find_weight(encodings, "*").value_or(false);

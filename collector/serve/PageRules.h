@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include "collector/http/Site.h"
+
 namespace pelto::collector {
 
 /// Whether a request came from a page of this server, by the values of its fields Sec-Fetch-Site,
@@ -12,6 +14,11 @@ namespace pelto::collector {
 bool is_same_origin(const std::vector<std::string_view>& fetch_sites,
                     const std::vector<std::string_view>& origins,
                     const std::vector<std::string_view>& hosts);
+
+/// Whether a request is no other site's: it came from a page of this server, or from a program,
+/// which sends neither Sec-Fetch-Site nor Origin. For requests that do not rest on what a browser
+/// has of this server.
+bool is_no_other_origin(const Request& request);
 
 /// Whether the client takes a body in gzip, by the values of its fields Accept-Encoding (RFC 9110,
 /// 12.5.3).

@@ -23,6 +23,7 @@ namespace {
 constexpr std::string_view metrics_path = "/metrics";
 constexpr std::string_view assets_prefix = "/assets/";
 constexpr std::string_view shell = "index.html";
+constexpr std::size_t largest_body = std::size_t{64} * 1024;
 
 /// The views that the shell shows. A browser that asks for anything else gets the shell, too, but
 /// not as if it were there.
@@ -42,27 +43,13 @@ bool is_read(const Request& request) {
   return request.method == "GET" || request.method == "HEAD";
 }
 
-/// Counts itself as long as it lives.
-class Counted {
- public:
-  explicit Counted(std::size_t& count) : count_(count) { ++count_; }
-  ~Counted() { --count_; }
-  Counted(const Counted&) = delete;
-  Counted& operator=(const Counted&) = delete;
-
- private:
-  std::size_t& count_;
-};
-
 /// Whether a request may do what its route does. Browsers say where each request that changes
 /// something comes from. A log-in without that comes from a program, whose sessions no page uses.
 bool has_right_origin(const Request& request, const ApiRoute& route) {
   if (!route.changes_something()) return true;
-  const auto fetch_sites = request.values("Sec-Fetch-Site");
-  const auto origins = request.values("Origin");
-  const bool is_of_browser = !fetch_sites.empty() || !origins.empty();
-  if (route.operation == Operation::log_in && !is_of_browser) return true;
-  return is_same_origin(fetch_sites, origins, request.values("Host"));
+  if (route.operation == Operation::log_in) return is_no_other_origin(request);
+  return is_same_origin(request.values("Sec-Fetch-Site"), request.values("Origin"),
+                        request.values("Host"));
 }
 
 /// The response if a request to the API can be refused before its body is read.
@@ -71,10 +58,8 @@ std::optional<Response> judge_api_call(Request& request, std::string_view path) 
   request.route.path = match.path;
   if (match.path.empty()) return unknown_path();
   if (match.route == nullptr) return wrong_method(match.allowed);
-  if (auto refusal = refuse_body(request.framing)) return refusal;
-  if (!has_right_origin(request, *match.route)) {
-    return problem(403, "other-origin", "this can be done from this server's own pages only");
-  }
+  if (auto refusal = refuse_body(request.framing, largest_body)) return refusal;
+  if (!has_right_origin(request, *match.route)) return other_origin();
   return std::nullopt;
 }
 
@@ -149,13 +134,9 @@ asio::awaitable<Response> PagesSite::respond_to_api_call(Request& request) {
   const auto work = [this, &call] { return respond_to_api(context_, call); };
   if (!call.match.route->hashes_password) co_return co_await run_on(pools_.questions, work);
 
-  if (waiting_passwords_ >= most_waiting_passwords) {
-    Response response = problem(503, "busy", "too many log in at a time; try again");
-    response.fields += "Retry-After: 2\r\n";
-    co_return response;
-  }
-  const Counted waiting(waiting_passwords_);
-  co_return co_await run_on(pools_.passwords, work);
+  std::optional<Response> response = co_await pools_.passwords.try_run(work);
+  if (response) co_return std::move(*response);
+  co_return try_later(503, "busy", "too many log in at a time; try again", std::chrono::seconds(2));
 }
 
 asio::awaitable<Response> PagesSite::show_metrics() {

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <boost/asio/thread_pool.hpp>
-#include <cstddef>
 #include <functional>
 
 #include "collector/api/Api.h"
+#include "collector/http/LimitedPool.h"
 #include "collector/http/LogWriter.h"
 #include "collector/http/Site.h"
 #include "collector/serve/Metrics.h"
@@ -18,15 +18,12 @@ namespace pelto::collector {
 struct PagePools {
   boost::asio::thread_pool& questions;
   /// Each thread hashes one password at a time, for which it needs 64 MiB.
-  boost::asio::thread_pool& passwords;
+  LimitedPool& passwords;
 };
 
 /// The listener of the pages: their files, the API, and the metrics for this machine alone.
 class PagesSite : public Site {
  public:
-  /// Passwords that wait to be hashed. More requests are refused.
-  static constexpr std::size_t most_waiting_passwords = 32;
-
   /// All references must outlive the site. `gauges` measures at the moment of the call; whether the
   /// storage is ready is added to it.
   PagesSite(const ServeOptions& options, ApiContext context, PagePools pools, Readiness& readiness,
@@ -54,7 +51,6 @@ class PagesSite : public Site {
   std::function<Gauges()> gauges_;
   LogWriter& log_;
   PageFiles files_{embedded_pages()};
-  std::size_t waiting_passwords_ = 0;
 };
 
 }  // namespace pelto::collector

@@ -31,16 +31,10 @@ bool is_participants(const Request& request) {
   return is_participants_path(split_target(request.target).path);
 }
 
-Response too_many() {
-  Response response = problem(429, "too-many", "too many requests; try again in a minute");
-  response.fields += "Retry-After: 60\r\n";
-  return response;
-}
-
 }  // namespace
 
 ParticipantsSite::ParticipantsSite(const ServeOptions& options, Storage& storage, Audit& audit,
-                                   asio::thread_pool& pool, LogWriter& log, Site& intake)
+                                   LimitedPool& pool, LogWriter& log, Site& intake)
     : options_(options),
       storage_(storage),
       audit_(audit),
@@ -61,11 +55,14 @@ std::optional<Response> ParticipantsSite::judge_plainly(Request& request, std::s
   if (path == kept_path || path == erase_path) {
     request.route.path = path == kept_path ? kept_path : erase_path;
     if (request.method != "POST") return wrong_method("POST");
-    if (auto refusal = refuse_body(framing)) return refusal;
+    if (auto refusal = refuse_body(framing, largest_body)) return refusal;
+    // Before the rate: another site cannot use up what its visitors may ask.
+    if (!is_no_other_origin(request)) return other_origin();
     const Address client =
         client_address(request.peer, request.values("X-Forwarded-For"), options_.trusted_proxies);
-    if (!rates_.admit(client, std::chrono::steady_clock::now())) return too_many();
-    return std::nullopt;
+    if (rates_.admit(client, std::chrono::steady_clock::now())) return std::nullopt;
+    return try_later(429, "too-many", "too many requests; try again in a minute",
+                     std::chrono::minutes(1));
   }
 
   const bool is_asset = path.starts_with(assets_prefix);
@@ -86,9 +83,12 @@ asio::awaitable<Response> ParticipantsSite::respond(Request& request) {
   const auto work = [&context, &request, erases, time] {
     return erases ? erase_kept(context, request.body, time) : show_kept(context, request.body);
   };
-  Response response = co_await run_on(pool_, work);
-  response.fields += security_fields;
-  co_return response;
+  std::optional<Response> response = co_await pool_.try_run(work);
+  if (!response) {
+    response = try_later(503, "busy", "too many ask at a time; try again", std::chrono::seconds(5));
+  }
+  response->fields += security_fields;
+  co_return std::move(*response);
 }
 
 void ParticipantsSite::count(const Request& request, const Response& response) {

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <boost/asio/thread_pool.hpp>
+#include <cstddef>
 
 #include "collector/access/Audit.h"
+#include "collector/http/LimitedPool.h"
 #include "collector/http/LogWriter.h"
 #include "collector/http/RateCounter.h"
 #include "collector/http/Site.h"
@@ -19,10 +20,12 @@ class ParticipantsSite : public Site {
  public:
   /// Questions and erasures a minute from one address, so that identifiers cannot be guessed.
   static constexpr int rate = 20;
+  /// Of a body. The longest identifier fits whatever of it is escaped.
+  static constexpr std::size_t largest_body = 1024;
 
   /// All references must outlive the site.
-  ParticipantsSite(const ServeOptions& options, Storage& storage, Audit& audit,
-                   boost::asio::thread_pool& pool, LogWriter& log, Site& intake);
+  ParticipantsSite(const ServeOptions& options, Storage& storage, Audit& audit, LimitedPool& pool,
+                   LogWriter& log, Site& intake);
 
   boost::asio::awaitable<std::optional<Response>> judge(Request& request) override;
   boost::asio::awaitable<Response> respond(Request& request) override;
@@ -36,7 +39,7 @@ class ParticipantsSite : public Site {
   const ServeOptions& options_;
   Storage& storage_;
   Audit& audit_;
-  boost::asio::thread_pool& pool_;
+  LimitedPool& pool_;
   LogWriter& log_;
   Site& intake_;
   PageFiles files_{embedded_pages()};

@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "collector/http/HttpConnection.h"
+#include "collector/http/LimitedPool.h"
 #include "collector/http/LogWriter.h"
 #include "collector/http/Stream.h"
 #include "collector/http/Tls.h"
@@ -49,6 +50,10 @@ constexpr std::size_t pool_threads = 2;
 constexpr std::size_t pages_pool_threads = 2;
 /// Each needs 64 MiB while it hashes.
 constexpr std::size_t password_pool_threads = 2;
+constexpr std::size_t most_passwords = 32;
+/// Nobody has to log in for these, so they hold up neither the intake nor the pages.
+constexpr std::size_t participants_pool_threads = 1;
+constexpr std::size_t most_participants = participants_pool_threads + 8;
 
 /// Allows this process to open enough files. Returns how many connections the intake can have.
 std::size_t allow_connections(std::size_t count) {
@@ -131,7 +136,8 @@ class Server::Core {
   asio::executor_work_guard<asio::io_context::executor_type> work_{network_.get_executor()};
   asio::thread_pool pool_{pool_threads};
   asio::thread_pool pages_pool_{pages_pool_threads};
-  asio::thread_pool password_pool_{password_pool_threads};
+  LimitedPool password_pool_{password_pool_threads, most_passwords};
+  LimitedPool participants_pool_{participants_pool_threads, most_participants};
   std::array<char, read_buffer_size> buffer_{};
   Budget budget_;
   ConnectionContext context_;
@@ -157,7 +163,7 @@ Server::Core::Core(const ServeOptions& options, Storage& storage, AccessControl&
       context_{options_.deadlines, options_.max_body, budget_, buffer_, pages_pool_},
       readiness_(storage, pool_),
       intake_site_(options_, storage, pool_, readiness_, metrics_, log_),
-      participants_site_(options_, storage, access.audit, pages_pool_, log_, intake_site_),
+      participants_site_(options_, storage, access.audit, participants_pool_, log_, intake_site_),
       pages_site_(
           options_,
           {storage, access, options_.keeping,
@@ -187,6 +193,7 @@ void Server::Core::run() {
   pool_.join();
   pages_pool_.join();
   password_pool_.join();
+  participants_pool_.join();
 }
 
 void Server::Core::stop() {

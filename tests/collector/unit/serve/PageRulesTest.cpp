@@ -33,6 +33,21 @@ TEST(PageRules, ARequestThatDoesNotTellItsOriginIsOfNone) {
   EXPECT_FALSE(is_same_origin({}, {"http://a:1"}, {"a:1", "b:1"}));
 }
 
+Request request_with(std::vector<Field> fields, std::string_view peer = "127.0.0.1") {
+  Request request;
+  request.fields = std::move(fields);
+  request.peer = parse_ip_address(peer).value();
+  return request;
+}
+
+TEST(PageRules, AProgramHasNoOrigin) {
+  EXPECT_TRUE(is_no_other_origin(request_with({})));
+  EXPECT_TRUE(is_no_other_origin(request_with({{"Host", "a:1"}, {"Origin", "http://a:1"}})));
+  EXPECT_TRUE(is_no_other_origin(request_with({{"Sec-Fetch-Site", "same-origin"}})));
+  EXPECT_FALSE(is_no_other_origin(request_with({{"Host", "a:1"}, {"Origin", "http://b:1"}})));
+  EXPECT_FALSE(is_no_other_origin(request_with({{"Sec-Fetch-Site", "cross-site"}})));
+}
+
 TEST(PageRules, GzipIsTakenWhereItIsAllowed) {
   EXPECT_TRUE(accepts_gzip({"gzip"}));
   EXPECT_TRUE(accepts_gzip({"gzip, deflate, br"}));

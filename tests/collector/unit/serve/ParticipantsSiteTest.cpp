@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <thread>
+
+#include "collector/report/Report.h"
 #include "collector/serve/PageFiles.h"
 #include "tests/collector/unit/serve/PageReplies.h"
 #include "tests/collector/unit/serve/RunningServer.h"
@@ -46,7 +49,66 @@ TEST_F(ParticipantsSiteTest, WhatIsKeptIsAskedForAndErased) {
   EXPECT_EQ(reply.status, 200);
   EXPECT_THAT(reply.body, StartsWith("{\"erased\":{\"installations\":0,"));
   expect_problem(post("/mine/kept", "machine-1"), 400);
-  expect_problem(post("/mine/kept", std::string(65537, 'x')), 413);
+}
+
+TEST_F(ParticipantsSiteTest, ABodyIsNoLargerThanTheLongestIdentifier) {
+  // Each of its bytes can be written with six characters, as "\u0041".
+  const std::string installation(6 * longest_installation, 'x');
+  const std::string body = R"({"installation":")" + installation + "\"}";
+  EXPECT_EQ(post("/mine/kept", body).status, 200);
+  const std::string padding(1024 - body.size(), ' ');
+  EXPECT_EQ(post("/mine/kept", body + padding).status, 200);
+  expect_problem(post("/mine/kept", body + padding + " "), 413);
+  expect_problem(post("/mine/erase", body + padding + " "), 413);
+}
+
+TEST_F(ParticipantsSiteTest, AnotherSitesPageDoesNothingHere) {
+  const std::string body = R"({"installation":"machine-1"})";
+  for (const std::string path : {"/mine/kept", "/mine/erase"}) {
+    const auto ask_from = [&](const std::string& fields) {
+      return ask(server_.port(), with_body("POST " + path, fields, body));
+    };
+    for (int i = 0; i < ParticipantsSite::rate; ++i) {
+      expect_problem(ask_from("Host: a:1\r\nOrigin: http://b\r\n"), 403);
+    }
+    expect_problem(ask_from("Sec-Fetch-Site: cross-site\r\n"), 403);
+    EXPECT_EQ(ask_from("Host: a:1\r\nOrigin: http://a:1\r\n").status, 200);
+    EXPECT_EQ(ask_from("Sec-Fetch-Site: same-origin\r\n").status, 200);
+    EXPECT_EQ(ask_from("").status, 200) << "a program";
+  }
+}
+
+TEST_F(ParticipantsSiteTest, ThoseWhoFillTheirQueueHoldUpNobodyElse) {
+  constexpr int most = 9;
+  constexpr int surplus = 3;
+  server_.storage().hold();
+  std::vector<TestClient> clients;
+  for (int i = 0; i < most + surplus; ++i) {
+    clients.emplace_back(server_.port());
+    clients.back().send(with_body("POST /mine/kept", "", R"({"installation":"machine-1"})"));
+  }
+  const auto refused = [this] {
+    const std::string log = server_.log().read();
+    int count = 0;
+    for (std::size_t at = 0; (at = log.find("status=503 code=busy", at)) != std::string::npos; ++at)
+      ++count;
+    return count;
+  };
+  for (int i = 0; i < 1000 && refused() < surplus; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_EQ(ask(server_.pages_port(), "GET /api/v1/session HTTP/1.1\r\n\r\n").status, 401)
+      << "the pages go on";
+  server_.storage().release();
+  std::map<int, int> statuses;
+  for (TestClient& client : clients) {
+    const Reply reply = client.read_reply();
+    ++statuses[reply.status];
+    if (reply.status != 503) continue;
+    expect_problem(reply, 503);
+    EXPECT_TRUE(reply.has("Retry-After: 5"));
+  }
+  EXPECT_EQ(statuses, (std::map<int, int>{{200, most}, {503, surplus}}));
 }
 
 TEST_F(ParticipantsSiteTest, TheRateIsLimitedForThisMachineToo) {

@@ -9,7 +9,7 @@ SlowStorage::~SlowStorage() {
     const std::lock_guard lock(mutex_);
     is_ending_ = true;
   }
-  changed_.notify_one();
+  changed_.notify_all();
   thread_.join();
 }
 
@@ -23,7 +23,7 @@ void SlowStorage::release() {
     const std::lock_guard lock(mutex_);
     is_held_ = false;
   }
-  changed_.notify_one();
+  changed_.notify_all();
 }
 
 void SlowStorage::set_outcome(Outcome outcome) {
@@ -88,7 +88,7 @@ void SlowStorage::keep(Delivery delivery, TimeKind, std::function<void(Outcome)>
     const std::lock_guard lock(mutex_);
     waiting_.push_back({std::move(delivery), std::move(done)});
   }
-  changed_.notify_one();
+  changed_.notify_all();
 }
 
 void SlowStorage::count_refusal(const std::string& product, Time, std::string_view code) {
@@ -109,6 +109,12 @@ void SlowStorage::add_product(const std::string& product) {
 std::vector<std::string> SlowStorage::products() {
   const std::lock_guard lock(mutex_);
   return products_;
+}
+
+InstallationKeeping SlowStorage::keeping_of(const std::string& installation) {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return !is_held_; });
+  return FakeStorage::keeping_of(installation);
 }
 
 std::int64_t SlowStorage::remove_texts(Time before, const GoesOn& goes_on) {

@@ -22,7 +22,7 @@ class SlowStorage : public test::FakeStorage {
   SlowStorage();
   ~SlowStorage() override;
 
-  /// From now on deliveries wait until `release`.
+  /// From now on deliveries and the questions of participants wait until `release`.
   void hold();
   void release();
   /// What becomes of deliveries from now on, and whether one could be kept.
@@ -54,6 +54,7 @@ class SlowStorage : public test::FakeStorage {
   bool is_ready() noexcept override;
   void add_product(const std::string& product) override;
   std::vector<std::string> products() override;
+  InstallationKeeping keeping_of(const std::string& installation) override;
   std::int64_t remove_texts(Time before, const GoesOn& goes_on) override;
   ErasedCounts erase_silent(Time before, const GoesOn& goes_on) override;
   std::vector<KeptDelivery> export_part(const std::optional<std::string>& installation,
