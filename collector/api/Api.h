@@ -27,7 +27,7 @@ struct ApiRequest {
   std::string token;
   /// From where it came, for the limit of log-ins.
   Address client{};
-  /// Whether the cookie may be sent over TLS alone.
+  /// Whether the browser speaks TLS.
   bool is_secure = false;
   Time at{};
   std::chrono::steady_clock::time_point now{};

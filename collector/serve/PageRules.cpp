@@ -89,6 +89,7 @@ const std::string_view security_fields =
     "X-Content-Type-Options: nosniff\r\n"
     "Referrer-Policy: no-referrer\r\n"
     "Cross-Origin-Opener-Policy: same-origin\r\n"
+    "Cross-Origin-Resource-Policy: same-origin\r\n"
     "Permissions-Policy: accelerometer=(), autoplay=(), camera=(), display-capture=(), "
     "encrypted-media=(), fullscreen=(), geolocation=(), gyroscope=(), magnetometer=(), "
     "microphone=(), midi=(), payment=(), picture-in-picture=(), publickey-credentials-get=(), "

@@ -31,4 +31,8 @@ bool asks_for_html(const std::vector<std::string_view>& accepts);
 /// who may show it.
 extern const std::string_view security_fields;
 
+/// The field that tells a browser to come over TLS only, for a year (RFC 6797).
+inline constexpr std::string_view only_tls_field =
+    "Strict-Transport-Security: max-age=31536000\r\n";
+
 }  // namespace pelto::collector

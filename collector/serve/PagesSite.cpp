@@ -78,14 +78,19 @@ PagesSite::PagesSite(const ServeOptions& options, ApiContext context, PagePools 
 
 asio::awaitable<std::optional<Response>> PagesSite::judge(Request& request) {
   std::optional<Response> response = judge_plainly(request);
-  if (response) response->fields += security_fields;
+  if (response) secure(request, *response);
   co_return response;
 }
 
 asio::awaitable<Response> PagesSite::respond(Request& request) {
   Response response = co_await respond_plainly(request);
-  response.fields += security_fields;
+  secure(request, response);
   co_return response;
+}
+
+void PagesSite::secure(const Request& request, Response& response) const {
+  response.fields += security_fields;
+  if (is_secure(request)) response.fields += only_tls_field;
 }
 
 std::optional<Response> PagesSite::judge_plainly(Request& request) const {
@@ -124,11 +129,13 @@ asio::awaitable<Response> PagesSite::respond_plainly(Request& request) {
 
 asio::awaitable<Response> PagesSite::respond_to_api_call(Request& request) {
   const Target target = split_target(request.target);
+  const bool uses_tls = is_secure(request);
   ApiRequest call{find_api_route(request.method, target.path), std::string(target.query),
-                  std::move(request.body), std::string(session_token(request.values("Cookie")))};
+                  std::move(request.body),
+                  std::string(session_token(request.values("Cookie"), uses_tls))};
   call.client =
       client_address(request.peer, request.values("X-Forwarded-For"), options_.trusted_proxies);
-  call.is_secure = is_secure(request);
+  call.is_secure = uses_tls;
   call.at = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   call.now = std::chrono::steady_clock::now();
   const auto work = [this, &call] { return respond_to_api(context_, call); };

@@ -42,6 +42,7 @@ class PagesSite : public Site {
   boost::asio::awaitable<Response> show_metrics();
   Response show_file(const Request& request, std::string_view path) const;
   bool is_secure(const Request& request) const;
+  void secure(const Request& request, Response& response) const;
 
   const ServeOptions& options_;
   ApiContext context_;

@@ -21,7 +21,7 @@ from test_commands import FIGURES, as_text, history, line
 PASSWORD = "0123456789"
 OTHER_PASSWORD = "9876543210"
 SECURITY = ("Content-Security-Policy", "X-Content-Type-Options", "Referrer-Policy",
-            "Cross-Origin-Opener-Policy", "Permissions-Policy")
+            "Cross-Origin-Opener-Policy", "Cross-Origin-Resource-Policy", "Permissions-Policy")
 
 
 @dataclass
@@ -241,7 +241,8 @@ class LogIn(ApiTest):
         browser = Browser(server.pages_port, ssl.create_default_context(cafile=str(certificate)))
         reply = browser.log_in("ann")
         self.assertEqual(reply.status, 200)
-        self.assertIn("Secure", reply.fields["Set-Cookie"].split("; "))
+        self.assertRegex(reply.fields["Set-Cookie"], r"^__Host-pelto-session=.*; Secure$")
+        self.assertEqual(reply.fields["Strict-Transport-Security"], "max-age=31536000")
         self.assertEqual(browser.get("/api/v1/session").status, 200)
 
 

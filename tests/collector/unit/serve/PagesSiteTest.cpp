@@ -14,6 +14,7 @@ namespace pelto::collector {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 constexpr char same_origin[] = "Host: a:1\r\nOrigin: http://a:1\r\n";
@@ -45,7 +46,7 @@ class PagesSiteTest : public testing::Test {
     access.accounts.add({"ann", role}, "0123456789");
     const std::string token = access.sessions.begin({"ann", access.accounts.find("ann")->stamp},
                                                     std::chrono::steady_clock::now());
-    return std::string("Cookie: ") + session_cookie + "=" + token + "\r\n";
+    return "Cookie: " + std::string(session_cookie(false)) + "=" + token + "\r\n";
   }
   /// All that a request for an export gets, to the connection's end.
   std::string read_export(const std::string& version = "1.1") {
@@ -126,7 +127,7 @@ TEST_F(PagesSiteTest, ALogInIsARequestOfAPageOrOfAProgram) {
   Reply reply = page(with_body("POST /api/v1/session", same_origin, body));
   EXPECT_EQ(reply.status, 200) << reply.body;
   EXPECT_THAT(reply.head, HasSubstr("; Path=/; HttpOnly; SameSite=Strict\r\n"));
-  const std::size_t at = reply.head.find(session_cookie);
+  const std::size_t at = reply.head.find(session_cookie(false));
   const std::string cookie = reply.head.substr(at, reply.head.find(';', at) - at);
   EXPECT_EQ(get("/api/v1/session", "Cookie: " + cookie + "\r\n").status, 200);
   reply = page(with_body("POST /api/v1/session", "Sec-Fetch-Site: same-origin\r\n", body));
@@ -243,7 +244,7 @@ TEST_F(PagesSiteTest, TheLogNamesNoAccount) {
   EXPECT_EQ(server_.log().read().find("ann"), std::string::npos);
 }
 
-TEST(PagesSite, UnderATrustedProxyWithTlsTheCookieIsSecure) {
+TEST(PagesSite, BehindATrustedProxyWithTlsTheSessionIsForTlsAlone) {
   ServeOptions options = test_options();
   options.trusted_proxies = {parse_ip_address("127.0.0.1").value()};
   RunningServer server(options);
@@ -253,8 +254,29 @@ TEST(PagesSite, UnderATrustedProxyWithTlsTheCookieIsSecure) {
     const std::string fields = same_origin + ("X-Forwarded-Proto: " + scheme + "\r\n");
     return ask(server.pages_port(), with_body("POST /api/v1/session", fields, body)).head;
   };
-  EXPECT_THAT(log_in("https"), HasSubstr("; SameSite=Strict; Secure\r\n"));
-  EXPECT_THAT(log_in("http"), HasSubstr("; SameSite=Strict\r\n"));
+  const std::string with_tls = log_in("https");
+  EXPECT_THAT(with_tls, HasSubstr("\r\nSet-Cookie: __Host-pelto-session="));
+  EXPECT_THAT(with_tls, HasSubstr("; SameSite=Strict; Secure\r\n"));
+  EXPECT_THAT(with_tls, HasSubstr("\r\nStrict-Transport-Security: max-age=31536000\r\n"));
+  const std::string without = log_in("http");
+  EXPECT_THAT(without, HasSubstr("\r\nSet-Cookie: pelto-session="));
+  EXPECT_THAT(without, HasSubstr("; SameSite=Strict\r\n"));
+  EXPECT_THAT(without, Not(HasSubstr("Strict-Transport-Security")));
+  const std::size_t at = with_tls.find("__Host-");
+  const std::string cookie = with_tls.substr(at, with_tls.find(';', at) - at);
+  const auto show = [&](const std::string& fields) {
+    return ask(server.pages_port(),
+               "GET /api/v1/session HTTP/1.1\r\nCookie: " + cookie + "\r\n" + fields + "\r\n");
+  };
+  EXPECT_EQ(show("X-Forwarded-Proto: https\r\n").status, 200);
+  EXPECT_EQ(show("").status, 401);
+}
+
+TEST(PagesSite, AProxyThatIsNotTrustedDoesNotSayWhetherThereIsTls) {
+  RunningServer server;
+  const Reply reply =
+      ask(server.pages_port(), "GET / HTTP/1.1\r\nX-Forwarded-Proto: https\r\n\r\n");
+  EXPECT_THAT(reply.head, Not(HasSubstr("Strict-Transport-Security")));
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "collector/http/ServeError.h"
+#include "collector/serve/PageRules.h"
 #include "tests/collector/support/TemporaryFolder.h"
 #include "tests/collector/unit/intake/FormText.h"
 #include "tests/collector/unit/serve/RunningServer.h"
@@ -90,8 +91,10 @@ TEST_F(TlsTest, BothListenersSpeakIt) {
       EXPECT_TRUE(client.read().starts_with("HTTP/1.1 200 OK\r\n"));
     }
     TlsClient pages(server.pages_port(), version);
-    pages.send("GET /metrics HTTP/1.1\r\n\r\n");
-    EXPECT_TRUE(pages.read().starts_with("HTTP/1.1 200 OK\r\n"));
+    pages.send("GET /metrics HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    const std::string metrics = pages.read();
+    EXPECT_TRUE(metrics.starts_with("HTTP/1.1 200 OK\r\n"));
+    EXPECT_NE(metrics.find(only_tls_field), std::string::npos);
   }
   EXPECT_EQ(server.storage().kept().size(), 4U);
 }
