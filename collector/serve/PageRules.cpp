@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "collector/http/Address.h"
 #include "collector/http/Text.h"
 
 namespace pelto::collector {
@@ -47,6 +48,13 @@ std::optional<bool> find_weight(const std::vector<std::string_view>& lists, std:
   return std::nullopt;
 }
 
+bool is_loopback_host(std::string_view field) {
+  const auto host = without_port(field);
+  if (!host) return false;
+  const auto address = parse_ip_address(*host);
+  return address ? is_loopback(*address) : equals_ignoring_case(*host, "localhost");
+}
+
 /// "example.org:8481" of "https://example.org:8481"; empty for an origin without one.
 std::string_view authority_of(std::string_view origin) {
   for (const std::string_view scheme : {"http://", "https://"}) {
@@ -71,6 +79,14 @@ bool is_no_other_origin(const Request& request) {
   const auto origins = request.values("Origin");
   const bool is_of_browser = !fetch_sites.empty() || !origins.empty();
   return !is_of_browser || is_same_origin(fetch_sites, origins, request.values("Host"));
+}
+
+bool is_local(const Request& request) {
+  for (const char* const name : {"X-Forwarded-For", "Forwarded", "X-Real-IP", "Via"}) {
+    if (!request.values(name).empty()) return false;
+  }
+  const auto hosts = request.values("Host");
+  return is_loopback(request.peer) && hosts.size() == 1 && is_loopback_host(hosts.front());
 }
 
 bool accepts_gzip(const std::vector<std::string_view>& encodings) {

@@ -20,6 +20,11 @@ bool is_same_origin(const std::vector<std::string_view>& fetch_sites,
 /// has of this server.
 bool is_no_other_origin(const Request& request);
 
+/// Whether a request was made on this machine: it comes from a loopback address, the host asked is
+/// one, and no proxy says that it passes the request on. A proxy on this machine that says neither
+/// that nor the host asked cannot be told from a program.
+bool is_local(const Request& request);
+
 /// Whether the client takes a body in gzip, by the values of its fields Accept-Encoding (RFC 9110,
 /// 12.5.3).
 bool accepts_gzip(const std::vector<std::string_view>& encodings);

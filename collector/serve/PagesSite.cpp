@@ -99,7 +99,7 @@ std::optional<Response> PagesSite::judge_plainly(Request& request) const {
   if (path.starts_with(api_prefix)) return judge_api_call(request, path);
   if (!is_read(request)) return wrong_method("GET, HEAD");
   if (request.framing.has_body()) return problem(400, "bad-request", "this takes no body");
-  if (path == metrics_path && is_loopback(request.peer)) {
+  if (path == metrics_path && is_local(request)) {
     request.route.path = metrics_path;
     return std::nullopt;
   }

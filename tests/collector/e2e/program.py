@@ -80,7 +80,7 @@ class Server:
 
     def metric(self, name: str) -> str:
         """The value of a metric; empty if there is none of this name."""
-        _, text = senders.exchange(self.pages_port, b"GET /metrics HTTP/1.1\r\n\r\n")
+        _, text = senders.exchange(self.pages_port, b"GET /metrics HTTP/1.1\r\nHost: localhost\r\n\r\n")
         return next((line.rpartition(" ")[2] for line in text.splitlines()
                      if line.rpartition(" ")[0] == name), "")
 

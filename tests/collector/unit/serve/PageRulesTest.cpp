@@ -48,6 +48,29 @@ TEST(PageRules, AProgramHasNoOrigin) {
   EXPECT_FALSE(is_no_other_origin(request_with({{"Sec-Fetch-Site", "cross-site"}})));
 }
 
+TEST(PageRules, ARequestOfThisMachineAsksForALoopbackHost) {
+  for (const char* const host : {"localhost", "LOCALHOST:8481", "127.0.0.1", "127.0.0.1:8481",
+                                 "127.1.2.3:1", "[::1]", "[::1]:8481"}) {
+    EXPECT_TRUE(is_local(request_with({{"Host", host}}))) << host;
+    EXPECT_TRUE(is_local(request_with({{"Host", host}}, "::1"))) << host;
+    EXPECT_FALSE(is_local(request_with({{"Host", host}}, "192.0.2.1"))) << host;
+  }
+  for (const char* const host : {"", "pages.example", "localhost.example", "127.0.0.1.example",
+                                 "192.0.2.1", "[2001:db8::1]:80", "localhost:x", ":80", "[::1"}) {
+    EXPECT_FALSE(is_local(request_with({{"Host", host}}))) << host;
+  }
+  EXPECT_FALSE(is_local(request_with({})));
+  EXPECT_FALSE(is_local(request_with({{"Host", "localhost"}, {"Host", "localhost"}})));
+}
+
+TEST(PageRules, ARequestThatAProxyPassesOnIsNotOfThisMachine) {
+  for (const char* const name :
+       {"X-Forwarded-For", "x-forwarded-for", "Forwarded", "X-Real-IP", "Via"}) {
+    EXPECT_FALSE(is_local(request_with({{"Host", "localhost"}, {name, ""}}))) << name;
+  }
+  EXPECT_TRUE(is_local(request_with({{"Host", "localhost"}, {"X-Forwarded", "x"}})));
+}
+
 TEST(PageRules, GzipIsTakenWhereItIsAllowed) {
   EXPECT_TRUE(accepts_gzip({"gzip"}));
   EXPECT_TRUE(accepts_gzip({"gzip, deflate, br"}));

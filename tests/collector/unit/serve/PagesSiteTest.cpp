@@ -75,6 +75,12 @@ TEST_F(PagesSiteTest, EveryResponseSaysWhatAPageMayDo) {
   expect_security(page(with_body("POST /api/v1/session", same_origin, "{}")));
 }
 
+TEST_F(PagesSiteTest, TheMetricsAreForThisMachineAlone) {
+  EXPECT_EQ(get("/metrics", "Host: localhost:8481\r\n").status, 200);
+  expect_problem(get("/metrics", "Host: pages.example\r\n"), 404);
+  expect_problem(get("/metrics", "Host: localhost\r\nX-Forwarded-For: 192.0.2.1\r\n"), 404);
+}
+
 TEST_F(PagesSiteTest, AViewIsTheShell) {
   const bool has_pages = !embedded_pages().empty();
   for (const std::string target :

@@ -70,7 +70,8 @@ RunningServer::~RunningServer() {
 }
 
 std::string RunningServer::metric(std::string_view name) const {
-  const Reply reply = ask(pages_port(), "GET /metrics HTTP/1.1\r\nConnection: close\r\n\r\n");
+  const Reply reply =
+      ask(pages_port(), "GET /metrics HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
   const std::string key = "\n" + std::string(name) + " ";
   const std::size_t at = reply.body.find(key);
   if (at == std::string::npos) return {};

@@ -481,7 +481,7 @@ TEST(Server, ShowsItsMetricsOnThePagesListenerOnly) {
   EXPECT_EQ(server.metric("pelto_collector_refusals_total{code=\"not-multipart\"}"), "1");
   EXPECT_EQ(server.metric("pelto_collector_storage_ready"), "1");
   EXPECT_EQ(server.metric("pelto_collector_request_duration_seconds_count"), "2");
-  const Reply reply = ask(server.pages_port(), "GET /metrics HTTP/1.1\r\n\r\n");
+  const Reply reply = ask(server.pages_port(), "GET /metrics HTTP/1.1\r\nHost: localhost\r\n\r\n");
   EXPECT_TRUE(reply.has("Content-Type: text/plain; version=0.0.4; charset=utf-8"));
   EXPECT_EQ(ask(server.pages_port(), "GET /metrics/ HTTP/1.1\r\n\r\n").status, 404);
   for (const std::string start : {"POST /metrics HTTP/1.1\r\nContent-Length: 0\r\n",
