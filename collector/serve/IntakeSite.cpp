@@ -7,7 +7,7 @@
 #include <variant>
 
 #include "collector/http/AwaitCallback.h"
-#include "collector/http/RequestLine.h"
+#include "collector/http/RequestLog.h"
 
 namespace pelto::collector {
 
@@ -132,10 +132,8 @@ void IntakeSite::count(const Request& request, const Response& response) {
 
 void IntakeSite::finish(const Request& request, const Response& response,
                         const RequestSummary& summary) {
-  const Route& route = request.route;
   metrics_.count_request(summary.duration);
-  log_.write(format_record({now(), "intake", request.method, route.path, route.product,
-                            response.status, response.code, summary.bytes, summary.duration}));
+  log_request(log_, "intake", request, response, summary);
 }
 
 }  // namespace pelto::collector

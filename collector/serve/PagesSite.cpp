@@ -8,7 +8,7 @@
 
 #include "collector/http/Cookie.h"
 #include "collector/http/Problem.h"
-#include "collector/http/RequestLine.h"
+#include "collector/http/RequestLog.h"
 #include "collector/http/RunOnPool.h"
 #include "collector/http/Target.h"
 #include "collector/http/Text.h"
@@ -169,16 +169,7 @@ void PagesSite::count(const Request&, const Response&) {}
 
 void PagesSite::finish(const Request& request, const Response& response,
                        const RequestSummary& summary) {
-  const Time time = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-  log_.write(format_record({time,
-                            "pages",
-                            request.method,
-                            request.route.path,
-                            {},
-                            response.status,
-                            response.code,
-                            summary.bytes,
-                            summary.duration}));
+  log_request(log_, "pages", request, response, summary);
 }
 
 }  // namespace pelto::collector

@@ -6,8 +6,7 @@
 
 #include "collector/api/Participants.h"
 #include "collector/http/Problem.h"
-#include "collector/http/RequestLine.h"
-#include "collector/http/RunOnPool.h"
+#include "collector/http/RequestLog.h"
 #include "collector/http/Target.h"
 #include "collector/serve/PageRules.h"
 
@@ -101,15 +100,7 @@ void ParticipantsSite::finish(const Request& request, const Response& response,
     intake_.finish(request, response, summary);
     return;
   }
-  log_.write(format_record({now(),
-                            "intake",
-                            request.method,
-                            request.route.path,
-                            {},
-                            response.status,
-                            response.code,
-                            summary.bytes,
-                            summary.duration}));
+  log_request(log_, "intake", request, response, summary);
 }
 
 }  // namespace pelto::collector
