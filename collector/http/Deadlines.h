@@ -10,13 +10,15 @@ struct Deadlines {
   using Duration = std::chrono::milliseconds;
 
   /// For the TLS handshake, and for a request's header from its first byte; on a new connection for
-  /// the header from the connection on. A response may take as long to be written.
+  /// the header from the connection on. A part of a response that is made while it is sent may take
+  /// as long to be written.
   Duration header = std::chrono::seconds(10);
-  /// A body may take this long whatever its rate.
+  /// A body may take this long whatever its rate, and so may any other response.
   Duration body_start = std::chrono::seconds(10);
-  /// From then on at least this many bytes a second must have arrived on average since its start.
+  /// From then on at least this many bytes a second must have arrived, or been taken by the client,
+  /// on average since its start.
   std::size_t body_rate = 1024;
-  /// A body may not take longer than this at any rate.
+  /// Neither may take longer than this at any rate.
   Duration body = std::chrono::minutes(5);
   /// Between two requests.
   Duration idle = std::chrono::seconds(15);
@@ -27,7 +29,8 @@ struct Deadlines {
   Duration stop = std::chrono::seconds(10);
 };
 
-/// When, counted from the body's start, more than `bytes` of it must have arrived.
+/// When, counted from the start of a body or response, more than `bytes` of it must have arrived or
+/// been taken.
 Deadlines::Duration body_allowance(const Deadlines& deadlines, std::size_t bytes);
 
 }  // namespace pelto::collector

@@ -324,16 +324,28 @@ bool HttpConnection::parse_body(Exchange& exchange) {
 }
 
 asio::awaitable<bool> HttpConnection::send(const Exchange& exchange) {
-  stream_->set_deadline(Stream::Clock::now() + context_.deadlines.header);
   ResponseForm form;
   form.now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   form.keeps_alive = exchange.keeps_alive;
   form.has_body = exchange.request.method != "HEAD";
   form.knows_chunks = exchange.request.is_http_1_1;
   const std::string bytes = format_response(exchange.response, form);
-  const bool is_sent = co_await stream_->write(bytes);
+  const bool is_sent = co_await send_whole(bytes);
   if (!is_sent || !exchange.response.source || !form.has_body) co_return is_sent;
   co_return co_await send_source(*exchange.response.source, form.knows_chunks);
+}
+
+/// Sends bytes that are all in memory. A client that takes them slowly has as long as one that
+/// sends a body slowly.
+asio::awaitable<bool> HttpConnection::send_whole(std::string_view bytes) {
+  const auto start = Stream::Clock::now();
+  for (std::size_t sent = 0; sent < bytes.size();) {
+    stream_->set_deadline(start + body_allowance(context_.deadlines, sent));
+    const std::size_t count = co_await stream_->write_some(bytes.substr(sent));
+    if (count == 0) co_return false;
+    sent += count;
+  }
+  co_return true;
 }
 
 /// Sends a body while it is made: a part is made only after the client has taken the one before it.

@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "collector/http/Address.h"
 #include "collector/http/Budget.h"
@@ -58,6 +59,7 @@ class HttpConnection {
   boost::asio::awaitable<Arrival> read_header(Exchange& exchange);
   boost::asio::awaitable<Arrival> read_body(Exchange& exchange);
   boost::asio::awaitable<bool> send(const Exchange& exchange);
+  boost::asio::awaitable<bool> send_whole(std::string_view bytes);
   boost::asio::awaitable<bool> send_source(BodySource& source, bool knows_chunks);
   boost::asio::awaitable<void> linger();
   Arrival refuse_lost(Exchange& exchange) const;

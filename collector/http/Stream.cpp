@@ -42,16 +42,21 @@ asio::awaitable<std::size_t> Stream::read(std::span<char> buffer) {
   }
 }
 
-asio::awaitable<bool> Stream::write(std::string_view bytes) {
-  while (!bytes.empty()) {
+asio::awaitable<std::size_t> Stream::write_some(std::string_view bytes) {
+  while (true) {
     std::size_t count = 0;
     const Progress progress = try_write(bytes, count);
-    if (progress == Progress::done) {
-      bytes.remove_prefix(count);
-      continue;
-    }
+    if (progress == Progress::done) co_return count;
     const bool can_go_on = co_await wait(progress);
-    if (!can_go_on) co_return false;
+    if (!can_go_on) co_return 0;
+  }
+}
+
+asio::awaitable<bool> Stream::write(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const std::size_t count = co_await write_some(bytes);
+    if (count == 0) co_return false;
+    bytes.remove_prefix(count);
   }
   co_return true;
 }

@@ -30,6 +30,9 @@ class Stream : public std::enable_shared_from_this<Stream> {
   boost::asio::awaitable<bool> handshake();
   /// Waits for bytes and reads them into `buffer`. Returns their number, 0 at the end.
   boost::asio::awaitable<std::size_t> read(std::span<char> buffer);
+  /// Writes the first of some bytes, as many as the other end takes at once. Returns their number,
+  /// 0 if that failed.
+  boost::asio::awaitable<std::size_t> write_some(std::string_view bytes);
   /// Writes all bytes. Returns whether that succeeded.
   boost::asio::awaitable<bool> write(std::string_view bytes);
   /// Says that nothing more will be written.

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "collector/http/Cookie.h"
 #include "collector/serve/Server.h"
 #include "tests/collector/unit/intake/FormText.h"
 #include "tests/collector/unit/serve/RunningServer.h"
@@ -171,9 +172,66 @@ TEST(ServerDeadlines, AStorageThatTakesLongIsWaitedFor) {
   EXPECT_EQ(client.read_reply().status, 200);
 }
 
-TEST(ServerDeadlines, AClientThatDoesNotReadIsLeft) {
+/// A server with a response of many MiB, more than the buffers of both ends take.
+class LargeResponse {
+ public:
+  explicit LargeResponse(const ServeOptions& options) : server_(options) {
+    for (int i = 0; i < 2000; ++i) {
+      server_.storage().add_product(std::to_string(i) + std::string(10'000, 'x'));
+    }
+    AccessControl& access = server_.access();
+    access.accounts.add({"ann", Role::viewer}, "0123456789");
+    token_ = access.sessions.begin({"ann", access.accounts.find("ann")->stamp}, Clock::now());
+  }
+
+  RunningServer& server() { return server_; }
+  /// Asks for the response, and waits until it has begun to arrive.
+  TestClient ask() const {
+    TestClient client(server_.pages_port());
+    client.send("GET /api/v1/products HTTP/1.1\r\nConnection: close\r\nCookie: " +
+                std::string(session_cookie(false)) + "=" + token_ + "\r\n\r\n");
+    pollfd begun{client.socket(), POLLIN, 0};
+    EXPECT_EQ(poll(&begun, 1, 20'000), 1);
+    return client;
+  }
+
+ private:
+  RunningServer server_;
+  std::string token_;
+};
+
+TEST(ServerDeadlines, ALargeResponseMayBeTakenSlowly) {
   ServeOptions options = test_options();
   options.deadlines.header = milliseconds(200);
+  options.deadlines.body_start = milliseconds(200);
+  options.deadlines.body_rate = 1'000'000;
+  LargeResponse large(options);
+  TestClient client = large.ask();
+  // What the buffers take at once counts, too.
+  std::this_thread::sleep_for(milliseconds(800));
+  const std::string response = client.read_rest();
+  EXPECT_GT(response.size(), 20'000'000U);
+  EXPECT_TRUE(response.ends_with("]}\n"));
+}
+
+TEST(ServerDeadlines, ALargeResponseIsNotWaitedForLongerThanABody) {
+  for (const auto& [rate, most] : {std::pair(std::size_t{1'000'000'000}, seconds(300)),
+                                   std::pair(std::size_t{1}, seconds(1))}) {
+    ServeOptions options = test_options();
+    options.deadlines.body_start = milliseconds(200);
+    options.deadlines.body_rate = rate;
+    options.deadlines.body = most;
+    LargeResponse large(options);
+    const TestClient client = large.ask();
+    const auto start = Clock::now();
+    EXPECT_TRUE(large.server().log().await("code=not-sent")) << rate;
+    EXPECT_LT(since(start), seconds(8)) << rate;
+  }
+}
+
+TEST(ServerDeadlines, AClientThatDoesNotReadIsLeft) {
+  ServeOptions options = test_options();
+  options.deadlines.body_start = milliseconds(200);
   RunningServer server(options);
   TestClient client(server.port());
   std::string requests;
