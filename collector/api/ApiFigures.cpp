@@ -72,11 +72,18 @@ Response show_keeping(const ApiCall& call) {
   for (const ProductKeeping& keeping : storage.keeping()) {
     ordered_json product{{"name", keeping.product},
                          {"since", nullptr},
-                         {"deliveries", keeping.deliveries},
+                         {"deliveries", nullptr},
                          {"installations", nullptr},
-                         {"raw_reports", keeping.texts}};
-    if (keeping.since) product["since"] = format_time(*keeping.since);
-    if (!is_few(keeping.installations, threshold)) product["installations"] = keeping.installations;
+                         {"raw_reports", nullptr}};
+    // Its time would be that of a single report.
+    if (keeping.since) {
+      product["since"] = format_day(std::chrono::floor<std::chrono::days>(*keeping.since));
+    }
+    if (!is_few(keeping.installations, threshold)) {
+      product["deliveries"] = keeping.deliveries;
+      product["installations"] = keeping.installations;
+      product["raw_reports"] = keeping.texts;
+    }
     products.push_back(std::move(product));
   }
   return json_response(200, json);

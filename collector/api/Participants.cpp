@@ -39,7 +39,9 @@ Response as_response(const InstallationKeeping& keeping) {
                           {"file_types", kept.file_types},
                           {"has_raw_report", kept.has_text}});
   }
-  return json_response(200, {{"deliveries", deliveries}, {"has_email", keeping.has_email}});
+  return json_response(200, {{"deliveries", deliveries},
+                             {"total", keeping.deliveries.size()},
+                             {"has_email", keeping.has_email}});
 }
 
 }  // namespace

@@ -19,8 +19,9 @@ struct ParticipantsContext {
   std::function<void(std::string_view)> report_failure;
 };
 
-/// The response to a body {"installation":"..."}: what is kept under the identifier. Of an unknown
-/// one it is what it is of one that was erased. Does not throw.
+/// The response to a body {"installation":"..."}: the latest of what is kept under the identifier,
+/// and how much it is in total. Of an unknown one it is what it is of one that was erased. Does not
+/// throw.
 Response show_kept(const ParticipantsContext& context, const std::string& body);
 /// The same, and erases it: the receipt. An erasure that found nothing is not in the audit.
 Response erase_kept(const ParticipantsContext& context, const std::string& body, Time now);

@@ -112,7 +112,7 @@ class BehindNginx(program.CollectorTest):
                    % len(body)) + body
         with nginx(self.serve("--trusted-proxy", "127.0.0.1").port) as (port, context):
             self.assertEqual(senders.exchange(port, request, context),
-                             (200, '{"deliveries":[],"has_email":false}\n'))
+                             (200, '{"deliveries":[],"total":0,"has_email":false}\n'))
 
     def test_without_the_collector_nothing_is_confirmed(self) -> None:
         server = self.serve()

@@ -459,11 +459,11 @@ TEST_F(ApiTest, WhatIsKeptIsShownWithTheThreshold) {
   EXPECT_EQ(ask({"GET", "/api/v1/keeping", nullptr, token}).body,
             "{\"threshold\":5,\"retention_days\":400,\"forget_silent_days\":null,"
             "\"keeps_email\":false,\"keeps_adapter\":false,\"products\":["
-            "{\"name\":\"default\",\"since\":\"2024-10-04T00:00:00Z\",\"deliveries\":4,"
-            "\"installations\":null,\"raw_reports\":0},"
+            "{\"name\":\"default\",\"since\":\"2024-10-04\",\"deliveries\":null,"
+            "\"installations\":null,\"raw_reports\":null},"
             "{\"name\":\"new\",\"since\":null,\"deliveries\":0,\"installations\":0,"
             "\"raw_reports\":0},"
-            "{\"name\":\"other\",\"since\":\"2024-10-04T00:00:00Z\",\"deliveries\":5,"
+            "{\"name\":\"other\",\"since\":\"2024-10-04\",\"deliveries\":5,"
             "\"installations\":5,\"raw_reports\":0}]}\n");
   keeping_.forget_silent = std::chrono::days(90);
   EXPECT_EQ(

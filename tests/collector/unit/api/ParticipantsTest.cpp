@@ -54,13 +54,13 @@ TEST_F(ParticipantsTest, SeeWhatIsKept) {
   EXPECT_EQ(response.body,
             "{\"deliveries\":[{\"received\":\"2024-10-04T00:00:00Z\",\"product\":\"default\","
             "\"version\":\"1.0\",\"commands\":2,\"file_types\":1,\"has_raw_report\":true}],"
-            "\"has_email\":true}\n");
+            "\"total\":1,\"has_email\":true}\n");
 }
 
 TEST_F(ParticipantsTest, SeeTheSameOfAnUnknownAndAnErasedInstallation) {
   const Response of_unknown = show_kept(context_, unknown);
   EXPECT_EQ(of_unknown.status, 200);
-  EXPECT_EQ(of_unknown.body, "{\"deliveries\":[],\"has_email\":false}\n");
+  EXPECT_EQ(of_unknown.body, "{\"deliveries\":[],\"total\":0,\"has_email\":false}\n");
   storage_.erase_installation("machine-1");
   const Response of_erased = show_kept(context_, known);
   EXPECT_EQ(of_erased.status, of_unknown.status);

@@ -43,7 +43,7 @@ TEST_F(ParticipantsSiteTest, ThePageIsOnTheListenerOfTheIntake) {
 TEST_F(ParticipantsSiteTest, WhatIsKeptIsAskedForAndErased) {
   Reply reply = post("/mine/kept", R"({"installation":"machine-1"})");
   EXPECT_EQ(reply.status, 200);
-  EXPECT_EQ(reply.body, "{\"deliveries\":[],\"has_email\":false}\n");
+  EXPECT_EQ(reply.body, "{\"deliveries\":[],\"total\":0,\"has_email\":false}\n");
   expect_security(reply);
   reply = post("/mine/erase", R"({"installation":"machine-1"})");
   EXPECT_EQ(reply.status, 200);
