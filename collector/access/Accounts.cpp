@@ -30,6 +30,25 @@ bool has_another_admin(SQLite::Database& database, const std::string& name) {
   return row.executeStep();
 }
 
+/// Whether an account may get this role, or be removed, which is judged like a role without rights.
+/// In the transaction of the change: two administrators could remove each other at a time.
+AccountChange judge_change(SQLite::Database& database, const std::string& name, Role role) {
+  SQLite::Statement old(database, "SELECT role FROM account WHERE name = ?");
+  old.bind(1, name);
+  if (!old.executeStep()) return AccountChange::unknown;
+  const bool was_admin = old.getColumn(0).getString() == name_of(Role::admin);
+  if (was_admin && role != Role::admin && !has_another_admin(database, name)) {
+    return AccountChange::last_admin;
+  }
+  return AccountChange::done;
+}
+
+bool remove_account(SQLite::Database& database, const std::string& name) {
+  SQLite::Statement removal(database, "DELETE FROM account WHERE name = ?");
+  removal.bind(1, name);
+  return removal.exec() == 1;
+}
+
 }  // namespace
 
 Accounts::Accounts(const std::filesystem::path& file)
@@ -46,20 +65,34 @@ auto Accounts::run(Action action) {
   }
 }
 
-bool Accounts::add(const Account& account, std::string_view password) {
-  const std::string hash = hash_password(password);
+/// Makes a change and its entry in the audit in one transaction. `make` gets the database, and
+/// returns whether there is something to note.
+template <typename Make>
+bool Accounts::change(const Actor& by, Action action, const std::string& detail, Make make) {
   return run([&](SQLite::Database& database) {
+    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    if (!make(database)) return false;
+    add_entry(database, by, action, detail);
+    transaction.commit();
+    return true;
+  });
+}
+
+bool Accounts::add(const Account& account, std::string_view password, const Actor& by) {
+  const std::string hash = hash_password(password);
+  const std::string role(name_of(account.role));
+  return change(by, Action::user_add, account.name + ": " + role, [&](SQLite::Database& database) {
     SQLite::Statement insert(database, "INSERT OR IGNORE INTO account VALUES (?, ?, ?)");
     insert.bind(1, account.name);
-    insert.bind(2, std::string(name_of(account.role)));
+    insert.bind(2, role);
     insert.bind(3, hash);
     return insert.exec() == 1;
   });
 }
 
-bool Accounts::add_first(const Account& account, std::string_view password) {
+bool Accounts::add_first(const Account& account, std::string_view password, Time at) {
   const std::string hash = hash_password(password);
-  return run([&](SQLite::Database& database) {
+  return change({at, account.name}, Action::setup, {}, [&](SQLite::Database& database) {
     SQLite::Statement insert(
         database, "INSERT INTO account SELECT ?1, ?2, ?3 WHERE NOT EXISTS (SELECT 1 FROM account)");
     insert.bind(1, account.name);
@@ -69,9 +102,9 @@ bool Accounts::add_first(const Account& account, std::string_view password) {
   });
 }
 
-bool Accounts::set_password(const std::string& name, std::string_view password) {
+bool Accounts::set_password(const std::string& name, std::string_view password, const Actor& by) {
   const std::string hash = hash_password(password);
-  return run([&](SQLite::Database& database) {
+  return change(by, Action::user_change, name + ": password", [&](SQLite::Database& database) {
     SQLite::Statement update(database, "UPDATE account SET password = ? WHERE name = ?");
     update.bind(1, hash);
     update.bind(2, name);
@@ -79,12 +112,9 @@ bool Accounts::set_password(const std::string& name, std::string_view password) 
   });
 }
 
-bool Accounts::remove(const std::string& name) {
-  return run([&](SQLite::Database& database) {
-    SQLite::Statement removal(database, "DELETE FROM account WHERE name = ?");
-    removal.bind(1, name);
-    return removal.exec() == 1;
-  });
+bool Accounts::remove(const std::string& name, const Actor& by) {
+  return change(by, Action::user_remove, name,
+                [&](SQLite::Database& database) { return remove_account(database, name); });
 }
 
 std::vector<Account> Accounts::list() {
@@ -124,34 +154,27 @@ std::optional<Accounts::Row> Accounts::read(const std::string& name) {
   });
 }
 
-/// Runs a change after which the account has this role, or is not there any more.
-AccountChange Accounts::change(const char* sql, const std::string& name, Role role) {
-  return run([&](SQLite::Database& database) {
-    // Two administrators could remove each other at a time.
-    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
-    SQLite::Statement old(database, "SELECT role FROM account WHERE name = ?");
-    old.bind(1, name);
-    if (!old.executeStep()) return AccountChange::unknown;
-    const bool was_admin = old.getColumn(0).getString() == name_of(Role::admin);
-    if (was_admin && role != Role::admin && !has_another_admin(database, name)) {
-      return AccountChange::last_admin;
-    }
-    old.reset();
-    SQLite::Statement statement(database, sql);
-    statement.bind(":name", name);
-    if (statement.getIndex(":role") > 0) statement.bind(":role", std::string(name_of(role)));
-    statement.exec();
-    transaction.commit();
-    return AccountChange::done;
+AccountChange Accounts::remove_if_dispensable(const std::string& name, const Actor& by) {
+  AccountChange verdict = AccountChange::unknown;
+  change(by, Action::user_remove, name, [&](SQLite::Database& database) {
+    verdict = judge_change(database, name, Role::viewer);
+    return verdict == AccountChange::done && remove_account(database, name);
   });
+  return verdict;
 }
 
-AccountChange Accounts::remove_if_dispensable(const std::string& name) {
-  return change("DELETE FROM account WHERE name = :name", name, Role::viewer);
-}
-
-AccountChange Accounts::set_role(const std::string& name, Role role) {
-  return change("UPDATE account SET role = :role WHERE name = :name", name, role);
+AccountChange Accounts::set_role(const std::string& name, Role role, const Actor& by) {
+  AccountChange verdict = AccountChange::unknown;
+  const std::string role_name(name_of(role));
+  change(by, Action::user_change, name + ": " + role_name, [&](SQLite::Database& database) {
+    verdict = judge_change(database, name, role);
+    if (verdict != AccountChange::done) return false;
+    SQLite::Statement update(database, "UPDATE account SET role = ? WHERE name = ?");
+    update.bind(1, role_name);
+    update.bind(2, name);
+    return update.exec() == 1;
+  });
+  return verdict;
 }
 
 bool Accounts::is_empty() {

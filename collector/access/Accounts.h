@@ -11,6 +11,7 @@
 #include <SQLiteCpp/Database.h>
 
 #include "collector/access/Account.h"
+#include "collector/access/Audit.h"
 
 namespace pelto::collector {
 
@@ -26,24 +27,25 @@ struct KnownAccount {
 /// What became of a change that must leave an account of the role `admin`.
 enum class AccountChange { done, unknown, last_admin };
 
-/// The accounts in the storage's file, with hashes of their passwords. All operations can be called
-/// from any thread; each throws `StorageError`. Several processes can use one file at a time.
+/// The accounts in the storage's file, with hashes of their passwords. Each change is noted in the
+/// audit, and fails if it cannot be. All operations can be called from any thread; each throws
+/// `StorageError`. Several processes can use one file at a time.
 class Accounts {
  public:
   /// Opens the storage's file; makes it if it is missing.
   explicit Accounts(const std::filesystem::path& file);
 
   /// Returns whether there was no account of this name.
-  bool add(const Account& account, std::string_view password);
-  /// Adds the first account. Returns whether there was none.
-  bool add_first(const Account& account, std::string_view password);
+  bool add(const Account& account, std::string_view password, const Actor& by);
+  /// Adds the first account, which is noted as its own doing. Returns whether there was none.
+  bool add_first(const Account& account, std::string_view password, Time at);
   /// Returns whether there is an account of this name.
-  bool set_password(const std::string& name, std::string_view password);
+  bool set_password(const std::string& name, std::string_view password, const Actor& by);
   /// Returns whether there was an account of this name.
-  bool remove(const std::string& name);
+  bool remove(const std::string& name, const Actor& by);
   /// The same, unless it is the last one of its role `admin`.
-  AccountChange remove_if_dispensable(const std::string& name);
-  AccountChange set_role(const std::string& name, Role role);
+  AccountChange remove_if_dispensable(const std::string& name, const Actor& by);
+  AccountChange set_role(const std::string& name, Role role, const Actor& by);
   bool is_empty();
   /// By name.
   std::vector<Account> list();
@@ -61,7 +63,8 @@ class Accounts {
   };
 
   std::optional<Row> read(const std::string& name);
-  AccountChange change(const char* sql, const std::string& name, Role role);
+  template <typename Make>
+  bool change(const Actor& by, Action action, const std::string& detail, Make make);
   template <typename Action>
   auto run(Action action);
 

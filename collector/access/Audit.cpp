@@ -57,20 +57,25 @@ std::string describe_export(bool is_of_one_installation) {
   return is_of_one_installation ? "one installation" : "everything";
 }
 
+void add_entry(SQLite::Database& database, const Actor& actor, Action action,
+               const std::string& detail) {
+  SQLite::Statement insert(database,
+                           "INSERT INTO audit(at, user, action, detail) VALUES (?1, ?2, ?3, ?4)");
+  insert.bind(1, actor.at.time_since_epoch().count());
+  insert.bind(2, actor.user);
+  insert.bind(3, std::string(name_of(action)));
+  insert.bind(4, detail);
+  insert.exec();
+  if (is_about_log_in(action)) remove_old(database, actor.at);
+}
+
 Audit::Audit(const std::filesystem::path& file) : file_(file), database_(open_database(file)) {}
 
 void Audit::add(Time at, const std::string& user, Action action, const std::string& detail) {
   const std::scoped_lock lock(mutex_);
   try {
     SQLite::Transaction transaction(database_, SQLite::TransactionBehavior::IMMEDIATE);
-    SQLite::Statement insert(database_,
-                             "INSERT INTO audit(at, user, action, detail) VALUES (?1, ?2, ?3, ?4)");
-    insert.bind(1, at.time_since_epoch().count());
-    insert.bind(2, user);
-    insert.bind(3, std::string(name_of(action)));
-    insert.bind(4, detail);
-    insert.exec();
-    if (is_about_log_in(action)) remove_old(database_, at);
+    add_entry(database_, {at, user}, action, detail);
     transaction.commit();
   } catch (const SQLite::Exception& error) {
     throw storage_error(file_, error);

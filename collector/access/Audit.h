@@ -36,6 +36,13 @@ std::string_view name_of(Action action);
 inline constexpr char command_line_user[] = "command line";
 inline constexpr char participant_user[] = "a participant";
 
+/// Who does something, and when.
+struct Actor {
+  Time at{};
+  /// The account's name, or one of the names above.
+  std::string user;
+};
+
 /// What the audit says of an export. It does not say of whom.
 std::string describe_export(bool is_of_one_installation);
 
@@ -51,6 +58,11 @@ struct AuditEntry {
 
   bool operator==(const AuditEntry&) const = default;
 };
+
+/// Adds an entry within the caller's transaction: a change in the same file and its entry are made
+/// together or not at all. Throws `SQLite::Exception`.
+void add_entry(SQLite::Database& database, const Actor& actor, Action action,
+               const std::string& detail);
 
 /// The entries in the storage's file. All operations can be called from any thread; each throws
 /// `StorageError`. Several processes can use one file at a time.

@@ -36,6 +36,7 @@ struct ApiCall {
   /// The value of this name in the query.
   std::optional<std::string> value(std::string_view name) const;
   const std::string& name() const { return request.match.name; }
+  Actor actor() const { return {request.at, user.name}; }
   void note(Action action, const std::string& detail = {}) const {
     context.access.audit.add(request.at, user.name, action, detail);
   }

@@ -124,11 +124,10 @@ Response set_up(const ApiCall& call) {
     throw ApiError(422, "bad-name", "a name has 1 to 64 visible ASCII characters and no space");
   }
   require_acceptable(password);
-  const bool is_first = access.accounts.add_first(account, password);
+  const bool is_first = access.accounts.add_first(account, password, call.request.at);
   access.setup.close();
   if (!is_first) throw refusal;
 
-  access.audit.add(call.request.at, account.name, Action::setup);
   Response response = json_response(201, as_json(account));
   if (const auto known = access.accounts.find(account.name)) begin_session(call, *known, response);
   return response;
@@ -146,9 +145,8 @@ Response change_own_password(const ApiCall& call) {
   const bool is_right = access.accounts.find(call.user.name, old_password).has_value();
   attempt.set_right(is_right);
   if (!is_right) throw ApiError(403, "wrong-password", "the old password is wrong");
-  access.accounts.set_password(call.user.name, new_password);
+  access.accounts.set_password(call.user.name, new_password, call.actor());
   access.sessions.end_all(call.user.name);
-  call.note(Action::user_change, call.user.name + ": password");
   Response response = no_content();
   if (const auto known = access.accounts.find(call.user.name))
     begin_session(call, *known, response);

@@ -44,10 +44,9 @@ Response add_user(const ApiCall& call) {
   }
   const Role role = read_role(role_name);
   require_acceptable(password);
-  if (!call.context.access.accounts.add({name, role}, password)) {
+  if (!call.context.access.accounts.add({name, role}, password, call.actor())) {
     throw ApiError(409, "account-exists", "the account " + name + " exists already");
   }
-  call.note(Action::user_add, name + ": " + role_name);
   return json_response(201, {{"name", name}, {"role", role_name}});
 }
 
@@ -62,13 +61,11 @@ Response change_user(const ApiCall& call) {
   if (password) require_acceptable(*password);
   AccessControl& access = call.context.access;
   if (role) {
-    require(access.accounts.set_role(call.name(), *role), call.name());
-    call.note(Action::user_change, call.name() + ": " + *role_name);
+    require(access.accounts.set_role(call.name(), *role, call.actor()), call.name());
   }
   if (password) {
-    const bool is_known = access.accounts.set_password(call.name(), *password);
+    const bool is_known = access.accounts.set_password(call.name(), *password, call.actor());
     require(is_known ? AccountChange::done : AccountChange::unknown, call.name());
-    call.note(Action::user_change, call.name() + ": password");
   }
   access.sessions.end_all(call.name());
   return no_content();
@@ -76,9 +73,8 @@ Response change_user(const ApiCall& call) {
 
 Response remove_user(const ApiCall& call) {
   AccessControl& access = call.context.access;
-  require(access.accounts.remove_if_dispensable(call.name()), call.name());
+  require(access.accounts.remove_if_dispensable(call.name(), call.actor()), call.name());
   access.sessions.end_all(call.name());
-  call.note(Action::user_remove, call.name());
   return no_content();
 }
 

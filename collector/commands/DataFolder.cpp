@@ -64,9 +64,14 @@ std::unique_ptr<Storage> open_storage(const DataOptions& data, const KeepingOpti
       storage_file(data), {.keeps_email = keeping.keeps_email, .on_damage = std::move(on_damage)});
 }
 
-void note_command(const DataOptions& data, Action action, const std::string& detail) {
+Actor command_actor() {
   const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-  Audit(storage_file(data)).add(now, command_line_user, action, detail);
+  return {now, command_line_user};
+}
+
+void note_command(const DataOptions& data, Action action, const std::string& detail) {
+  const Actor actor = command_actor();
+  Audit(storage_file(data)).add(actor.at, actor.user, action, detail);
 }
 
 std::string adapter_key(Storage& storage, const KeepingOptions& keeping) {

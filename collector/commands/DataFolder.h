@@ -43,6 +43,9 @@ std::filesystem::path storage_file(const DataOptions& options);
 std::unique_ptr<Storage> open_storage(const DataOptions& data, const KeepingOptions& keeping = {},
                                       std::function<void(const std::string&)> on_damage = {});
 
+/// Who acts in a command, now.
+Actor command_actor();
+
 /// Notes in the audit what a command has done or is about to do. Throws as `open_storage` does.
 void note_command(const DataOptions& data, Action action, const std::string& detail);
 

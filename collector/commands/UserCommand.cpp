@@ -48,25 +48,22 @@ int add(const Options& options) {
   }
   const auto role = find_role(options.role);
   if (!role) throw CommandError("the role is one of viewer, contacts and admin");
-  if (!open_accounts(options).add({options.name, *role}, read_password())) {
+  if (!open_accounts(options).add({options.name, *role}, read_password(), command_actor())) {
     throw CommandError("the account " + options.name +
                        " exists already; change its password with user password");
   }
-  note_command(options.data, Action::user_add, options.name + ": " + options.role);
   return 0;
 }
 
 int change_password(const Options& options) {
-  if (!open_accounts(options).set_password(options.name, read_password())) {
+  if (!open_accounts(options).set_password(options.name, read_password(), command_actor())) {
     throw_unknown(options.name);
   }
-  note_command(options.data, Action::user_change, options.name + ": password");
   return 0;
 }
 
 int remove(const Options& options) {
-  if (!open_accounts(options).remove(options.name)) throw_unknown(options.name);
-  note_command(options.data, Action::user_remove, options.name);
+  if (!open_accounts(options).remove(options.name, command_actor())) throw_unknown(options.name);
   return 0;
 }
 

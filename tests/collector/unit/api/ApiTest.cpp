@@ -23,6 +23,8 @@ using testing::IsEmpty;
 
 constexpr char password[] = "0123456789";
 constexpr char other_password[] = "9876543210";
+/// Who makes the accounts that a test needs.
+constexpr char preparation[] = "the test";
 constexpr Time start = Time(std::chrono::days(20'000));
 
 /// A storage whose questions fail.
@@ -56,7 +58,9 @@ class ApiTest : public testing::Test {
                           request);
   }
 
-  void add(const std::string& name, Role role) { access_.accounts.add({name, role}, password); }
+  void add(const std::string& name, Role role) {
+    access_.accounts.add({name, role}, password, {start, preparation});
+  }
 
   Response log_in(const std::string& name, const std::string& entered = password) {
     return ask({"POST", "/api/v1/session", {{"user", name}, {"password", entered}}});
@@ -77,10 +81,11 @@ class ApiTest : public testing::Test {
   bool is_logged_in(const std::string& token) {
     return ask({"GET", "/api/v1/session", nullptr, token}).status == 200;
   }
-  /// The audit's entries as "USER ACTION DETAIL", oldest first.
+  /// The audit's entries as "USER ACTION DETAIL", oldest first, without the test's own.
   std::vector<std::string> audit() {
     std::vector<std::string> all;
     for (const AuditEntry& entry : access_.audit.list({}, 100)) {
+      if (entry.user == preparation) continue;
       all.insert(all.begin(), entry.user + " " + entry.action + " " + entry.detail);
     }
     return all;
@@ -255,14 +260,14 @@ TEST_F(ApiTest, AChangedAccountHasNoSessionAnyMore) {
   const std::string zoe = token_for("zoe", Role::admin);
   // As commands beside the server do it.
   Accounts beside(folder_ / "reports.sqlite");
-  beside.set_password("ann", password);
-  beside.set_role("bob", Role::admin);
+  beside.set_password("ann", password, {});
+  beside.set_role("bob", Role::admin, {});
   EXPECT_FALSE(is_logged_in(ann));
   EXPECT_FALSE(is_logged_in(bob));
   EXPECT_TRUE(is_logged_in(zoe));
-  beside.remove("zoe");
+  beside.remove("zoe", {});
   EXPECT_FALSE(is_logged_in(zoe));
-  beside.add({"zoe", Role::admin}, password);
+  beside.add({"zoe", Role::admin}, password, {});
   EXPECT_FALSE(is_logged_in(zoe)) << "it is another account of the same name";
   EXPECT_EQ(access_.sessions.size(), 0);
 }
@@ -306,10 +311,10 @@ TEST_F(ApiTest, TheFirstAccountIsMadeOnce) {
 TEST_F(ApiTest, TheLinkIsVoidWhenACommandHasMadeAnAccount) {
   const std::string token = access_.setup.open();
   Accounts beside(folder_ / "reports.sqlite");
-  beside.add({"zoe", Role::viewer}, password);
+  beside.add({"zoe", Role::viewer}, password, {});
   const json body{{"token", token}, {"user", "ann"}, {"password", password}};
   expect_problem(ask({"POST", "/api/v1/setup", body}), 403, "Forbidden");
-  beside.remove("zoe");
+  beside.remove("zoe", {});
   expect_problem(ask({"POST", "/api/v1/setup", body}), 403, "Forbidden");
 }
 
@@ -384,6 +389,21 @@ TEST_F(ApiTest, AnAccountThatCannotBeIsRefused) {
   expect_problem(change({{"password", "short"}}), 422, "Unprocessable Content");
   expect_problem(change(json::object()), 400, "Bad Request");
   EXPECT_EQ(access_.accounts.list().size(), 1);
+}
+
+TEST_F(ApiTest, AChangeOfAnAccountThatCannotBeNotedIsNotMade) {
+  const std::string token = token_for("ann", Role::admin);
+  SQLite::Database database(folder_ / "reports.sqlite", SQLite::OPEN_READWRITE);
+  database.exec(
+      "CREATE TRIGGER full BEFORE INSERT ON audit BEGIN SELECT RAISE(ABORT, 'full'); END");
+  const json bob{{"name", "bob"}, {"role", "viewer"}, {"password", password}};
+  expect_problem(ask({"POST", "/api/v1/users", bob, token}), 503, "Service Unavailable");
+  const json passwords{{"old", password}, {"new", other_password}};
+  expect_problem(ask({"PUT", "/api/v1/session/password", passwords, token}), 503,
+                 "Service Unavailable");
+  EXPECT_EQ(access_.accounts.list().size(), 1);
+  EXPECT_TRUE(access_.accounts.find("ann", password).has_value());
+  EXPECT_TRUE(is_logged_in(token));
 }
 
 TEST_F(ApiTest, TheLastAdminStays) {
@@ -552,9 +572,9 @@ TEST_F(ApiTest, AnExportIsMadeInParts) {
 TEST_F(ApiTest, TheAuditIsListedInParts) {
   const std::string token = token_for("ann", Role::admin);
   log_in("ann", "wrong");
-  EXPECT_EQ(ask({"GET", "/api/v1/audit", nullptr, token}).body,
-            "{\"entries\":[{\"number\":2,\"at\":\"2024-10-04T00:00:00Z\",\"user\":\"ann\","
-            "\"action\":\"log-in-failed\",\"detail\":\"\"},{\"number\":1,"
+  EXPECT_EQ(ask({"GET", "/api/v1/audit?limit=2", nullptr, token}).body,
+            "{\"entries\":[{\"number\":3,\"at\":\"2024-10-04T00:00:00Z\",\"user\":\"ann\","
+            "\"action\":\"log-in-failed\",\"detail\":\"\"},{\"number\":2,"
             "\"at\":\"2024-10-04T00:00:00Z\",\"user\":\"ann\",\"action\":\"log-in\","
             "\"detail\":\"\"}]}\n");
   const auto numbers = [&](const std::string& query) {
@@ -566,8 +586,8 @@ TEST_F(ApiTest, TheAuditIsListedInParts) {
     }
     return found;
   };
-  EXPECT_THAT(numbers("limit=1"), ElementsAre(2));
-  EXPECT_THAT(numbers("limit=1&before=2"), ElementsAre(1));
+  EXPECT_THAT(numbers("limit=1"), ElementsAre(3));
+  EXPECT_THAT(numbers("limit=1&before=3"), ElementsAre(2));
   EXPECT_THAT(numbers("before=1"), IsEmpty());
   for (const std::string query : {"limit=0", "limit=1001", "limit=x", "limit=1x", "before=0",
                                   "before=-1", "before=99999999999999999999"}) {

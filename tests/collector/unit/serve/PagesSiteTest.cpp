@@ -43,7 +43,7 @@ class PagesSiteTest : public testing::Test {
   /// The Cookie field of a session of a new account.
   std::string cookie_for(Role role) {
     AccessControl& access = server_.access();
-    access.accounts.add({"ann", role}, "0123456789");
+    access.accounts.add({"ann", role}, "0123456789", {});
     const std::string token = access.sessions.begin({"ann", access.accounts.find("ann")->stamp},
                                                     std::chrono::steady_clock::now());
     return "Cookie: " + std::string(session_cookie(false)) + "=" + token + "\r\n";
@@ -122,7 +122,7 @@ TEST_F(PagesSiteTest, AHeadRequestGetsTheHeadAlone) {
 }
 
 TEST_F(PagesSiteTest, ALogInIsARequestOfAPageOrOfAProgram) {
-  server_.access().accounts.add({"ann", Role::viewer}, "0123456789");
+  server_.access().accounts.add({"ann", Role::viewer}, "0123456789", {});
   const std::string body = R"({"user":"ann","password":"0123456789"})";
   for (const std::string fields :
        {"Host: a:1\r\nOrigin: http://b\r\n", "Host: a:1\r\nOrigin: null\r\n",
@@ -164,7 +164,7 @@ TEST_F(PagesSiteTest, BodiesAreLimited) {
 }
 
 TEST_F(PagesSiteTest, ManyPasswordsAtATimeAreWorkedOffOrRefused) {
-  server_.access().accounts.add({"ann", Role::viewer}, "0123456789");
+  server_.access().accounts.add({"ann", Role::viewer}, "0123456789", {});
   const std::string body = R"({"user":"ann","password":"0123456789"})";
   std::vector<TestClient> clients;
   for (int i = 0; i < 45; ++i) {
@@ -254,7 +254,7 @@ TEST(PagesSite, BehindATrustedProxyWithTlsTheSessionIsForTlsAlone) {
   ServeOptions options = test_options();
   options.trusted_proxies = {parse_ip_address("127.0.0.1").value()};
   RunningServer server(options);
-  server.access().accounts.add({"ann", Role::viewer}, "0123456789");
+  server.access().accounts.add({"ann", Role::viewer}, "0123456789", {});
   const std::string body = R"({"user":"ann","password":"0123456789"})";
   const auto log_in = [&](const std::string& scheme) {
     const std::string fields = same_origin + ("X-Forwarded-Proto: " + scheme + "\r\n");

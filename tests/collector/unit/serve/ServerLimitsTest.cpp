@@ -180,7 +180,7 @@ class LargeResponse {
       server_.storage().add_product(std::to_string(i) + std::string(10'000, 'x'));
     }
     AccessControl& access = server_.access();
-    access.accounts.add({"ann", Role::viewer}, "0123456789");
+    access.accounts.add({"ann", Role::viewer}, "0123456789", {});
     token_ = access.sessions.begin({"ann", access.accounts.find("ann")->stamp}, Clock::now());
   }
 
