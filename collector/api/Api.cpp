@@ -40,6 +40,8 @@ Response carry_out(const ApiCall& call) {
       return show_figure(call);
     case Operation::show_keeping:
       return show_keeping(call);
+    case Operation::show_health:
+      return show_health(call);
     case Operation::list_contacts:
       return list_contacts(call);
     case Operation::erase:

@@ -8,6 +8,7 @@
 
 #include "collector/access/AccessControl.h"
 #include "collector/api/ApiRoutes.h"
+#include "collector/api/Health.h"
 #include "collector/api/KeepingPolicy.h"
 #include "collector/figures/Figures.h"
 #include "collector/http/Address.h"
@@ -31,6 +32,8 @@ struct ApiRequest {
   bool is_secure = false;
   Time at{};
   std::chrono::steady_clock::time_point now{};
+  /// For the operation that shows it; it is measured before the request is worked off.
+  Health health{};
 };
 
 /// What a request works on. Everything can be used from any thread.

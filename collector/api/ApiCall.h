@@ -64,6 +64,7 @@ Response change_own_password(const ApiCall& call);
 Response list_products(const ApiCall& call);
 Response show_figure(const ApiCall& call);
 Response show_keeping(const ApiCall& call);
+Response show_health(const ApiCall& call);
 Response list_contacts(const ApiCall& call);
 
 Response erase(const ApiCall& call);

@@ -21,6 +21,7 @@ constexpr std::array routes{
     ApiRoute{Operation::list_products, "GET", "/api/v1/products", Role::viewer},
     ApiRoute{Operation::show_figure, "GET", "/api/v1/figures/NAME", Role::viewer},
     ApiRoute{Operation::show_keeping, "GET", "/api/v1/keeping", Role::viewer},
+    ApiRoute{Operation::show_health, "GET", "/api/v1/health", Role::viewer},
     ApiRoute{Operation::list_contacts, "GET", "/api/v1/contacts", Role::contacts},
     ApiRoute{Operation::erase, "POST", "/api/v1/erasures", Role::admin},
     ApiRoute{Operation::export_data, "GET", "/api/v1/export", Role::admin},

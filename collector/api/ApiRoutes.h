@@ -20,6 +20,7 @@ enum class Operation {
   list_products,
   show_figure,
   show_keeping,
+  show_health,
   list_contacts,
   erase,
   export_data,

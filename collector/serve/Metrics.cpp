@@ -87,7 +87,7 @@ void Metrics::count_request(std::chrono::microseconds duration) {
   total_duration_ += duration;
 }
 
-std::string Metrics::format(const Gauges& gauges) const {
+std::string Metrics::format(const Health& health) const {
   constexpr std::string_view deliveries = "pelto_collector_deliveries_total";
   constexpr std::string_view refusals = "pelto_collector_refusals_total";
   constexpr std::string_view durations = "pelto_collector_request_duration_seconds";
@@ -107,9 +107,9 @@ std::string Metrics::format(const Gauges& gauges) const {
       single("pelto_collector_refused_connections_total", "counter",
              "Connections to the intake refused because too many were open.", refused_connections_);
   text += single("pelto_collector_connections", "gauge", "Open connections of the intake.",
-                 gauges.connections);
+                 health.connections);
   text += single("pelto_collector_in_flight_bytes", "gauge", "Bytes of bodies in memory.",
-                 gauges.bytes_in_flight);
+                 health.bytes_in_flight);
   text += header(durations, "histogram", "Requests to the intake, from first byte to response.");
   std::uint64_t count = 0;
   for (std::size_t i = 0; i < bucket_count; ++i) {
@@ -124,9 +124,9 @@ std::string Metrics::format(const Gauges& gauges) const {
       sample("pelto_collector_request_duration_seconds_sum", {}, format_seconds(total_duration_));
   text += sample("pelto_collector_request_duration_seconds_count", {}, std::to_string(count));
   text += single("pelto_collector_storage_ready", "gauge", "Whether a delivery could be kept now.",
-                 gauges.is_ready ? 1 : 0);
+                 health.is_ready ? 1 : 0);
   text += header(build, "gauge", "The version of the program.");
-  text += sample(build, label("version", gauges.version), "1");
+  text += sample(build, label("version", health.version), "1");
   return text;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "collector/api/Health.h"
 #include "collector/intake/Refusal.h"
 #include "collector/storage/Storage.h"
 
@@ -14,14 +15,6 @@ namespace pelto::collector {
 
 /// "accepted", "replaced", "repeated" or "failed".
 std::string_view outcome_code(Outcome outcome);
-
-/// What is true at the moment in which the metrics are read.
-struct Gauges {
-  std::size_t connections = 0;
-  std::size_t bytes_in_flight = 0;
-  bool is_ready = false;
-  std::string_view version;
-};
 
 /// Counts what the intake does since the start. Not safe for threads.
 class Metrics {
@@ -34,7 +27,7 @@ class Metrics {
   void count_request(std::chrono::microseconds duration);
 
   /// The metrics in Prometheus' text format 0.0.4.
-  std::string format(const Gauges& gauges) const;
+  std::string format(const Health& health) const;
 
  private:
   static constexpr std::size_t outcome_count = static_cast<std::size_t>(Outcome::failed) + 1;

@@ -66,14 +66,14 @@ std::optional<Response> judge_api_call(Request& request, std::string_view path) 
 }  // namespace
 
 PagesSite::PagesSite(const ServeOptions& options, ApiContext context, PagePools pools,
-                     Readiness& readiness, const Metrics& metrics, std::function<Gauges()> gauges,
+                     Readiness& readiness, const Metrics& metrics, std::function<Health()> measure,
                      LogWriter& log)
     : options_(options),
       context_(std::move(context)),
       pools_(pools),
       readiness_(readiness),
       metrics_(metrics),
-      gauges_(std::move(gauges)),
+      measure_(std::move(measure)),
       log_(log) {}
 
 asio::awaitable<std::optional<Response>> PagesSite::judge(Request& request) {
@@ -138,6 +138,7 @@ asio::awaitable<Response> PagesSite::respond_to_api_call(Request& request) {
   call.is_secure = uses_tls;
   call.at = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   call.now = std::chrono::steady_clock::now();
+  if (call.match.route->operation == Operation::show_health) call.health = co_await measure();
   const auto work = [this, &call] { return respond_to_api(context_, call); };
   if (!call.match.route->hashes_password) co_return co_await run_on(pools_.questions, work);
 
@@ -147,13 +148,18 @@ asio::awaitable<Response> PagesSite::respond_to_api_call(Request& request) {
 }
 
 asio::awaitable<Response> PagesSite::show_metrics() {
-  const bool is_ready = co_await readiness_.ask();
-  Gauges gauges = gauges_();
-  gauges.is_ready = is_ready;
+  const Health health = co_await measure();
   Response response;
   response.content_type = "text/plain; version=0.0.4; charset=utf-8";
-  response.body = metrics_.format(gauges);
+  response.body = metrics_.format(health);
   co_return response;
+}
+
+asio::awaitable<Health> PagesSite::measure() {
+  const bool is_ready = co_await readiness_.ask();
+  Health health = measure_();
+  health.is_ready = is_ready;
+  co_return health;
 }
 
 /// Whether the client speaks TLS, to this server or to a trusted proxy before it.

@@ -24,10 +24,10 @@ struct PagePools {
 /// The listener of the pages: their files, the API, and the metrics for this machine alone.
 class PagesSite : public Site {
  public:
-  /// All references must outlive the site. `gauges` measures at the moment of the call; whether the
-  /// storage is ready is added to it.
+  /// All references must outlive the site. `measure` measures at the moment of the call; whether
+  /// the storage is ready is added to that.
   PagesSite(const ServeOptions& options, ApiContext context, PagePools pools, Readiness& readiness,
-            const Metrics& metrics, std::function<Gauges()> gauges, LogWriter& log);
+            const Metrics& metrics, std::function<Health()> measure, LogWriter& log);
 
   boost::asio::awaitable<std::optional<Response>> judge(Request& request) override;
   boost::asio::awaitable<Response> respond(Request& request) override;
@@ -40,6 +40,7 @@ class PagesSite : public Site {
   boost::asio::awaitable<Response> respond_plainly(Request& request);
   boost::asio::awaitable<Response> respond_to_api_call(Request& request);
   boost::asio::awaitable<Response> show_metrics();
+  boost::asio::awaitable<Health> measure();
   Response show_file(const Request& request, std::string_view path) const;
   bool is_secure(const Request& request) const;
   void secure(const Request& request, Response& response) const;
@@ -49,7 +50,7 @@ class PagesSite : public Site {
   PagePools pools_;
   Readiness& readiness_;
   const Metrics& metrics_;
-  std::function<Gauges()> gauges_;
+  std::function<Health()> measure_;
   LogWriter& log_;
   PageFiles files_{embedded_pages()};
 };

@@ -127,7 +127,7 @@ class Server::Core {
   void reload_certificate();
   void begin_end();
   void finish_if_done();
-  Gauges measure() const;
+  Health measure() const;
 
   ServeOptions options_;
   LogWriter& log_;
@@ -317,12 +317,12 @@ void Server::Core::finish_if_done() {
   work_.reset();
 }
 
-Gauges Server::Core::measure() const {
-  Gauges gauges;
-  gauges.connections = intake_.connections;
-  gauges.bytes_in_flight = budget_.used();
-  gauges.version = PELTO_VERSION;
-  return gauges;
+Health Server::Core::measure() const {
+  Health health;
+  health.connections = intake_.connections;
+  health.bytes_in_flight = budget_.used();
+  health.version = PELTO_VERSION;
+  return health;
 }
 
 Server::Server(const ServeOptions& options, Storage& storage, AccessControl& access, LogWriter& log)

@@ -252,6 +252,7 @@ class Roles(ApiTest):
         ("GET", "/api/v1/products", None, (200, 200, 200)),
         ("GET", "/api/v1/figures/overview", None, (200, 200, 200)),
         ("GET", "/api/v1/keeping", None, (200, 200, 200)),
+        ("GET", "/api/v1/health", None, (200, 200, 200)),
         ("GET", "/api/v1/contacts", None, (403, 200, 200)),
         ("GET", "/api/v1/contacts?format=csv", None, (403, 200, 200)),
         ("POST", "/api/v1/erasures", {"installation": "unknown"}, (403, 403, 200)),

@@ -24,6 +24,7 @@ TEST(ApiRoutes, AreThese) {
       {"GET", "/api/v1/figures/overview", Operation::show_figure, Role::viewer},
       {"HEAD", "/api/v1/figures/overview", Operation::show_figure, Role::viewer},
       {"GET", "/api/v1/keeping", Operation::show_keeping, Role::viewer},
+      {"GET", "/api/v1/health", Operation::show_health, Role::viewer},
       {"GET", "/api/v1/contacts", Operation::list_contacts, Role::contacts},
       {"POST", "/api/v1/erasures", Operation::erase, Role::admin},
       {"GET", "/api/v1/export", Operation::export_data, Role::admin},

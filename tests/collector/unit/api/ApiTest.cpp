@@ -52,6 +52,7 @@ class ApiTest : public testing::Test {
     request.is_secure = is_secure_;
     request.at = start + elapsed_;
     request.now = std::chrono::steady_clock::time_point(hours(1000)) + elapsed_;
+    request.health = health_;
     EXPECT_NE(request.match.route, nullptr) << asked.target;
     return respond_to_api({storage, access_, keeping_,
                            [this](std::string_view text) { failures_.emplace_back(text); }},
@@ -106,6 +107,7 @@ class ApiTest : public testing::Test {
   KeepingPolicy keeping_;
   Address client_;
   bool is_secure_ = false;
+  Health health_;
   seconds elapsed_{0};
   int deliveries_ = 0;
   std::vector<std::string> failures_;
@@ -220,6 +222,7 @@ TEST_F(ApiTest, EachOperationNeedsItsRole) {
       {"GET", "/api/v1/products", Role::viewer},
       {"GET", "/api/v1/figures/overview", Role::viewer},
       {"GET", "/api/v1/keeping", Role::viewer},
+      {"GET", "/api/v1/health", Role::viewer},
       {"GET", "/api/v1/contacts", Role::contacts},
       {"POST", "/api/v1/erasures", Role::admin},
       {"GET", "/api/v1/export", Role::admin},
@@ -489,6 +492,13 @@ TEST_F(ApiTest, WhatIsKeptIsShownWithTheThreshold) {
   EXPECT_EQ(
       json::parse(ask({"GET", "/api/v1/keeping", nullptr, token}).body).at("forget_silent_days"),
       90);
+}
+
+TEST_F(ApiTest, TheServersHealthIsShown) {
+  const std::string token = token_for("ann", Role::viewer);
+  health_ = {7, 4096, true, "1.2.3"};
+  EXPECT_EQ(ask({"GET", "/api/v1/health", nullptr, token}).body,
+            "{\"ready\":true,\"version\":\"1.2.3\",\"connections\":7,\"bytes_in_flight\":4096}\n");
 }
 
 TEST_F(ApiTest, ContactsAreListed) {

@@ -9,13 +9,13 @@ namespace {
 using std::chrono::microseconds;
 using testing::HasSubstr;
 
-Gauges some_gauges() {
-  Gauges gauges;
-  gauges.connections = 3;
-  gauges.bytes_in_flight = 4096;
-  gauges.is_ready = true;
-  gauges.version = "1.2.3.4";
-  return gauges;
+Health some_health() {
+  Health health;
+  health.connections = 3;
+  health.bytes_in_flight = 4096;
+  health.is_ready = true;
+  health.version = "1.2.3.4";
+  return health;
 }
 
 TEST(Metrics, CountEachOutcomeAndEachCode) {
@@ -27,7 +27,7 @@ TEST(Metrics, CountEachOutcomeAndEachCode) {
   metrics.count_refusal(Refusal::not_multipart);
   metrics.count_refusal(Refusal::busy);
   metrics.count_refused_connection();
-  const std::string text = metrics.format(some_gauges());
+  const std::string text = metrics.format(some_health());
   EXPECT_THAT(text, HasSubstr("# TYPE pelto_collector_deliveries_total counter\n"));
   EXPECT_THAT(text, HasSubstr("pelto_collector_deliveries_total{outcome=\"accepted\"} 2\n"));
   EXPECT_THAT(text, HasSubstr("pelto_collector_deliveries_total{outcome=\"replaced\"} 1\n"));
@@ -41,7 +41,7 @@ TEST(Metrics, CountEachOutcomeAndEachCode) {
 
 TEST(Metrics, ShowTheGauges) {
   const Metrics metrics;
-  const std::string text = metrics.format(some_gauges());
+  const std::string text = metrics.format(some_health());
   EXPECT_THAT(text, HasSubstr("# TYPE pelto_collector_connections gauge\n"
                               "pelto_collector_connections 3\n"));
   EXPECT_THAT(text, HasSubstr("\npelto_collector_in_flight_bytes 4096\n"));

@@ -13,7 +13,9 @@
 namespace pelto::collector {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
@@ -79,6 +81,19 @@ TEST_F(PagesSiteTest, TheMetricsAreForThisMachineAlone) {
   EXPECT_EQ(get("/metrics", "Host: localhost:8481\r\n").status, 200);
   expect_problem(get("/metrics", "Host: pages.example\r\n"), 404);
   expect_problem(get("/metrics", "Host: localhost\r\nX-Forwarded-For: 192.0.2.1\r\n"), 404);
+}
+
+TEST_F(PagesSiteTest, TheHealthIsThatOfTheIntakeNow) {
+  const std::string cookie = cookie_for(Role::viewer);
+  const auto health = [&] { return get("/api/v1/health", cookie).body; };
+  EXPECT_THAT(health(), MatchesRegex("\\{\"ready\":true,\"version\":\"[0-9.]+\",\"connections\":0,"
+                                     "\"bytes_in_flight\":0\\}\n"));
+  TestClient open(server_.port());
+  open.send("POST /collect HTTP/1.1\r\nContent-Length: 1000\r\n\r\n" + std::string(100, 'x'));
+  EXPECT_TRUE(server_.await_metric("pelto_collector_in_flight_bytes", "100"));
+  server_.storage().set_ready(false);
+  EXPECT_THAT(health(), AllOf(HasSubstr("\"ready\":false,"),
+                              HasSubstr(",\"connections\":1,\"bytes_in_flight\":100}")));
 }
 
 TEST_F(PagesSiteTest, AViewIsTheShell) {
