@@ -5,6 +5,7 @@ collector_tests(storage
   ExportLineTest.cpp
   FaultTest.cpp
   KeepingTest.cpp
+  LeafPageTest.cpp
   MigrationTest.cpp
   Model.cpp
   PackingTest.cpp
