@@ -5,8 +5,9 @@ namespace pelto::collector {
 SignedErasure erase(Storage& storage, const ReceiptKeys& keys, const ErasureSubject& subject,
                     Time now) {
   const bool by_installation = subject.installation.has_value();
-  const ErasedCounts erased = by_installation ? storage.erase_installation(*subject.installation)
-                                              : storage.erase_email(*subject.email);
+  const ErasedCounts erased = by_installation
+                                  ? storage.erase_installation(*subject.installation, to_the_end)
+                                  : storage.erase_email(*subject.email, to_the_end);
   const std::string hash = by_installation ? subject_of_installation(*subject.installation, keys)
                                            : subject_of_email(*subject.email, keys);
   std::string description = by_installation ? "by installation: " : "by address: ";

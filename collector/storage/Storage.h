@@ -103,10 +103,18 @@ struct ErasedCounts {
   std::int64_t installations = 0;
   std::int64_t deliveries = 0;
   std::int64_t contacts = 0;
+  /// Why unused parts of the files can still hold pieces of what was erased: a line that says what
+  /// to do. Empty if they do not.
+  std::string traces_left{};
 };
 
 /// Asked between the steps of a long operation; false ends it there.
 using GoesOn = std::function<bool()>;
+
+/// For those that do not end early.
+inline bool to_the_end() {
+  return true;
+}
 
 /// All operations can be called from any thread; each throws `StorageError`. Several processes can
 /// use one storage at a time.
@@ -162,16 +170,24 @@ class Storage {
   void export_deliveries(const std::optional<std::string>& installation,
                          const std::function<void(const KeptDelivery&)>& take);
 
-  /// Erases everything of an installation in every product.
-  virtual ErasedCounts erase_installation(const std::string& installation) = 0;
-  /// Erases every installation with this e-mail address; letter case is ignored.
-  virtual ErasedCounts erase_email(const std::string& address) = 0;
+  /// Erases everything of an installation in every product, in small steps, and then its traces in
+  /// unused parts of the files. If `goes_on` returns false before all is erased, it throws: what is
+  /// left can be erased by another call. What happens after that is in the result: an erasure is
+  /// not undone, and `remove_traces` tries again.
+  virtual ErasedCounts erase_installation(const std::string& installation,
+                                          const GoesOn& goes_on) = 0;
+  /// Erases every installation with this e-mail address, in the same way; letter case is ignored.
+  virtual ErasedCounts erase_email(const std::string& address, const GoesOn& goes_on) = 0;
   /// Removes the raw reports received before `before`, in small steps, until `goes_on` returns
   /// false between two of them. Returns their number.
   virtual std::int64_t remove_texts(Time before, const GoesOn& goes_on) = 0;
-  /// Erases every installation whose last delivery was received before `before`, in steps as above.
-  /// What an early end leaves of them in unused parts of the files, the next erasure removes.
+  /// Erases every installation whose last delivery was received before `before`, in the same way.
+  /// If `goes_on` returns false it ends, and the result has what was erased so far.
   virtual ErasedCounts erase_silent(Time before, const GoesOn& goes_on) = 0;
+  /// Removes what earlier erasures, also of other processes and of those that were killed, may have
+  /// left in unused parts of the files. Takes no time if there is nothing. Throws if another
+  /// process reads for too long, and if `goes_on` returns false before the end.
+  virtual void remove_traces(const GoesOn& goes_on) = 0;
 
   /// Writes a copy as of now to the new file `path`, while others read and write.
   virtual void back_up(const std::string& path) = 0;

@@ -1,71 +1,69 @@
 #include "collector/storage/sqlite/Erasure.h"
 
-#include <algorithm>
 #include <chrono>
 #include <map>
 #include <set>
 #include <string_view>
-#include <thread>
 #include <utility>
-
-#include <sqlite3.h>
 
 #include <SQLiteCpp/Transaction.h>
 
-#include "collector/storage/sqlite/Database.h"
 #include "collector/storage/sqlite/Folding.h"
 
 namespace pelto::collector {
 
 namespace {
 
-/// Shorter texts are in every file by chance.
-constexpr std::size_t shortest_trace = 6;
-/// With more texts than this, writing the tables anew takes less time than looking for each.
-constexpr std::size_t most_traces = 200;
-
-/// In the table `state`: counts the erasures since traces were removed last.
-constexpr char traces_state[] = "traces";
+using Clock = std::chrono::steady_clock;
 
 class Eraser {
  public:
-  Eraser(Connection& connection, Keeper& keeper)
+  Eraser(Connection& connection, Keeper& keeper, Clock::time_point end)
       : connection_(connection),
         keeper_(keeper),
+        end_(end),
         folded_(read_state(connection, "folded_report")) {}
 
-  void erase(std::int64_t installation) {
-    erase_reports(installation);
-    take_texts("SELECT address FROM contact WHERE installation = ?1", installation);
+  bool has_time() const { return Clock::now() < end_; }
+
+  /// Returns false if some of it is left for another step.
+  bool erase(std::int64_t installation) {
+    if (!erase_reports(installation)) return false;
+    take_texts("contact", "SELECT address FROM contact WHERE installation = ?1", installation);
     erasure_.counts.contacts +=
         connection_.run("DELETE FROM contact WHERE installation = ?1", installation);
-    take_texts("SELECT hash FROM adapter WHERE installation = ?1", installation);
+    take_texts("adapter", "SELECT hash FROM adapter WHERE installation = ?1", installation);
     connection_.run("DELETE FROM adapter WHERE installation = ?1", installation);
-    take_texts("SELECT identifier FROM installation WHERE number = ?1", installation);
+    take_texts("installation", "SELECT identifier FROM installation WHERE number = ?1",
+               installation);
     erasure_.counts.installations +=
         connection_.run("DELETE FROM installation WHERE number = ?1", installation);
-    erased_.add(static_cast<Number>(installation));
+    return true;
   }
 
   Erasure finish() {
     std::map<std::int64_t, Withdrawn> withdrawn;
-    std::set<Group> groups;
     for (const auto& [key, changes] : make_blocks(builder_.take_cells())) {
       const std::int64_t product = key.group.product;
-      groups.insert(key.group);
       if (!withdrawn.contains(product)) {
         withdrawn.emplace(product, Withdrawn::read(connection_, product));
       }
-      merge_block(connection_, key, withdrawn.at(product), erased_, changes);
+      merge_block(connection_, key, withdrawn.at(product), erased_[key.group], changes);
     }
-    for (const Group& group : groups) erase_withdrawn(group);
-    std::ranges::move(keeper_.finish(), std::back_inserter(erasure_.texts));
+    for (const auto& [group, installations] : gone_) erase_withdrawn(group, installations);
+    for (std::string& name : keeper_.finish()) {
+      erasure_.texts.push_back({"name", std::move(name)});
+    }
     return std::move(erasure_);
   }
 
  private:
-  void erase_reports(std::int64_t installation) {
+  /// From the oldest on, so that what is left is a history of its own. Returns false if something
+  /// is left.
+  bool erase_reports(std::int64_t installation) {
     std::vector<std::int64_t> numbers;
+    std::set<Group> groups;
+    bool is_whole = true;
     {
       Query row = connection_.query(
           "SELECT number, installation, product, received, version, packed, replaced, sign "
@@ -79,22 +77,27 @@ class Eraser {
         read_report(*row.operator->(), report);
         const bool is_replaced = row->getColumn(6).getInt() != 0;
         const Time received{std::chrono::seconds{row->getColumn(3).getInt64()}};
-        keeper_.intake().count(report.group.product, received, "accepted", "", -1);
         if (report.group.product == product_before && is_replaced_before) {
           keeper_.intake().count(report.group.product, received, "replaced", "", -1);
         }
+        // The first one that is left has just lost the one before it.
+        if (!numbers.empty() && !has_time()) {
+          is_whole = false;
+          break;
+        }
+        keeper_.intake().count(report.group.product, received, "accepted", "", -1);
         product_before = report.group.product;
         is_replaced_before = is_replaced;
         release_names(report.counts, keeper_.names());
         keeper_.names().use(report.group.version, -1);
         numbers.push_back(report.number);
+        ++erasure_.counts.deliveries;
         if (report.number > folded_) {
           keeper_.drop_pending(1);
           continue;
         }
-        const bool was_counted =
-            row->isColumnNull(7) ? !is_replaced : row->getColumn(7).getInt() < 0;
-        was_counted ? builder_.take_back(report) : builder_.touch(report);
+        groups.insert(report.group);
+        is_counted(row, is_replaced) ? builder_.take_back(report) : builder_.touch(report);
       }
     }
     for (const std::int64_t number : numbers) {
@@ -102,15 +105,50 @@ class Eraser {
       connection_.run("DELETE FROM report_text WHERE report = ?1", number);
       connection_.run("DELETE FROM report WHERE number = ?1", number);
     }
-    erasure_.counts.deliveries += static_cast<std::int64_t>(numbers.size());
+    const auto installation_number = static_cast<Number>(installation);
+    for (const Group& group : groups) {
+      erased_[group].add(installation_number);
+      if (is_whole || !mark_rest(installation, group)) gone_[group].add(installation_number);
+    }
+    return is_whole;
   }
 
-  void take_texts(const char* sql, std::int64_t installation) {
+  /// Whether the sums have the report in the row. `changed` lists those for which that is not as
+  /// their state says.
+  static bool is_counted(Query& row, bool is_replaced) {
+    return row->isColumnNull(7) ? !is_replaced : row->getColumn(7).getInt() < 0;
+  }
+
+  /// Adds the installation to the sets again for its reports of a group that are left. Returns
+  /// false if there are none.
+  bool mark_rest(std::int64_t installation, const Group& group) {
+    const auto seconds = [](Day day) { return Time{day}.time_since_epoch().count(); };
+    bool has_some = false;
+    Query row = connection_.query(
+        "SELECT number, installation, product, received, version, packed, replaced, sign "
+        "FROM report LEFT JOIN changed ON report = number "
+        "WHERE installation = ?1 AND product = ?2 AND received >= ?3 AND received < ?4 "
+        "AND version = ?5 AND number <= ?6",
+        installation, group.product, seconds(first_day_of(group.period)),
+        seconds(first_day_of(group.period + 1)), std::int64_t{group.version}, folded_);
+    StoredReport report;
+    while (row->executeStep()) {
+      has_some = true;
+      if (!is_counted(row, row->getColumn(6).getInt() != 0)) continue;
+      read_report(*row.operator->(), report);
+      builder_.mark(report);
+    }
+    return has_some;
+  }
+
+  void take_texts(const char* table, const char* sql, std::int64_t installation) {
     Query text = connection_.query(sql, installation);
-    while (text->executeStep()) erasure_.texts.push_back(text->getColumn(0).getString());
+    while (text->executeStep()) {
+      erasure_.texts.push_back({table, text->getColumn(0).getString()});
+    }
   }
 
-  void erase_withdrawn(const Group& group) {
+  void erase_withdrawn(const Group& group, const Installations& gone) {
     std::map<std::int64_t, Installations> segments;
     {
       Query row = connection_.query(
@@ -119,8 +157,8 @@ class Eraser {
           group.product, std::int64_t{group.period}, std::int64_t{group.version});
       while (row->executeStep()) {
         Installations set = read_installations(bytes_of(row->getColumn(1)));
-        if (!set.intersect(erased_)) continue;
-        segments.emplace(row->getColumn(0).getInt64(), set - erased_);
+        if (!set.intersect(gone)) continue;
+        segments.emplace(row->getColumn(0).getInt64(), set - gone);
       }
     }
     for (const auto& [segment, set] : segments) {
@@ -135,117 +173,43 @@ class Eraser {
 
   Connection& connection_;
   Keeper& keeper_;
+  Clock::time_point end_;
   std::int64_t folded_;
   CellBuilder builder_;
-  Installations erased_;
+  /// The installations whose part in a group's sums is void, and those that have no report in the
+  /// group any more.
+  std::map<Group, Installations> erased_;
+  std::map<Group, Installations> gone_;
   Erasure erasure_;
 };
 
-void empty_log(Connection& connection, const std::filesystem::path& path) {
-  const auto limit = std::chrono::steady_clock::now() + longest_wait;
-  // Most of it can be moved beside a writer. Emptying the log takes the lock, with which SQLite
-  // would also wait for readers, so it must not wait itself.
-  sqlite3_wal_checkpoint_v2(connection.database().getHandle(), nullptr, SQLITE_CHECKPOINT_PASSIVE,
-                            nullptr, nullptr);
-  limit_wait(connection.database(), Wait::none);
-  for (;;) {
-    const int result = sqlite3_wal_checkpoint_v2(connection.database().getHandle(), nullptr,
-                                                 SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
-    if (result == SQLITE_OK) break;
-    if (result != SQLITE_BUSY || std::chrono::steady_clock::now() > limit) {
-      throw StorageError(path.string() +
-                         ": erased, but traces are left in the write-ahead log, which another "
-                         "process uses; end that one and erase again");
-    }
-    std::this_thread::sleep_for(lock_interval);
-  }
-  limit_wait(connection.database(), Wait::longest);
-}
-
-/// Whether one of the texts is in the file. It is read as SQLite has it open: the end of another
-/// descriptor would take the locks of all connections that this process has to the file.
-bool has_any(Connection& connection, const std::vector<std::string>& texts) {
-  constexpr sqlite3_int64 step = sqlite3_int64{1} << 20;
-  sqlite3_file* file = nullptr;
-  sqlite3_int64 size = 0;
-  if (sqlite3_file_control(connection.database().getHandle(), "main", SQLITE_FCNTL_FILE_POINTER,
-                           &file) != SQLITE_OK ||
-      file->pMethods->xFileSize(file, &size) != SQLITE_OK) {
-    throw StorageError("erased, but the file cannot be read to look for traces; check the disk");
-  }
-  std::size_t longest = 0;
-  for (const std::string& text : texts) longest = std::max(longest, text.size());
-  std::string part;
-  for (sqlite3_int64 at = 0; at < size; at += step) {
-    const auto length = static_cast<std::size_t>(std::min(step, size - at));
-    const std::size_t start = part.size();
-    part.resize(start + length);
-    // Another process may have made the file shorter meanwhile; what is gone is read as zeros.
-    const int result =
-        file->pMethods->xRead(file, part.data() + start, static_cast<int>(length), at);
-    if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ) {
-      throw StorageError("erased, but the file cannot be read to look for traces; check the disk");
-    }
-    for (const std::string& text : texts) {
-      if (part.find(text) != std::string::npos) return true;
-    }
-    // A text may lie on both sides of the boundary.
-    if (part.size() > longest) part.erase(0, part.size() - longest);
-  }
-  return false;
-}
-
 }  // namespace
 
-void Erasure::add(Erasure later) {
-  counts.installations += later.counts.installations;
-  counts.deliveries += later.counts.deliveries;
-  counts.contacts += later.counts.contacts;
-  std::ranges::move(later.texts, std::back_inserter(texts));
-  if (later.mark_before != mark) is_with_others = true;
-  mark = later.mark;
-}
-
-Erasure erase_installations(Connection& connection, Keeper& keeper,
-                            const std::function<std::vector<std::int64_t>()>& find) {
+Erasure erase_step(Connection& connection, Keeper& keeper,
+                   std::span<const std::int64_t> installations, Clock::duration time,
+                   const std::function<bool(Connection&, std::int64_t)>& is_due) {
   SQLite::Transaction transaction(connection.database(), SQLite::TransactionBehavior::IMMEDIATE);
   try {
     keeper.begin();
-    const std::vector<std::int64_t> installations = find();
-    Eraser eraser(connection, keeper);
-    for (const std::int64_t installation : installations) eraser.erase(installation);
+    Eraser eraser(connection, keeper, Clock::now() + time);
+    std::size_t done = 0;
+    for (const std::int64_t installation : installations) {
+      if (done > 0 && !eraser.has_time()) break;
+      if (is_due(connection, installation) && !eraser.erase(installation)) break;
+      ++done;
+    }
     Erasure erasure = eraser.finish();
-    erasure.mark_before = read_state(connection, traces_state);
-    erasure.mark = erasure.mark_before + (installations.empty() ? 0 : 1);
-    write_state(connection, traces_state, erasure.mark);
+    erasure.done = done;
+    if (erasure.counts.installations + erasure.counts.deliveries > 0) {
+      erasure.number = read_state(connection, erasures_state) + 1;
+      write_state(connection, erasures_state, erasure.number);
+    }
     transaction.commit();
     return erasure;
   } catch (...) {
     keeper.forget();
     throw;
   }
-}
-
-void remove_traces(Connection& connection, const std::filesystem::path& path,
-                   const Erasure& erasure, const std::function<void(bool with_reports)>& rewrite) {
-  if (erasure.mark == 0) return;
-  empty_log(connection, path);
-  std::vector<std::string> traces;
-  std::ranges::copy_if(erasure.texts, std::back_inserter(traces),
-                       [](const std::string& text) { return text.size() >= shortest_trace; });
-  if (erasure.is_with_others || traces.size() > most_traces) {
-    rewrite(erasure.is_with_others);
-    empty_log(connection, path);
-  } else {
-    for (const bool with_reports : {false, true}) {
-      if (!has_any(connection, traces)) break;
-      rewrite(with_reports);
-      empty_log(connection, path);
-    }
-  }
-  // One that was committed meanwhile has a number of its own, and removes its traces itself.
-  connection.run("UPDATE state SET value = 0 WHERE name = ?1 AND value = ?2", traces_state,
-                 erasure.mark);
 }
 
 }  // namespace pelto::collector

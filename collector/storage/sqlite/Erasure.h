@@ -1,45 +1,44 @@
-// Erasing installations, and what could be left of them in the file.
+// Erasing installations.
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <functional>
-#include <string>
+#include <span>
 #include <vector>
 
 #include "collector/storage/Storage.h"
 #include "collector/storage/sqlite/Connection.h"
 #include "collector/storage/sqlite/Keeping.h"
+#include "collector/storage/sqlite/Traces.h"
 
 namespace pelto::collector {
 
-/// What was erased in one transaction or in several.
+/// The numbers in the table `state` of the last transaction that erased something, and of the last
+/// one whose traces are removed. Both only grow, as several processes erase.
+inline constexpr char erasures_state[] = "traces";
+inline constexpr char removed_state[] = "traces_removed";
+
+/// What was erased in one transaction.
 struct Erasure {
   ErasedCounts counts;
+  /// How many of the first installations are done with.
+  std::size_t done = 0;
+  /// Its number, see `erasures_state`; 0 if nothing was erased.
+  std::int64_t number = 0;
   /// The texts that are gone from the storage.
-  std::vector<std::string> texts;
-  /// Whether another erasure was committed whose traces were not removed: that failed, its process
-  /// was killed before, or it goes on.
-  bool is_with_others = false;
-  /// The number of erasures since traces were removed last: before these, and with them.
-  std::int64_t mark_before = 0;
-  std::int64_t mark = 0;
-
-  void add(Erasure later);
+  std::vector<ErasedText> texts;
 };
 
-/// Erases the installations whose numbers `find` returns from every table and sum, in one
-/// transaction of its own, in which `find` is called. Throws `SQLite::Exception` and
+/// Erases installations, given by their numbers, from every table and sum, in one transaction of
+/// its own. `is_due` is asked within it; those that are not due stay. Ends after `time` and after
+/// one report at least: a large installation takes several steps, and its name goes in the last
+/// one. In between, what is left of it is consistent. Throws `SQLite::Exception` and
 /// `StorageError`.
-Erasure erase_installations(Connection& connection, Keeper& keeper,
-                            const std::function<std::vector<std::int64_t>()>& find);
-
-/// Removes what the files may still hold of deleted content: empties the write-ahead log, and
-/// writes tables anew if a page has a copy of a text left, or if another erasure's texts are not
-/// known. `rewrite` does the latter, see `rewrite_texts`. Deliveries go on meanwhile: the
-/// connection is not the writer's. Throws `StorageError` if another process keeps the log in use
-/// for too long.
-void remove_traces(Connection& connection, const std::filesystem::path& path,
-                   const Erasure& erasure, const std::function<void(bool with_reports)>& rewrite);
+Erasure erase_step(Connection& connection, Keeper& keeper,
+                   std::span<const std::int64_t> installations,
+                   std::chrono::steady_clock::duration time,
+                   const std::function<bool(Connection&, std::int64_t)>& is_due);
 
 }  // namespace pelto::collector

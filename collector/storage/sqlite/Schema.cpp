@@ -17,7 +17,9 @@ namespace {
 
 // Texts by which a person could be found (`installation`, `contact`, `adapter`, `name`) are only
 // appended to tables with a growing key, and found by a keyed hash. SQLite moves rows between pages
-// when it inserts in the middle, and a moved row's bytes can outlive its deletion.
+// when it inserts in the middle, and a moved row's bytes can outlive its deletion (see Traces.h).
+// `report_text` has no such texts: what names a person is taken out before, and names of commands
+// and the like are in it only as the difference from the counts.
 //
 // `report.packed` holds the counts, see ReportPacking.h. `name` holds command names, file types,
 // machine values and versions; `name_use` how many reports mention each.
@@ -96,8 +98,30 @@ CREATE INDEX audit_by_action ON audit(action, at);
 /// What makes a file of version `index` one of version `index + 1`.
 constexpr std::array<const char*, schema_version> steps{first_tables, audit_table};
 
-/// Copies a table row by row in its order and puts the copy in its place.
-void rewrite(SQLite::Database& database, const std::string& table) {
+int version_of(SQLite::Database& database) {
+  return database.execAndGet("PRAGMA user_version").getInt();
+}
+
+}  // namespace
+
+void migrate(SQLite::Database& database) {
+  if (version_of(database) == schema_version) return;
+  SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+  // Another process may have done it meanwhile.
+  const int version = version_of(database);
+  if (version > schema_version) {
+    throw StorageError(database.getFilename() + " was written by a newer version (its format is " +
+                       std::to_string(version) + ", this program knows " +
+                       std::to_string(schema_version) + "); update this program");
+  }
+  for (auto step = static_cast<std::size_t>(version); step < steps.size(); ++step) {
+    database.exec(steps[step]);
+  }
+  database.exec("PRAGMA user_version = " + std::to_string(schema_version));
+  transaction.commit();
+}
+
+void rewrite_table(SQLite::Database& database, const std::string& table) {
   SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
   std::vector<std::string> indexes;
   std::string definition;
@@ -128,36 +152,6 @@ void rewrite(SQLite::Database& database, const std::string& table) {
                   std::to_string(sequence) + ")");
   }
   transaction.commit();
-}
-
-int version_of(SQLite::Database& database) {
-  return database.execAndGet("PRAGMA user_version").getInt();
-}
-
-}  // namespace
-
-void migrate(SQLite::Database& database) {
-  if (version_of(database) == schema_version) return;
-  SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
-  // Another process may have done it meanwhile.
-  const int version = version_of(database);
-  if (version > schema_version) {
-    throw StorageError(database.getFilename() + " was written by a newer version (its format is " +
-                       std::to_string(version) + ", this program knows " +
-                       std::to_string(schema_version) + "); update this program");
-  }
-  for (auto step = static_cast<std::size_t>(version); step < steps.size(); ++step) {
-    database.exec(steps[step]);
-  }
-  database.exec("PRAGMA user_version = " + std::to_string(schema_version));
-  transaction.commit();
-}
-
-void rewrite_texts(SQLite::Database& database, bool with_reports) {
-  for (const char* const table : {"installation", "contact", "adapter", "name"}) {
-    rewrite(database, table);
-  }
-  if (with_reports) rewrite(database, "report_text");
 }
 
 }  // namespace pelto::collector

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <array>
+#include <string>
+
 #include <SQLiteCpp/Database.h>
 
 namespace pelto::collector {
@@ -11,11 +14,14 @@ inline constexpr int schema_version = 2;
 /// transaction. Throws `StorageError` for a file of a newer program, and `SQLite::Exception`.
 void migrate(SQLite::Database& database);
 
-/// Writes anew the tables that hold texts by which a person could be found, so that no copy of a
-/// deleted text stays in a page. `with_reports`: the raw reports, too. Each table takes a
+/// The tables that hold texts by which a person could be found.
+inline constexpr std::array text_tables{"installation", "contact", "adapter", "name"};
+
+/// Writes one of these tables anew, so that no copy of a deleted text stays in its pages, in a
 /// transaction, in which nothing else can be written. Of 200,000 reports the largest takes about
-/// 0.2 s without other work on the machine; from about a million on, deliveries beside another
-/// process's erasure can fail for a moment, and their senders try again.
-void rewrite_texts(SQLite::Database& database, bool with_reports);
+/// 0.1 s without other work on the machine; from some millions on, deliveries beside another
+/// process's erasure can fail for a moment, and their senders try again. Throws
+/// `SQLite::Exception`.
+void rewrite_table(SQLite::Database& database, const std::string& table);
 
 }  // namespace pelto::collector

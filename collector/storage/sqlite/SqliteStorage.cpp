@@ -5,6 +5,9 @@
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <set>
+#include <span>
+#include <string>
 #include <thread>
 #include <type_traits>
 #include <utility>
@@ -23,6 +26,7 @@
 #include "collector/storage/sqlite/Exporting.h"
 #include "collector/storage/sqlite/Schema.h"
 #include "collector/storage/sqlite/Summaries.h"
+#include "collector/storage/sqlite/Traces.h"
 #include "collector/storage/sqlite/Writer.h"
 
 namespace pelto::collector {
@@ -33,23 +37,13 @@ constexpr int first_threshold = 5;
 constexpr std::size_t secret_size = 32;
 /// More are opened when they are needed, and closed afterward.
 constexpr std::size_t most_idle_readers = 2;
-/// Installations that are erased in the first step of several. Deliveries wait for a step: the next
-/// one is larger or smaller, by the time that it took.
-constexpr std::size_t first_erasure_step = 16;
-constexpr std::chrono::milliseconds long_step{250};
+/// A step of an erasure takes as long for the reports as the one before it took for the sums, up to
+/// this many times its usual time: their time hardly depends on the number of reports.
+constexpr int longest_of_steps = 5;
 /// Reports that are looked at in one step of the removal of raw reports.
 constexpr std::int64_t text_step = 2000;
 
 using Clock = std::chrono::steady_clock;
-
-bool to_the_end() {
-  return true;
-}
-
-std::size_t next_size(std::size_t size, Clock::duration time) {
-  if (time > long_step) return std::max<std::size_t>(size / 2, 1);
-  return time < long_step / 4 ? 2 * size : size;
-}
 
 /// The installations whose last delivery was received before `before`.
 std::vector<std::int64_t> find_silent(Connection& connection, Time before) {
@@ -98,11 +92,21 @@ TextStep next_texts(Connection& connection, Time before, TextPlace& place) {
   return step;
 }
 
+/// Moves the write-ahead log into the file and cuts it to nothing. Returns SQLite's result: it is
+/// not possible beside readers, for which deliveries must not wait.
+int try_to_empty_log(Connection& connection) {
+  limit_wait(connection.database(), Wait::none);
+  const int result = sqlite3_wal_checkpoint_v2(connection.database().getHandle(), nullptr,
+                                               SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+  limit_wait(connection.database(), Wait::brief);
+  return result;
+}
+
 /// The writer and the readers of a file.
 class Access {
  public:
   Access(const std::filesystem::path& path, const SqliteOptions& options)
-      : path_(path), writer_(path, options) {}
+      : path_(path), erasing_step_(options.erasing_step), writer_(path, options) {}
 
  protected:
   template <typename Work>
@@ -176,37 +180,67 @@ class Access {
     });
   }
 
-  /// Erases the installations that `find` returns, which gets the number that a step should have,
-  /// until it returns none or `goes_on` false. The writer has time for others between the steps.
-  template <typename Find>
-  ErasedCounts erase(Find find, const GoesOn& goes_on) {
-    return translate([&] {
-      // What one erasure removes the traces of, another one must not add to meanwhile.
-      const std::lock_guard lock(erasing_);
-      Erasure all;
-      std::size_t size = first_erasure_step;
-      bool is_whole = false;
-      while (!is_whole && goes_on()) {
-        Clock::time_point start;
-        Erasure step = run([&](Connection& connection, Keeper& keeper) {
+  /// Erases installations, those that are due, in steps, until all are gone or `goes_on` returns
+  /// false. The writer has time for others between the steps. Moves `left` to those that are left.
+  ErasedCounts erase(
+      std::span<const std::int64_t>& left, const GoesOn& goes_on,
+      const std::function<bool(Connection&, std::int64_t)>& is_due = [](auto&, auto) {
+        return true;
+      }) {
+    ErasedCounts all;
+    Clock::duration time = erasing_step_;
+    while (!left.empty() && goes_on()) {
+      Clock::time_point start;
+      Erasure step = translate([&] {
+        return run([&](Connection& connection, Keeper& keeper) {
           start = Clock::now();
-          return erase_installations(connection, keeper,
-                                     [&] { return find(connection, keeper, size); });
-        });
-        is_whole = step.counts.installations == 0;
-        all.add(std::move(step));
-        size = next_size(size, Clock::now() - start);
-      }
-      // Looking for traces takes longer than an end may wait. The next erasure finds them noted.
-      if (!is_whole) return all.counts;
-      // The search has a connection of its own, so that deliveries do not wait for it.
-      Connection connection(path_);
-      remove_traces(connection, path_, all, [this](bool with_reports) {
-        run([with_reports](Connection& writing, Keeper&) {
-          rewrite_texts(writing.database(), with_reports);
+          return erase_step(connection, keeper, left, time, is_due);
         });
       });
-      return all.counts;
+      left = left.subspan(step.done);
+      all.installations += step.counts.installations;
+      all.deliveries += step.counts.deliveries;
+      all.contacts += step.counts.contacts;
+      if (step.number != 0) erased_.add(step.number, std::move(step.texts));
+      time = std::clamp<Clock::duration>(Clock::now() - start - time, erasing_step_,
+                                         longest_of_steps * erasing_step_);
+    }
+    // Looking for traces can take longer than an end may wait.
+    if (!left.empty()) return all;
+    try {
+      remove_traces(goes_on);
+    } catch (const StorageError& error) {
+      all.traces_left = error.what();
+    }
+    return all;
+  }
+
+  /// Removes the traces of everything that was erased so far, by whom ever: empties the write-ahead
+  /// log, and writes tables anew in which a page has a copy of a text left. Another erasure may do
+  /// the same meanwhile.
+  void remove_traces(const GoesOn& goes_on) {
+    translate([&] {
+      const auto [removed, last] = read([](Connection& connection) {
+        return std::pair(read_state(connection, removed_state),
+                         read_state(connection, erasures_state));
+      });
+      if (removed == last) return;
+      // It has a connection of its own, so that deliveries do not wait for the search.
+      Connection connection(path_);
+      empty_log(connection, goes_on);
+      const auto texts = erased_.find(removed, last);
+      const std::set<std::string> tables =
+          texts ? find_traces(connection, *texts, goes_on)
+                : std::set<std::string>(text_tables.begin(), text_tables.end());
+      for (const std::string& table : tables) {
+        run([&](Connection& writing, Keeper&) { rewrite_table(writing.database(), table); });
+      }
+      if (!tables.empty()) empty_log(connection, goes_on);
+      write([removed, last](Connection& writing, Keeper&) {
+        const std::int64_t now = read_state(writing, removed_state);
+        if (now == removed || now < last) write_state(writing, removed_state, last);
+      });
+      erased_.forget(last);
     });
   }
 
@@ -214,6 +248,24 @@ class Access {
   const std::filesystem::path& file() const { return path_; }
 
  private:
+  void empty_log(Connection& connection, const GoesOn& goes_on) {
+    const auto limit = Clock::now() + longest_wait;
+    // Most of it can be moved beside the writer.
+    sqlite3_wal_checkpoint_v2(connection.database().getHandle(), nullptr, SQLITE_CHECKPOINT_PASSIVE,
+                              nullptr, nullptr);
+    // The writer empties it, which would not be let in beside its own transactions.
+    while (run([](Connection& writing, Keeper&) { return try_to_empty_log(writing); }) !=
+           SQLITE_OK) {
+      if (Clock::now() > limit || !goes_on()) {
+        throw StorageError(
+            path_.string() +
+            ": the write-ahead log still has what was erased, as another process reads it for too "
+            "long; end that one and erase again, or let the server try again");
+      }
+      std::this_thread::sleep_for(lock_interval);
+    }
+  }
+
   std::unique_ptr<Connection> take_reader() {
     {
       const std::lock_guard lock(mutex_);
@@ -232,9 +284,10 @@ class Access {
   }
 
   std::filesystem::path path_;
+  std::chrono::milliseconds erasing_step_;
   std::mutex mutex_;
   std::vector<std::unique_ptr<Connection>> idle_readers_;
-  std::mutex erasing_;
+  ErasedTexts erased_;
   Writer writer_;
 };
 
@@ -353,18 +406,18 @@ class SqliteStorage final : public Storage, private Access {
     });
   }
 
-  ErasedCounts erase_installation(const std::string& installation) override {
-    return erase(
-        [installation](Connection& connection, Keeper& keeper, std::size_t) {
+  ErasedCounts erase_installation(const std::string& installation, const GoesOn& goes_on) override {
+    return erase_all(
+        [installation](Connection& connection, Keeper& keeper) {
           const std::int64_t number = find_installation(connection, keeper.hash(), installation);
           return number == 0 ? std::vector<std::int64_t>{} : std::vector{number};
         },
-        to_the_end);
+        goes_on);
   }
 
-  ErasedCounts erase_email(const std::string& address) override {
-    return erase(
-        [folded = fold_address(address)](Connection& connection, Keeper& keeper, std::size_t) {
+  ErasedCounts erase_email(const std::string& address, const GoesOn& goes_on) override {
+    return erase_all(
+        [folded = fold_address(address)](Connection& connection, Keeper& keeper) {
           std::vector<std::int64_t> numbers;
           Query row =
               connection.query("SELECT DISTINCT installation, address FROM contact WHERE hash = ?1",
@@ -376,23 +429,20 @@ class SqliteStorage final : public Storage, private Access {
           }
           return numbers;
         },
-        to_the_end);
+        goes_on);
   }
 
   ErasedCounts erase_silent(Time before, const GoesOn& goes_on) override {
     const std::vector<std::int64_t> silent =
         read([&](Connection& connection) { return find_silent(connection, before); });
-    std::size_t at = 0;
-    const auto find = [&](Connection& connection, Keeper&, std::size_t most) {
-      std::vector<std::int64_t> numbers;
-      for (; at < silent.size() && numbers.size() < most; ++at) {
-        // A delivery may have arrived meanwhile.
-        if (last_time(connection, silent[at]) < before) numbers.push_back(silent[at]);
-      }
-      return numbers;
-    };
-    return erase(find, goes_on);
+    std::span<const std::int64_t> left(silent);
+    // A delivery may have arrived meanwhile.
+    return erase(left, goes_on, [before](Connection& connection, std::int64_t installation) {
+      return last_time(connection, installation) < before;
+    });
   }
+
+  void remove_traces(const GoesOn& goes_on) override { Access::remove_traces(goes_on); }
 
   std::int64_t remove_texts(Time before, const GoesOn& goes_on) override {
     std::int64_t removed = 0;
@@ -421,6 +471,21 @@ class SqliteStorage final : public Storage, private Access {
 
   std::vector<std::string> check() override {
     return read([](Connection& connection) { return check_storage(connection); });
+  }
+
+ private:
+  /// Erases the installations that `find` returns, which is called after the deliveries that came
+  /// before it.
+  template <typename Find>
+  ErasedCounts erase_all(Find find, const GoesOn& goes_on) {
+    const std::vector<std::int64_t> found = translate([&] { return run(find); });
+    std::span<const std::int64_t> left(found);
+    const ErasedCounts erased = erase(left, goes_on);
+    if (!left.empty()) {
+      throw StorageError(file().string() +
+                         ": not everything is erased, as the program ends; erase again");
+    }
+    return erased;
   }
 };
 

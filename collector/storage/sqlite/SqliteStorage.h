@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -16,6 +17,9 @@ struct SqliteOptions {
   /// After this many reports their sums are written. Fewer make writing slower, more make counting
   /// slower; the counts are the same.
   std::int64_t reports_per_fold = 2000;
+  /// Erasing goes in transactions for which deliveries wait. Each takes about this time for the
+  /// reports, and its time for the sums on top. With 0 each erases one report.
+  std::chrono::milliseconds erasing_step{100};
   /// Called with a line that says what to do when something in the file turns out to be damaged,
   /// once, from a thread of the storage. Must not throw.
   std::function<void(const std::string&)> on_damage{};

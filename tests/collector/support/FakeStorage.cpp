@@ -360,8 +360,11 @@ std::vector<KeptDelivery> FakeStorage::export_part(const std::optional<std::stri
   return part;
 }
 
-ErasedCounts FakeStorage::erase_installation(const std::string& installation) {
+ErasedCounts FakeStorage::erase_installation(const std::string& installation,
+                                             const GoesOn& goes_on) {
+  if (!goes_on()) throw StorageError("not everything is erased");
   ErasedCounts erased;
+  erased.traces_left = traces_left_;
   std::set<std::string> contacts;
   for (const Entry& entry : entries_) {
     const Report& report = entry.delivery.report;
@@ -377,7 +380,7 @@ ErasedCounts FakeStorage::erase_installation(const std::string& installation) {
   return erased;
 }
 
-ErasedCounts FakeStorage::erase_email(const std::string& address) {
+ErasedCounts FakeStorage::erase_email(const std::string& address, const GoesOn& goes_on) {
   std::set<std::string> installations;
   for (const Entry& entry : entries_) {
     const Report& report = entry.delivery.report;
@@ -386,8 +389,9 @@ ErasedCounts FakeStorage::erase_email(const std::string& address) {
     }
   }
   ErasedCounts erased;
+  erased.traces_left = traces_left_;
   for (const std::string& installation : installations) {
-    const ErasedCounts one = erase_installation(installation);
+    const ErasedCounts one = erase_installation(installation, goes_on);
     erased.installations += one.installations;
     erased.deliveries += one.deliveries;
     erased.contacts += one.contacts;
@@ -413,15 +417,20 @@ ErasedCounts FakeStorage::erase_silent(Time before, const GoesOn& goes_on) {
     last[entry.delivery.report.installation] = entry.delivery.received;
   }
   ErasedCounts erased;
+  erased.traces_left = traces_left_;
   for (const auto& [installation, time] : last) {
     if (time >= before) continue;
     if (!goes_on()) break;
-    const ErasedCounts one = erase_installation(installation);
+    const ErasedCounts one = erase_installation(installation, to_the_end);
     erased.installations += one.installations;
     erased.deliveries += one.deliveries;
     erased.contacts += one.contacts;
   }
   return erased;
+}
+
+void FakeStorage::remove_traces(const GoesOn&) {
+  if (!traces_left_.empty()) throw StorageError(traces_left_);
 }
 
 void FakeStorage::back_up(const std::string& path) {

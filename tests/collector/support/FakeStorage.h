@@ -47,10 +47,14 @@ class FakeStorage : public Storage {
 
   std::vector<KeptDelivery> export_part(const std::optional<std::string>& installation,
                                         ExportPlace& place) override;
-  ErasedCounts erase_installation(const std::string& installation) override;
-  ErasedCounts erase_email(const std::string& address) override;
+  ErasedCounts erase_installation(const std::string& installation, const GoesOn& goes_on) override;
+  ErasedCounts erase_email(const std::string& address, const GoesOn& goes_on) override;
   std::int64_t remove_texts(Time before, const GoesOn& goes_on) override;
   ErasedCounts erase_silent(Time before, const GoesOn& goes_on) override;
+  /// Throws what erasures return as `traces_left`.
+  void remove_traces(const GoesOn& goes_on) override;
+  /// What keeps traces from being removed from now on; empty: nothing.
+  void set_traces_left(std::string reason) { traces_left_ = std::move(reason); }
 
   /// Throws: there is no file.
   void back_up(const std::string& path) override;
@@ -82,6 +86,7 @@ class FakeStorage : public Storage {
   std::map<CounterKey, std::int64_t> repeated_;
   std::set<std::string> products_;
   std::vector<std::string> problems_;
+  std::string traces_left_;
   int threshold_ = 5;
   bool is_ready_ = true;
 };

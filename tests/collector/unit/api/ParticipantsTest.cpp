@@ -61,7 +61,7 @@ TEST_F(ParticipantsTest, SeeTheSameOfAnUnknownAndAnErasedInstallation) {
   const Response of_unknown = show_kept(context_, unknown);
   EXPECT_EQ(of_unknown.status, 200);
   EXPECT_EQ(of_unknown.body, "{\"deliveries\":[],\"total\":0,\"has_email\":false}\n");
-  storage_.erase_installation("machine-1");
+  storage_.erase_installation("machine-1", to_the_end);
   const Response of_erased = show_kept(context_, known);
   EXPECT_EQ(of_erased.status, of_unknown.status);
   EXPECT_EQ(of_erased.body, of_unknown.body);

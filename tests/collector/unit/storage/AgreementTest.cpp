@@ -82,6 +82,19 @@ void expect_agreement(Storage& storage, const Model& model) {
   EXPECT_THAT(storage.check(), ::testing::IsEmpty());
 }
 
+/// After some steps everything must be consistent.
+void erase_with_interruptions(Storage& storage, const std::string& installation) {
+  for (bool is_over = false; !is_over;) {
+    int steps = 0;
+    try {
+      storage.erase_installation(installation, [&] { return ++steps <= 4; });
+      is_over = true;
+    } catch (const StorageError&) {
+      EXPECT_THAT(storage.check(), ::testing::IsEmpty());
+    }
+  }
+}
+
 struct Run {
   unsigned seed;
   std::int64_t reports_per_fold;
@@ -99,6 +112,8 @@ TEST_P(Agreement, OfEveryCountAfterEveryKindOfChange) {
   const TemporaryFolder folder;
   SqliteOptions options;
   options.reports_per_fold = GetParam().reports_per_fold;
+  // One report at a time.
+  options.erasing_step = std::chrono::milliseconds{0};
   auto storage = open_sqlite_storage(folder / sqlite_file_name, options);
   Model model;
   RandomDeliveries random(GetParam().seed);
@@ -110,7 +125,7 @@ TEST_P(Agreement, OfEveryCountAfterEveryKindOfChange) {
     }
     if (random.below(3) == 0) {
       const std::string gone = "installation-" + std::to_string(random.below(9));
-      storage->erase_installation(gone);
+      erase_with_interruptions(*storage, gone);
       model.erase(gone);
     }
     if (random.below(4) == 0) storage = open_sqlite_storage(folder / sqlite_file_name, options);

@@ -1,10 +1,13 @@
 #include <stdio.h>
 #include <sys/wait.h>
 #include <filesystem>
+#include <map>
+#include <set>
 #include <sstream>
 #include <thread>
 
 #include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Statement.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -15,7 +18,9 @@ namespace pelto::collector::testing {
 
 namespace {
 
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 /// The files of a folder that have one of the texts anywhere, each with the text. Another process
 /// reads them: the end of a descriptor of this one would take SQLite's locks to the file.
@@ -68,6 +73,12 @@ class Erasing : public ::testing::Test {
     return "Command only of " + std::to_string(number) + ".";
   }
 
+  /// With 0 each step is one report.
+  void erase_in_steps_of(std::chrono::milliseconds time) {
+    options.erasing_step = time;
+    storage = open_sqlite_storage(folder / sqlite_file_name, options);
+  }
+
   void expect_no_trace(const std::vector<unsigned>& numbers) {
     std::vector<std::string> texts;
     for (const unsigned number : numbers) {
@@ -87,10 +98,10 @@ TEST_F(Erasing, LeavesNoTraceInAnyFileWhileAnotherServes) {
   fill(1500);
   const auto other = open_sqlite_storage(folder / sqlite_file_name, options);
   EXPECT_EQ(other->count_commands(everything()).rows.size(), 1501U);
-  EXPECT_THAT(files_with(folder.path(), {identifier(77)}), ::testing::Not(IsEmpty()));
+  EXPECT_THAT(files_with(folder.path(), {identifier(77)}), Not(IsEmpty()));
   for (const unsigned number : {77U, 78U, 1499U, 0U, 700U}) {
     const auto begin = std::chrono::steady_clock::now();
-    const ErasedCounts erased = storage->erase_installation(identifier(number));
+    const ErasedCounts erased = storage->erase_installation(identifier(number), to_the_end);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{5});
     EXPECT_EQ(erased.installations, 1);
     EXPECT_EQ(erased.deliveries, 1);
@@ -101,14 +112,70 @@ TEST_F(Erasing, LeavesNoTraceInAnyFileWhileAnotherServes) {
   EXPECT_THAT(storage->check(), IsEmpty());
 }
 
-TEST_F(Erasing, ThatFailedToRemoveTheTracesDoesSoTheNextTime) {
+/// Reads a file, and keeps its write-ahead log in use.
+class Reading {
+ public:
+  explicit Reading(const TemporaryFolder& folder)
+      : database_(open_database(folder / sqlite_file_name)) {
+    database_.exec("BEGIN");
+    database_.execAndGet("SELECT count(*) FROM report");
+  }
+
+ private:
+  SQLite::Database database_;
+};
+
+/// Where SQLite has each table. One that was written anew is elsewhere.
+std::map<std::string, int> places_of_tables(const TemporaryFolder& folder) {
+  SQLite::Database database = open_database(folder / sqlite_file_name);
+  SQLite::Statement row(database, "SELECT name, rootpage FROM sqlite_master WHERE type = 'table'");
+  std::map<std::string, int> places;
+  while (row.executeStep()) places[row.getColumn(0).getString()] = row.getColumn(1).getInt();
+  return places;
+}
+
+TEST_F(Erasing, OfTextsThatOthersHaveAsWellWritesNoTableAnew) {
+  fill(50);
+  for (unsigned i = 0; i < 4; ++i) {
+    // What is in the file anyway, as a part of another's name, and in raw reports.
+    const char* const identifiers[] = {"SQLite format 3", "CREATE TABLE report", "identifier-of",
+                                       "and more text of its own"};
+    Report report = sample_report(identifiers[i]);
+    report.email = "son.7@example.com";
+    report.commands.push_back({"Command only", 1, 0});
+    keep(*storage, sample_delivery(1000 + i, "2026-03-05T10:00:00Z", report));
+  }
+  const auto places = places_of_tables(folder);
+  EXPECT_EQ(storage->erase_email("son.7@example.com", to_the_end).installations, 4);
+  EXPECT_EQ(places_of_tables(folder), places);
+}
+
+TEST_F(Erasing, WritesOnlyTablesWithNamesAnew) {
+  fill(50);
+  {
+    const Reading reading(folder);
+    EXPECT_NE(storage->erase_installation(identifier(7), to_the_end).traces_left, "");
+  }
+  const auto places = places_of_tables(folder);
+  // It does not know what was erased.
+  open_sqlite_storage(folder / sqlite_file_name)->remove_traces(to_the_end);
+  std::set<std::string> moved;
+  for (const auto& [table, place] : places_of_tables(folder)) {
+    if (places.at(table) != place) moved.insert(table);
+  }
+  EXPECT_THAT(moved, ::testing::ElementsAre("adapter", "contact", "installation", "name"));
+}
+
+TEST_F(Erasing, BesideALongReaderCountsWhatIsErasedAndLeavesTheTracesForLater) {
   fill(300);
   {
-    SQLite::Database reader = open_database(folder / sqlite_file_name);
-    reader.exec("BEGIN");
-    reader.execAndGet("SELECT count(*) FROM report");
-    std::thread erasing(
-        [&] { EXPECT_THROW(storage->erase_installation(identifier(77)), StorageError); });
+    const Reading reading(folder);
+    std::thread erasing([&] {
+      const ErasedCounts erased = storage->erase_installation(identifier(77), to_the_end);
+      EXPECT_EQ(erased.installations, 1);
+      EXPECT_EQ(erased.deliveries, 1);
+      EXPECT_THAT(erased.traces_left, HasSubstr("end that one"));
+    });
     std::this_thread::sleep_for(std::chrono::milliseconds{500});
     // Deliveries go on, in this process and in others.
     const auto other = open_sqlite_storage(folder / sqlite_file_name, options);
@@ -121,21 +188,34 @@ TEST_F(Erasing, ThatFailedToRemoveTheTracesDoesSoTheNextTime) {
     }
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{3});
     erasing.join();
+    EXPECT_THROW(storage->remove_traces(to_the_end), StorageError);
   }
   EXPECT_THAT(export_all(*storage, identifier(77)), IsEmpty());
-  EXPECT_THAT(files_with(folder.path(), {identifier(77)}), ::testing::Not(IsEmpty()));
+  EXPECT_THAT(files_with(folder.path(), {identifier(77)}), Not(IsEmpty()));
   // Another process does it, which does not know what was erased.
   storage = open_sqlite_storage(folder / sqlite_file_name, options);
-  EXPECT_EQ(storage->erase_installation(identifier(77)).installations, 0);
+  storage->remove_traces(to_the_end);
   expect_no_trace({77});
   EXPECT_THAT(storage->check(), IsEmpty());
+}
+
+TEST_F(Erasing, RemovesTheTracesThatAnotherProcessLeft) {
+  fill(300);
+  {
+    const Reading reading(folder);
+    const auto other = open_sqlite_storage(folder / sqlite_file_name, options);
+    EXPECT_EQ(other->erase_silent(at("2026-01-05T11:00:00Z"), to_the_end).installations, 1);
+  }
+  EXPECT_THAT(files_with(folder.path(), {identifier(0)}), Not(IsEmpty()));
+  EXPECT_EQ(storage->erase_installation("unknown", to_the_end).installations, 0);
+  expect_no_trace({0});
 }
 
 TEST_F(Erasing, LeavesNoTraceOfAnyoneHoweverManyGoOneAfterTheOther) {
   fill(400);
   std::vector<unsigned> gone;
   for (unsigned number = 0; number < 400; number += 2) {
-    storage->erase_installation(identifier(number));
+    storage->erase_installation(identifier(number), to_the_end);
     gone.push_back(number);
   }
   expect_no_trace(gone);
@@ -149,28 +229,64 @@ TEST_F(Erasing, ByAddressIgnoresLetterCaseAndErasesEveryInstallationWithIt) {
   delivery.report.email = "PERSON.3@EXAMPLE.COM";
   delivery.product = "other";
   keep(*storage, delivery);
-  const ErasedCounts erased = storage->erase_email("person.3@Example.com");
+  const ErasedCounts erased = storage->erase_email("person.3@Example.com", to_the_end);
   EXPECT_EQ(erased.installations, 2);
   EXPECT_EQ(erased.deliveries, 2);
   EXPECT_EQ(erased.contacts, 2);
   EXPECT_THAT(export_all(*storage, "another"), IsEmpty());
   expect_no_trace({3});
-  EXPECT_EQ(storage->erase_email("person.3@example.com").installations, 0);
+  EXPECT_EQ(storage->erase_email("person.3@example.com", to_the_end).installations, 0);
 }
 
 TEST_F(Erasing, ByAddressIgnoresLetterCaseInEveryScript) {
   Delivery delivery = sample_delivery(1, "2026-02-05T10:00:00Z", sample_report("first"));
   delivery.report.email = "Stra\u00DFe@\u00C9.example";
   keep(*storage, delivery);
-  EXPECT_EQ(storage->erase_email("strase@\u00E9.example").installations, 0);
-  EXPECT_EQ(storage->erase_email("STRASSE@\u00E9.Example").installations, 1);
+  EXPECT_EQ(storage->erase_email("strase@\u00E9.example", to_the_end).installations, 0);
+  EXPECT_EQ(storage->erase_email("STRASSE@\u00E9.Example", to_the_end).installations, 1);
+}
+
+TEST_F(Erasing, OfManyReportsGoesInStepsAndCountsTheInstallationOnce) {
+  erase_in_steps_of(std::chrono::milliseconds{0});
+  for (unsigned i = 0; i < 150; ++i) {
+    Delivery delivery = sample_delivery(i, "2026-01-05T10:00:00Z", sample_report("large", i / 3));
+    delivery.received += std::chrono::hours{i};
+    delivery.report.email = i < 75 ? "first@example.com" : "last@example.com";
+    delivery.product = i % 50 == 0 ? "other" : "default";
+    keep(*storage, delivery);
+  }
+  keep(*storage, sample_delivery(500, "2026-01-05T10:00:00Z", sample_report("another", 2)));
+  int steps = 0;
+  const auto some = [&] { return ++steps <= 40; };
+  EXPECT_THROW(storage->erase_email("last@example.com", some), StorageError);
+  EXPECT_THAT(storage->check(), IsEmpty());
+  EXPECT_EQ(export_all(*storage, "large").size(), 110U);
+  EXPECT_TRUE(storage->keeping_of("large").has_email) << "the name goes last, to ask by it again";
+
+  steps = 0;
+  const ErasedCounts erased = storage->erase_email("last@example.com", [&] {
+    // Deliveries are not kept out.
+    if (++steps == 20) {
+      EXPECT_EQ(
+          keep(*storage, sample_delivery(600, "2026-06-05T10:00:00Z", sample_report("large", 9))),
+          Outcome::accepted);
+    }
+    return true;
+  });
+  EXPECT_GE(steps, 111);
+  EXPECT_EQ(erased.installations, 1);
+  EXPECT_EQ(erased.deliveries, 111);
+  EXPECT_EQ(erased.contacts, 2);
+  EXPECT_EQ(export_all(*storage).size(), 1U);
+  EXPECT_EQ(storage->count_commands(everything()).rows[0].uses, 2);
+  EXPECT_THAT(storage->check(), IsEmpty());
 }
 
 TEST_F(Erasing, OfTheUnknownErasesNothing) {
   fill(3);
-  EXPECT_EQ(storage->erase_installation("unknown").installations, 0);
-  EXPECT_EQ(storage->erase_installation("").deliveries, 0);
-  EXPECT_EQ(storage->erase_email("").contacts, 0);
+  EXPECT_EQ(storage->erase_installation("unknown", to_the_end).installations, 0);
+  EXPECT_EQ(storage->erase_installation("", to_the_end).deliveries, 0);
+  EXPECT_EQ(storage->erase_email("", to_the_end).contacts, 0);
   EXPECT_EQ(export_all(*storage).size(), 3U);
 }
 
@@ -179,7 +295,7 @@ TEST_F(Erasing, TakesBackIntakeAndForgetsIdentifiers) {
   keep(*storage, first);
   keep(*storage, sample_delivery(2, "2026-01-06T10:00:00Z", sample_report("first", 2)));
   keep(*storage, sample_delivery(3, "2026-01-06T10:00:00Z", sample_report("second", 2)));
-  EXPECT_EQ(storage->erase_installation("first").deliveries, 2);
+  EXPECT_EQ(storage->erase_installation("first", to_the_end).deliveries, 2);
   EXPECT_EQ(storage->count_intake(everything()).accepted, 1);
   EXPECT_EQ(storage->count_intake(everything()).replaced, 0);
   EXPECT_EQ(keep(*storage, first), Outcome::accepted);
@@ -212,6 +328,7 @@ TEST_F(Erasing, OfManySilentInstallationsLeavesNoTrace) {
 
 TEST_F(Erasing, OfSilentInstallationsCanEndBetweenItsSteps) {
   fill(1200);
+  erase_in_steps_of(std::chrono::milliseconds{1});
   const Time before = at("2026-01-30T10:00:00Z");
   int steps = 0;
   const auto once = [&] { return ++steps <= 1; };
@@ -230,6 +347,7 @@ TEST_F(Erasing, OfSilentInstallationsCanEndBetweenItsSteps) {
 
 TEST_F(Erasing, OfSilentInstallationsSparesOneThatReportsMeanwhile) {
   fill(1200);
+  erase_in_steps_of(std::chrono::milliseconds{1});
   const std::string last = identifier(1199U * 7919U % 1200U);
   int steps = 0;
   const auto deliver_once = [&] {
@@ -253,14 +371,14 @@ TEST_F(Erasing, AnAddressThatWasReplacedIsGone) {
   delivery.received += std::chrono::hours{1};
   delivery.report.email = "later@example.com";
   keep(*storage, delivery);
-  EXPECT_EQ(storage->erase_email("earlier@example.com").installations, 0);
-  EXPECT_EQ(storage->erase_email("later@example.com").installations, 1);
+  EXPECT_EQ(storage->erase_email("earlier@example.com", to_the_end).installations, 0);
+  EXPECT_EQ(storage->erase_email("later@example.com", to_the_end).installations, 1);
 }
 
 TEST_F(Erasing, AddressesAreNotKeptWhenTheirKeepingIsOff) {
   storage = open_sqlite_storage(folder / sqlite_file_name, {.keeps_email = false});
   fill(3);
-  EXPECT_EQ(storage->erase_email(address(1)).installations, 0);
+  EXPECT_EQ(storage->erase_email(address(1), to_the_end).installations, 0);
   EXPECT_THAT(files_with(folder.path(), {address(1)}), IsEmpty());
   EXPECT_EQ(export_all(*storage).size(), 3U);
 }

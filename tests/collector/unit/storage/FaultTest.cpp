@@ -228,7 +228,7 @@ TEST(Fault, WhatTwoKeepEachSeesAtOnce) {
     EXPECT_EQ(reader.count_commands(everything()).rows.size(), i + 62);
     // Names that the other one has in its cache go and come back under another number.
     if (i % 7 == 6) {
-      reader.erase_installation(delivery.report.installation);
+      reader.erase_installation(delivery.report.installation, to_the_end);
       ASSERT_EQ(keep(writer, delivery), Outcome::accepted);
       EXPECT_EQ(reader.count_commands(everything()).rows.size(), i + 62);
     }
@@ -400,7 +400,7 @@ TEST_F(Damaged, AReportCountsAsAnEmptyOneAndStopsNothing) {
   EXPECT_EQ(keep(*storage, sample_delivery(99, "2026-01-06T10:00:00Z", numbered(3).report)),
             Outcome::replaced);
   EXPECT_EQ(storage->count_commands(everything()).rows[0].installations.installations, 35);
-  EXPECT_EQ(storage->erase_installation("installation-3").deliveries, 2);
+  EXPECT_EQ(storage->erase_installation("installation-3", to_the_end).deliveries, 2);
   EXPECT_EQ(export_all(*storage).size(), 34U);
 }
 

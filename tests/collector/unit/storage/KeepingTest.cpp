@@ -295,7 +295,7 @@ TEST_F(Keeping, ManyThreadsKeepCountAndEraseAtATime) {
         if (i % 50 == 30) {
           EXPECT_TRUE(storage->is_ready());
         }
-        if (i % 50 == 40) storage->erase_installation("gone-" + std::to_string(i));
+        if (i % 50 == 40) storage->erase_installation("gone-" + std::to_string(i), to_the_end);
         storage->count_refusal("", delivery.received, "busy");
       }
     });

@@ -52,7 +52,7 @@ TEST_F(Migration, OfVersion1KeepsEverything) {
   const auto counts = storage->count_commands(everything());
   EXPECT_EQ(counts.installations.installations, 8);
   EXPECT_EQ(counts.rows.size(), 2);
-  EXPECT_EQ(storage->erase_email("ann@example.org").deliveries, 1);
+  EXPECT_EQ(storage->erase_email("ann@example.org", to_the_end).deliveries, 1);
   EXPECT_THAT(storage->check(), IsEmpty());
 }
 

@@ -44,10 +44,6 @@ std::vector<KeptDelivery> export_all(Storage& storage,
   return all;
 }
 
-bool to_the_end() {
-  return true;
-}
-
 Selection everything(const std::string& product) {
   return {product, std::nullopt, -1000, 1000};
 }

@@ -28,8 +28,6 @@ Delivery sample_delivery(unsigned id, const char* received, Report report,
 Outcome keep(Storage& storage, const Delivery& delivery, TimeKind time_kind = TimeKind::stated);
 std::vector<KeptDelivery> export_all(Storage& storage,
                                      const std::optional<std::string>& installation = {});
-/// For long operations: they do not end early.
-bool to_the_end();
 /// Every period.
 Selection everything(const std::string& product = "default");
 

@@ -57,7 +57,7 @@ TEST_P(Summaries, CountWhatIsKeptOfEachProduct) {
               ElementsAre(ProductKeeping{"default", at("2026-01-05T10:00:00Z"), 3, 2, 2},
                           ProductKeeping{"other", at("2026-04-05T10:00:00Z"), 1, 1, 1}));
   storage_->remove_texts(at("2026-02-01T00:00:00Z"), to_the_end);
-  storage_->erase_installation("two");
+  storage_->erase_installation("two", to_the_end);
   EXPECT_THAT(storage_->keeping(),
               ElementsAre(ProductKeeping{"default", at("2026-01-05T10:00:00Z"), 2, 1, 1},
                           ProductKeeping{"other"}));
@@ -75,7 +75,7 @@ TEST_P(Summaries, HaveEachAddressOfAProductOnce) {
   EXPECT_THAT(storage_->contacts("other"),
               ElementsAre(Contact{"bob@example.org", at("2026-01-05T10:00:00Z")}));
   EXPECT_THAT(storage_->contacts("unknown"), IsEmpty());
-  storage_->erase_email("ANN@example.org");
+  storage_->erase_email("ANN@example.org", to_the_end);
   EXPECT_THAT(storage_->contacts("default"),
               ElementsAre(Contact{"zoe@example.org", at("2026-01-05T10:00:00Z")}));
 }
@@ -99,7 +99,7 @@ TEST_P(Summaries, SayWhatIsKeptOfAnInstallation) {
 
 TEST_P(Summaries, OfAnInstallationThatIsErasedOrUnknownAreEmpty) {
   keep_report(1, "2026-01-05T10:00:00Z", "one", "ann@example.org");
-  storage_->erase_installation("one");
+  storage_->erase_installation("one", to_the_end);
   EXPECT_EQ(storage_->keeping_of("one"), InstallationKeeping{});
   EXPECT_EQ(storage_->keeping_of("never"), InstallationKeeping{});
   EXPECT_EQ(storage_->keeping_of(""), InstallationKeeping{});
