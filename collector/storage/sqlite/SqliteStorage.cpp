@@ -24,6 +24,7 @@
 #include "collector/storage/sqlite/Database.h"
 #include "collector/storage/sqlite/Erasure.h"
 #include "collector/storage/sqlite/Exporting.h"
+#include "collector/storage/sqlite/ReaderGate.h"
 #include "collector/storage/sqlite/Schema.h"
 #include "collector/storage/sqlite/Summaries.h"
 #include "collector/storage/sqlite/Traces.h"
@@ -94,7 +95,7 @@ TextStep next_texts(Connection& connection, Time before, TextPlace& place) {
 
 /// Moves the write-ahead log into the file and cuts it to nothing. Returns SQLite's result: it is
 /// not possible beside readers, for which deliveries must not wait.
-int try_to_empty_log(Connection& connection) {
+int empty_log(Connection& connection) {
   limit_wait(connection.database(), Wait::none);
   const int result = sqlite3_wal_checkpoint_v2(connection.database().getHandle(), nullptr,
                                                SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
@@ -122,6 +123,7 @@ class Access {
   template <typename Work>
   auto read(Work work) {
     return translate([&] {
+      const ReaderGate::Reader reading(gate_);
       std::unique_ptr<Connection> connection = take_reader();
       SQLite::Transaction transaction(connection->database());
       auto result = work(*connection);
@@ -225,14 +227,15 @@ class Access {
                          read_state(connection, erasures_state));
       });
       if (removed == last) return;
+      const auto texts = erased_.find(removed, last);
       // It has a connection of its own, so that deliveries do not wait for the search.
       Connection connection(path_);
       empty_log(connection, goes_on);
-      const auto texts = erased_.find(removed, last);
       const std::set<std::string> tables =
           texts ? find_traces(connection, *texts, goes_on)
                 : std::set<std::string>(text_tables.begin(), text_tables.end());
       for (const std::string& table : tables) {
+        go_on_removing(goes_on);
         run([&](Connection& writing, Keeper&) { rewrite_table(writing.database(), table); });
       }
       if (!tables.empty()) empty_log(connection, goes_on);
@@ -253,10 +256,9 @@ class Access {
     // Most of it can be moved beside the writer.
     sqlite3_wal_checkpoint_v2(connection.database().getHandle(), nullptr, SQLITE_CHECKPOINT_PASSIVE,
                               nullptr, nullptr);
-    // The writer empties it, which would not be let in beside its own transactions.
-    while (run([](Connection& writing, Keeper&) { return try_to_empty_log(writing); }) !=
-           SQLITE_OK) {
-      if (Clock::now() > limit || !goes_on()) {
+    while (try_to_empty_log(limit) != SQLITE_OK) {
+      go_on_removing(goes_on);
+      if (Clock::now() > limit) {
         throw StorageError(
             path_.string() +
             ": the write-ahead log still has what was erased, as another process reads it for too "
@@ -264,6 +266,13 @@ class Access {
       }
       std::this_thread::sleep_for(lock_interval);
     }
+  }
+
+  /// Beside the writer's transactions it would not succeed, and neither beside readers, of which
+  /// one can come after the other without end: those of this process wait.
+  int try_to_empty_log(Clock::time_point limit) {
+    const ReaderGate::Closed closed(gate_, limit);
+    return run([](Connection& writing, Keeper&) { return collector::empty_log(writing); });
   }
 
   std::unique_ptr<Connection> take_reader() {
@@ -287,6 +296,7 @@ class Access {
   std::chrono::milliseconds erasing_step_;
   std::mutex mutex_;
   std::vector<std::unique_ptr<Connection>> idle_readers_;
+  ReaderGate gate_;
   ErasedTexts erased_;
   Writer writer_;
 };

@@ -101,6 +101,13 @@ void ErasedTexts::forget(std::int64_t last) {
   for (const auto& [number, texts] : erasures_) count_ += texts.size();
 }
 
+void go_on_removing(const GoesOn& goes_on) {
+  if (goes_on()) return;
+  throw StorageError(
+      "traces of what was erased are left in the file, as the program ends; start the server, or "
+      "erase again");
+}
+
 std::set<std::string> find_traces(Connection& connection, const std::vector<ErasedText>& texts,
                                   const GoesOn& goes_on) {
   std::map<std::string, std::vector<std::string_view>> by_table;
@@ -112,9 +119,7 @@ std::set<std::string> find_traces(Connection& connection, const std::vector<Eras
   for (const auto& [table, parts] : by_table) {
     std::size_t read = 0;
     for (const std::int64_t page : pages_of(connection, table)) {
-      if (read++ % pages_between == 0 && !goes_on()) {
-        throw StorageError("the search for traces of what was erased has ended early");
-      }
+      if (read++ % pages_between == 0) go_on_removing(goes_on);
       if (!has_trace(file.read_page(page), parts)) continue;
       found.insert(table);
       break;

@@ -42,6 +42,9 @@ class ErasedTexts {
   std::size_t count_ = 0;
 };
 
+/// Throws `StorageError` if `goes_on` returns false: the removal of traces ends there.
+void go_on_removing(const GoesOn& goes_on);
+
 /// The tables that have one of the texts in an unused part of a page. Throws `StorageError`, also
 /// when `goes_on` returns false before the end.
 std::set<std::string> find_traces(Connection& connection, const std::vector<ErasedText>& texts,

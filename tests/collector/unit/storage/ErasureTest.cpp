@@ -1,5 +1,6 @@
 #include <stdio.h>
 #include <sys/wait.h>
+#include <atomic>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -197,6 +198,65 @@ TEST_F(Erasing, BesideALongReaderCountsWhatIsErasedAndLeavesTheTracesForLater) {
   storage->remove_traces(to_the_end);
   expect_no_trace({77});
   EXPECT_THAT(storage->check(), IsEmpty());
+}
+
+TEST_F(Erasing, BesideABusyWriterAndReadersLeavesNoTrace) {
+  options.reports_per_fold = 10;
+  storage = open_sqlite_storage(folder / sqlite_file_name, options);
+  fill(300);
+  std::atomic<bool> is_over = false;
+  std::atomic<int> waiting = 0;
+  std::thread delivering([&] {
+    for (unsigned i = 1000; !is_over; ++i) {
+      ++waiting;
+      const Report report = sample_report("new-" + std::to_string(i % 500), i);
+      storage->keep(sample_delivery(i, "2026-03-05T10:00:00Z", report), TimeKind::arrival,
+                    [&](Outcome) { --waiting; });
+      while (waiting > 50) std::this_thread::yield();
+    }
+  });
+  const auto read = [&] {
+    while (!is_over) storage->count_commands(everything());
+  };
+  std::thread first(read);
+  std::thread second(read);
+  for (unsigned number = 0; number < 10; ++number) {
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(storage->erase_installation(identifier(number), to_the_end).traces_left, "");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{5});
+  }
+  is_over = true;
+  for (std::thread* const thread : {&delivering, &first, &second}) thread->join();
+  storage.reset();
+  expect_no_trace({0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+}
+
+TEST_F(Erasing, ThatEndsInTheSearchForTracesCountsWhatIsErased) {
+  fill(300);
+  int asked = 0;
+  const auto once = [&] { return ++asked <= 1; };
+  const ErasedCounts erased = storage->erase_installation(identifier(77), once);
+  EXPECT_EQ(erased.installations, 1);
+  EXPECT_THAT(erased.traces_left, HasSubstr("erase again"));
+  EXPECT_THROW(storage->remove_traces([] { return false; }), StorageError);
+  storage->remove_traces(to_the_end);
+  expect_no_trace({77});
+  // With nothing left it does not even ask.
+  storage->remove_traces([] { return false; });
+}
+
+TEST_F(Erasing, NeverGetsTheNumberOfAnother) {
+  fill(10);
+  const auto other = open_sqlite_storage(folder / sqlite_file_name, options);
+  SQLite::Database file = open_database(folder / sqlite_file_name);
+  for (unsigned number = 1; number <= 4; ++number) {
+    (number % 2 == 0 ? storage : other)->erase_installation(identifier(number), to_the_end);
+    EXPECT_EQ(file.execAndGet("SELECT value FROM state WHERE name = 'traces'").getInt(), number);
+    EXPECT_EQ(file.execAndGet("SELECT value FROM state WHERE name = 'traces_removed'").getInt(),
+              number);
+  }
+  other->erase_installation("unknown", to_the_end);
+  EXPECT_EQ(file.execAndGet("SELECT value FROM state WHERE name = 'traces'").getInt(), 4);
 }
 
 TEST_F(Erasing, RemovesTheTracesThatAnotherProcessLeft) {
