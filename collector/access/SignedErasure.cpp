@@ -19,6 +19,7 @@ SignedErasure erase(Storage& storage, const ReceiptKeys& keys, const ErasureSubj
 
 void note_erasure(Audit& audit, Time now, const std::string& user, const SignedErasure& erasure,
                   const std::function<void(std::string_view)>& report_failure) {
+  if (!erasure.erased.traces_left.empty()) report_failure(erasure.erased.traces_left);
   try {
     audit.add(now, user, Action::erase, erasure.description);
   } catch (const StorageError& error) {

@@ -25,12 +25,14 @@ struct SignedErasure {
   std::string description;
 };
 
-/// Erases from a storage. `keys` sign the receipt. Throws `StorageError`.
+/// Erases from a storage. `keys` sign the receipt. Throws `StorageError` if not everything is
+/// erased; traces that are left in the files are part of the result.
 SignedErasure erase(Storage& storage, const ReceiptKeys& keys, const ErasureSubject& subject,
                     Time now);
 
 /// Notes an erasure as done by `user`. Does not throw: it cannot be undone, and another try would
-/// give a receipt with zeros. A failure goes to `report_failure`.
+/// give a receipt with zeros. A failure goes to `report_failure`, and so does the reason why traces
+/// are left in the files.
 void note_erasure(Audit& audit, Time now, const std::string& user, const SignedErasure& erasure,
                   const std::function<void(std::string_view)>& report_failure);
 

@@ -64,6 +64,7 @@ int run(const Options& options) {
   // It is flushed first: the erasure cannot be repeated if something fails after it.
   std::cout << done.receipt << std::endl;
   note_command(options.data, Action::erase, done.description + (backup ? ", from a backup" : ""));
+  if (!done.erased.traces_left.empty()) throw CommandError(done.erased.traces_left);
   return 0;
 }
 

@@ -33,11 +33,13 @@ void Housekeeping::clean_up() {
     const GoesOn goes_on = [this] { return this->goes_on(); };
     const std::int64_t texts = storage_.remove_texts(now - options_.retention, goes_on);
     if (texts > 0) log_.message("removed " + std::to_string(texts) + " raw reports");
-    if (!options_.forget_silent || !goes_on()) return;
-    const ErasedCounts erased = storage_.erase_silent(now - *options_.forget_silent, goes_on);
-    if (erased.installations > 0) {
-      log_.message("erased " + std::to_string(erased.installations) + " silent installations");
+    if (options_.forget_silent && goes_on()) {
+      const ErasedCounts erased = storage_.erase_silent(now - *options_.forget_silent, goes_on);
+      if (erased.installations > 0) {
+        log_.message("erased " + std::to_string(erased.installations) + " silent installations");
+      }
     }
+    if (goes_on()) storage_.remove_traces(goes_on);
   } catch (const std::exception& error) {
     log_.message(std::string("cannot remove what is kept no longer: ") + error.what());
   }

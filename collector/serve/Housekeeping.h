@@ -20,8 +20,8 @@ struct HousekeepingOptions {
   std::chrono::milliseconds interval = std::chrono::hours(1);
 };
 
-/// Removes what is kept no longer, on a thread of its own. A failure goes to the log, and the next
-/// round tries again.
+/// Removes what is kept no longer, on a thread of its own, and what erasures of any process have
+/// left in unused parts of the files. A failure goes to the log, and the next round tries again.
 class Housekeeping {
  public:
   /// `storage` and `log` must outlive it.

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import json
 import random
 import sqlite3
@@ -270,6 +271,26 @@ class Erase(CommandTest):
         other = self.folder / "other"
         done = program.run("erase", "--verify", str(file), "--data", str(other))
         self.assertEqual((done.returncode, done.stdout), (1, "not valid\n"))
+
+    def test_beside_a_long_reader_has_a_receipt_and_fails(self) -> None:
+        with contextlib.closing(sqlite3.connect(self.data / "reports.sqlite")) as reader:
+            reader.execute("BEGIN")
+            reader.execute("SELECT count(*) FROM report").fetchone()
+            done = program.run("erase", "--installation", "machine-1", "--data", str(self.data))
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(json.loads(done.stdout)["erased"]["installations"], 1)
+        self.assertEqual(self.command("erase", "--verify", "-", text=done.stdout), "valid\n")
+        self.assertEqual(done.stderr.count("\n"), 1, done.stderr)
+        self.assertIn("erase again", done.stderr)
+        self.assertEqual(self.installations(), ["machine-2", "machine-3"])
+        self.command("erase", "--installation", "machine-1")
+        for file in self.data.iterdir():
+            self.assertNotIn(b"machine-1", file.read_bytes(), file)
+        with contextlib.closing(sqlite3.connect(self.data / "reports.sqlite")) as reader:
+            entries = reader.execute("SELECT detail FROM audit WHERE action = 'erase' "
+                                     "ORDER BY number").fetchall()
+        self.assertEqual([detail.split(",")[0] for (detail,) in entries],
+                         ["by installation: installations 1", "by installation: installations 0"])
 
     def test_in_a_backup(self) -> None:
         backup = self.folder / "backup.sqlite"

@@ -2,9 +2,11 @@
 
 from __future__ import annotations
 
+import contextlib
 import json
 import os
 import signal
+import sqlite3
 import ssl
 import subprocess
 import threading
@@ -109,6 +111,20 @@ class Intake(program.CollectorTest):
         self.assertEqual(len(self.export()), 2)
         server.kill()
         self.assertEqual(len(self.export()), 2)
+
+    def test_its_start_removes_the_traces_that_a_killed_process_left(self) -> None:
+        def state() -> dict[str, int]:
+            with contextlib.closing(sqlite3.connect(self.data / "reports.sqlite")) as file:
+                return dict(file.execute("SELECT name, value FROM state"))
+        self.export()
+        with contextlib.closing(sqlite3.connect(self.data / "reports.sqlite")) as file:
+            file.execute("INSERT OR REPLACE INTO state VALUES ('traces', 3)")
+            file.commit()
+        self.serve()
+        end = time.monotonic() + program.PATIENCE
+        while state().get("traces_removed") != 3 and time.monotonic() < end:
+            time.sleep(0.05)
+        self.assertEqual(state().get("traces_removed"), 3)
 
     def test_products_are_known_by_path_and_query(self) -> None:
         server = self.serve("--product", "A", "--product", "B c")

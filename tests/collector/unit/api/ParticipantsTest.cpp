@@ -68,6 +68,16 @@ TEST_F(ParticipantsTest, SeeTheSameOfAnUnknownAndAnErasedInstallation) {
   EXPECT_EQ(of_erased.fields, of_unknown.fields);
 }
 
+TEST_F(ParticipantsTest, GetAReceiptAlsoWhenTracesAreLeftInTheFiles) {
+  storage_.set_traces_left("another process reads");
+  const Response response = erase_kept(context_, known, now);
+  EXPECT_EQ(response.status, 200);
+  EXPECT_TRUE(is_receipt_valid(response.body, receipt_keys(storage_)));
+  EXPECT_EQ(json::parse(response.body)["erased"]["deliveries"], 1);
+  ASSERT_EQ(audit_.list({}, 10).size(), 1U);
+  EXPECT_EQ(failures_, std::vector<std::string>{"another process reads"});
+}
+
 TEST_F(ParticipantsTest, GetAReceiptForAnErasure) {
   const Response response = erase_kept(context_, known, now);
   EXPECT_EQ(response.status, 200);

@@ -64,6 +64,19 @@ TEST_F(HousekeepingTest, AFailureIsLoggedAndTheNextRoundTriesAgain) {
   EXPECT_TRUE(pipe_.await("removed 2 raw reports"));
 }
 
+TEST_F(HousekeepingTest, TriesInEachRoundToRemoveTheTracesOfErasures) {
+  HousekeepingOptions options;
+  options.interval = milliseconds(5);
+  storage_.set_traces_left("another process reads");
+  const Housekeeping housekeeping(options, storage_, log_);
+  const std::string line = "cannot remove what is kept no longer: another process reads";
+  ASSERT_TRUE(pipe_.await(line));
+  for (int i = 0; i < 2000 && pipe_.read().rfind(line) == pipe_.read().find(line); ++i) {
+    std::this_thread::sleep_for(milliseconds(5));
+  }
+  EXPECT_NE(pipe_.read().rfind(line), pipe_.read().find(line));
+}
+
 TEST_F(HousekeepingTest, AnEndIsNotHeldUpByMuchToRemove) {
   HousekeepingOptions options;
   options.forget_silent = days(20);
