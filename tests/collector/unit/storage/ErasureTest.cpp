@@ -2,6 +2,7 @@
 #include <sys/wait.h>
 #include <atomic>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <set>
 #include <sstream>
@@ -149,6 +150,53 @@ TEST_F(Erasing, OfTextsThatOthersHaveAsWellWritesNoTableAnew) {
   const auto places = places_of_tables(folder);
   EXPECT_EQ(storage->erase_email("son.7@example.com", to_the_end).installations, 4);
   EXPECT_EQ(places_of_tables(folder), places);
+}
+
+/// Puts a text into an unused part of a table's page, as SQLite leaves it when it moves rows.
+void leave_text(const TemporaryFolder& folder, const std::string& table, const std::string& text) {
+  const std::string path = folder / sqlite_file_name;
+  std::streamoff page = 0;
+  {
+    SQLite::Database database(path);
+    SQLite::Statement found(database,
+                            "SELECT pgoffset FROM dbstat WHERE name = ?1 AND pagetype = 'leaf' "
+                            "ORDER BY unused DESC LIMIT 1");
+    found.bind(1, table);
+    ASSERT_TRUE(found.executeStep());
+    page = found.getColumn(0).getInt64();
+  }
+  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+  const auto number_at = [&](std::streamoff place) {
+    file.seekg(page + place);
+    const int high = file.get();
+    return 256 * high + file.get();
+  };
+  // Unused is what is between the list of rows and the rows.
+  const int begin = 8 + 2 * number_at(3);
+  const int end = number_at(5);
+  ASSERT_GT(end - begin, 100);
+  file.seekp(page + begin + 50);
+  file << text;
+  ASSERT_TRUE(file.flush());
+}
+
+TEST_F(Erasing, WritesATableAnewThatHasAnErasedTextInAnUnusedPart) {
+  fill(30);
+  unsigned number = 7;
+  for (const auto& [table, text] : std::map<std::string, std::string (*)(unsigned)>{
+           {"installation", identifier}, {"contact", address}, {"name", command}}) {
+    ++number;
+    storage.reset();
+    leave_text(folder, table, text(number));
+    storage = open_sqlite_storage(folder / sqlite_file_name, options);
+    const auto places = places_of_tables(folder);
+    EXPECT_EQ(storage->erase_installation(identifier(number), to_the_end).traces_left, "");
+    expect_no_trace({number});
+    for (const auto& [name, place] : places_of_tables(folder)) {
+      EXPECT_EQ(place != places.at(name), name == table) << name << " for " << table;
+    }
+    EXPECT_THAT(storage->check(), IsEmpty());
+  }
 }
 
 TEST_F(Erasing, WritesOnlyTablesWithNamesAnew) {
@@ -339,6 +387,41 @@ TEST_F(Erasing, OfManyReportsGoesInStepsAndCountsTheInstallationOnce) {
   EXPECT_EQ(erased.contacts, 2);
   EXPECT_EQ(export_all(*storage).size(), 1U);
   EXPECT_EQ(storage->count_commands(everything()).rows[0].uses, 2);
+  EXPECT_THAT(storage->check(), IsEmpty());
+}
+
+TEST_F(Erasing, InStepsKeepsAReplacedReportOutOfTheSumsOfItsPeriod) {
+  options.reports_per_fold = 4;
+  erase_in_steps_of(std::chrono::milliseconds{0});
+  const auto with_arc = [](const std::string& installation, std::int64_t uses) {
+    Report report = sample_report(installation, uses);
+    report.commands.push_back({"Arc", 1, 2});
+    return report;
+  };
+  // The sums of names with many others between them are not written together.
+  Report others = sample_report("another");
+  for (int i = 0; i < 100; ++i) others.commands.push_back({"Other " + std::to_string(i), 1, 1});
+  keep(*storage, sample_delivery(5, "2026-01-05T10:00:00Z", others));
+  keep(*storage, sample_delivery(1, "2026-01-20T10:00:00Z", with_arc("another", 1)));
+  keep(*storage, sample_delivery(2, "2026-01-20T10:00:00Z", sample_report("first", 9)));
+  keep(*storage, sample_delivery(3, "2026-01-21T10:00:00Z", with_arc("first", 2)));
+  // It replaces the one before it from another period, which has nothing of it then.
+  ASSERT_EQ(keep(*storage, sample_delivery(4, "2026-02-16T10:00:00Z", with_arc("first", 3))),
+            Outcome::replaced);
+  for (unsigned i = 6; i < 9; ++i) {
+    keep(*storage, sample_delivery(i, "2026-05-05T10:00:00Z", sample_report(std::to_string(i))));
+  }
+  ASSERT_NE(period_of(at("2026-01-20T10:00:00Z")), period_of(at("2026-02-16T10:00:00Z")));
+  ASSERT_EQ(period_of(at("2026-01-20T10:00:00Z")), period_of(at("2026-01-21T10:00:00Z")));
+  EXPECT_THAT(storage->check(), IsEmpty());
+  for (const std::size_t left : {2U, 1U}) {
+    int asked = 0;
+    const auto once = [&] { return ++asked <= 1; };
+    EXPECT_THROW(storage->erase_installation("first", once), StorageError);
+    EXPECT_EQ(export_all(*storage, "first").size(), left);
+    EXPECT_THAT(storage->check(), IsEmpty()) << left;
+  }
+  storage->erase_installation("first", to_the_end);
   EXPECT_THAT(storage->check(), IsEmpty());
 }
 
