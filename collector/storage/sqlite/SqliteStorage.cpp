@@ -93,6 +93,12 @@ TextStep next_texts(Connection& connection, Time before, TextPlace& place) {
   return step;
 }
 
+/// The numbers of the last erasure whose traces are removed, and of the last one.
+struct TraceState {
+  std::int64_t removed = 0;
+  std::int64_t last = 0;
+};
+
 /// Moves the write-ahead log into the file and cuts it to nothing. Returns SQLite's result: it is
 /// not possible beside readers, for which deliveries must not wait.
 int empty_log(Connection& connection) {
@@ -193,17 +199,18 @@ class Access {
     Clock::duration time = erasing_step_;
     while (!left.empty() && goes_on()) {
       Clock::time_point start;
-      Erasure step = translate([&] {
+      const Erasure step = translate([&] {
         return run([&](Connection& connection, Keeper& keeper) {
           start = Clock::now();
-          return erase_step(connection, keeper, left, time, is_due);
+          Erasure done = erase_step(connection, keeper, left, time, is_due);
+          if (done.number != 0) erased_.add(done.number, std::move(done.texts));
+          return done;
         });
       });
       left = left.subspan(step.done);
       all.installations += step.counts.installations;
       all.deliveries += step.counts.deliveries;
       all.contacts += step.counts.contacts;
-      if (step.number != 0) erased_.add(step.number, std::move(step.texts));
       time = std::clamp<Clock::duration>(Clock::now() - start - time, erasing_step_,
                                          longest_of_steps * erasing_step_);
     }
@@ -222,12 +229,12 @@ class Access {
   /// the same meanwhile.
   void remove_traces(const GoesOn& goes_on) {
     translate([&] {
-      const auto [removed, last] = read([](Connection& connection) {
-        return std::pair(read_state(connection, removed_state),
-                         read_state(connection, erasures_state));
+      const TraceState state = read([](Connection& connection) {
+        return TraceState{read_state(connection, removed_state),
+                          read_state(connection, erasures_state)};
       });
-      if (removed == last) return;
-      const auto texts = erased_.find(removed, last);
+      if (state.removed == state.last) return;
+      const auto texts = erased_.find(state.removed, state.last);
       // It has a connection of its own, so that deliveries do not wait for the search.
       Connection connection(path_);
       empty_log(connection, goes_on);
@@ -239,11 +246,13 @@ class Access {
         run([&](Connection& writing, Keeper&) { rewrite_table(writing.database(), table); });
       }
       if (!tables.empty()) empty_log(connection, goes_on);
-      write([removed, last](Connection& writing, Keeper&) {
+      write([state](Connection& writing, Keeper&) {
         const std::int64_t now = read_state(writing, removed_state);
-        if (now == removed || now < last) write_state(writing, removed_state, last);
+        if (now == state.removed || now < state.last) {
+          write_state(writing, removed_state, state.last);
+        }
       });
-      erased_.forget(last);
+      erased_.forget(state.last);
     });
   }
 
@@ -490,7 +499,7 @@ class SqliteStorage final : public Storage, private Access {
   ErasedCounts erase_all(Find find, const GoesOn& goes_on) {
     const std::vector<std::int64_t> found = translate([&] { return run(find); });
     std::span<const std::int64_t> left(found);
-    const ErasedCounts erased = erase(left, goes_on);
+    ErasedCounts erased = erase(left, goes_on);
     if (!left.empty()) {
       throw StorageError(file().string() +
                          ": not everything is erased, as the program ends; erase again");
