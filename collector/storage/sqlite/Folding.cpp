@@ -97,12 +97,14 @@ std::int64_t Withdrawn::last_segment(const Group& group) const {
 Pending read_pending(Connection& connection, const PendingScope& scope) {
   Pending pending;
   CellBuilder builder(scope.needs);
+  // An unknown product has the number 0.
+  constexpr std::int64_t every_product = -1;
   const std::int64_t folded = read_state(connection, "folded_report");
   Query waiting = connection.query(
       "SELECT number, installation, product, received, version, packed "
       "FROM report WHERE number > ?1 AND replaced = 0 "
-      "AND (?2 = 0 OR product = ?2) ORDER BY number",
-      folded, scope.product.value_or(0));
+      "AND (?2 = -1 OR product = ?2) ORDER BY number",
+      folded, scope.product.value_or(every_product));
   StoredReport report;
   while (waiting->executeStep()) {
     if (!read_report(*waiting.operator->(), report)) pending.damaged = report.number;

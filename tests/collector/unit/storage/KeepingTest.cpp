@@ -168,6 +168,7 @@ TEST_F(Keeping, ProductsAreListedByNameAndAddedOnce) {
 }
 
 TEST_F(Keeping, CountsOfAnUnknownProductAreEmpty) {
+  keep(*storage, sample_delivery(1, "2026-01-05T10:00:00Z", sample_report("first")));
   EXPECT_THAT(storage->count_commands(everything("unknown")).rows, IsEmpty());
   EXPECT_EQ(storage->count_machines(everything("unknown")).installations, Basis{});
 }
