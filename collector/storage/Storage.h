@@ -49,6 +49,9 @@ struct KeptDelivery {
   Delivery delivery;
   /// Whether the next report of the installation replaces it.
   bool is_replaced = false;
+  /// Whether its counts, or its application and version, cannot be read: they are missing here, and
+  /// a check names the report.
+  bool is_damaged = false;
 };
 
 /// Where an export goes on; at first before everything. What the numbers mean is the storage's

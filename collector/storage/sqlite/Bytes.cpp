@@ -37,6 +37,8 @@ std::uint64_t ByteReader::number() {
     const auto byte = static_cast<unsigned char>(bytes_.front());
     bytes_.remove_prefix(1);
     value |= std::uint64_t{byte & 0x7FU} << shift;
+    const bool is_too_long = (shift > 0 && byte == 0) || (shift == 63 && byte > 1);
+    if (is_too_long) throw_damaged();
     if (byte < 0x80) return value;
   }
   throw_damaged();

@@ -23,7 +23,8 @@ class ByteWriter {
   std::string bytes_;
 };
 
-/// Reads what `ByteWriter` wrote. Throws `StorageError` where the bytes are something else.
+/// Reads what `ByteWriter` wrote. Throws `StorageError` where the bytes are something else: a
+/// number in more bytes than it needs, too.
 class ByteReader {
  public:
   explicit ByteReader(std::string_view bytes) : bytes_(bytes) {}

@@ -36,9 +36,10 @@ struct BlockContent {
 CellScan::CellScan(Connection& connection, std::int64_t product, std::initializer_list<Kind> kinds)
     : connection_(connection), product_(product), withdrawn_(Withdrawn::read(connection, product)) {
   const std::vector<Kind> needed(kinds);
-  pending_ = read_pending(connection, {product, [&needed](Kind kind) {
-                                         return std::ranges::find(needed, kind) != needed.end();
-                                       }});
+  Names names(connection);
+  pending_ = read_pending(
+      connection, names,
+      {product, [&needed](Kind kind) { return std::ranges::find(needed, kind) != needed.end(); }});
   for (const auto& [group, installations] : pending_.withdrawn) {
     withdrawn_.add(group, std::numeric_limits<std::int64_t>::max(), installations);
   }

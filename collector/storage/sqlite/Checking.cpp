@@ -38,9 +38,9 @@ class Checker {
 
   std::vector<std::string> run() {
     take_rows("PRAGMA integrity_check", "ok", "the file: ");
-    take_rows("PRAGMA foreign_key_check", "", "a row without what it refers to, in: ");
     // Without a sound file the rest finds the same again in other words.
     if (!findings_.empty()) return findings_;
+    take_rows("PRAGMA foreign_key_check", "", "a row without what it refers to, in: ");
     check_chains();
     check_cells();
     check_intake();
@@ -73,6 +73,7 @@ class Checker {
       Time received;
       Report counts;
       bool is_replaced = false;
+      bool is_damaged = false;
     };
     std::optional<Last> last;
     const auto finish = [&](bool is_sent_again) {
@@ -84,35 +85,46 @@ class Checker {
     };
     StoredReport report;
     while (row->executeStep()) {
-      read_report(*row.operator->(), report);
+      bool is_damaged = !read_report(*row.operator->(), names_, report);
       const Time received{std::chrono::seconds{row->getColumn(3).getInt64()}};
       const bool is_replaced = row->getColumn(6).getInt() != 0;
       Report counts;
       if (auto found = read_counts(bytes_of(row->getColumn(5)), names_)) {
         counts = std::move(*found);
       } else {
+        is_damaged = true;
+      }
+      if (is_damaged) {
+        ++damaged_reports_;
         find("report " + std::to_string(report.number) + " is damaged and counts as an empty one");
       }
-      check_text(report, counts, row->isColumnNull(7) ? "" : bytes_of(row->getColumn(7)));
+      check_texts(report, counts, row->isColumnNull(7) ? "" : bytes_of(row->getColumn(7)));
       const bool is_same = last && last->report.installation == report.installation &&
                            last->report.group.product == report.group.product;
+      // Which of two reports holds a damaged one, nobody can say any more.
+      const bool is_known = !is_damaged && !(last && last->is_damaged);
       const bool replaces =
-          is_same && is_sent_again(last->counts, last->received, counts, received);
+          is_same && (is_known ? is_sent_again(last->counts, last->received, counts, received)
+                               : last->is_replaced);
       finish(replaces);
       count_intake(report.group.product, received, "accepted");
       if (replaces) count_intake(report.group.product, received, "replaced");
-      release_names(report.counts, uses_);
+      use_names(report.counts, uses_, -1);
       uses_.use(report.group.version, -1);
-      last = Last{report, received, std::move(counts), is_replaced};
+      last = Last{report, received, std::move(counts), is_replaced, is_damaged};
     }
     finish(false);
   }
 
-  void check_text(const StoredReport& report, Report counts, std::string_view text) {
+  void check_texts(const StoredReport& report, Report counts, std::string_view text) {
+    auto version = find_version(names_, report.group.version);
+    if (!version) {
+      find("the version of report " + std::to_string(report.number) + " is damaged");
+      return;
+    }
     if (text.empty()) return;
-    auto [application, version] = split_texts(names_.text_of(report.group.version));
-    counts.application = std::move(application);
-    counts.version = std::move(version);
+    counts.application = std::move(version->application);
+    counts.version = std::move(version->version);
     try {
       unpack_text(text, counts);
     } catch (const StorageError&) {
@@ -147,15 +159,25 @@ class Checker {
       while (row->executeStep()) products.push_back(row->getColumn(0).getInt64());
     }
     for (const std::int64_t product : products) {
-      const Withdrawn withdrawn = Withdrawn::read(connection_, product);
+      std::set<Group> damaged;
+      const Withdrawn withdrawn = Withdrawn::read(connection_, product, &damaged);
+      for (const Group& group : damaged) {
+        find("what is void of the sums of period " + std::to_string(group.period) + " is damaged");
+      }
       for (const Period period : periods) check_period(product, period, withdrawn);
     }
   }
 
   void check_period(std::int64_t product, Period period, const Withdrawn& withdrawn) {
-    auto expected = recount(product, period);
-    auto stored = read_cells(product, period, withdrawn);
     const std::string where = "the sums of period " + std::to_string(period) + ", ";
+    auto expected = recount(product, period);
+    CellBuilder::Cells stored;
+    try {
+      stored = read_cells(product, period, withdrawn);
+    } catch (const StorageError&) {
+      find(where + "some of them, cannot be read");
+      return;
+    }
     for (const auto& [key, groups] : expected) {
       for (const auto& [group, cell] : groups) {
         if (!is_equal(cell, stored[key][group])) find(where + describe(key) + " are wrong");
@@ -183,7 +205,7 @@ class Checker {
       const bool was_counted =
           row->isColumnNull(7) ? row->getColumn(6).getInt() == 0 : row->getColumn(7).getInt() < 0;
       if (!was_counted) continue;
-      read_report(*row.operator->(), report);
+      read_report(*row.operator->(), names_, report);
       builder.add(report);
     }
     return builder.take_cells();
@@ -227,13 +249,19 @@ class Checker {
   void check_names() {
     const auto& expected = uses_.noted();
     std::size_t used = 0;
-    Query row =
-        connection_.query("SELECT number, reports FROM name LEFT JOIN name_use ON number = name");
+    const TextHash hash(connection_);
+    Query row = connection_.query(
+        "SELECT number, reports, hash, text FROM name LEFT JOIN name_use ON number = name");
     while (row->executeStep()) {
       const auto number = static_cast<Number>(row->getColumn(0).getInt64());
+      if (hash(bytes_of(row->getColumn(3))) != row->getColumn(2).getInt64()) {
+        find("the text of name " + std::to_string(number) + " is damaged");
+      }
       const auto found = expected.find(number);
       const std::int64_t reports = found == expected.end() ? 0 : -found->second;
-      if (row->getColumn(1).getInt64() != reports || reports == 0) {
+      const std::int64_t noted = row->getColumn(1).getInt64();
+      // A damaged report may have used any name.
+      if (noted < reports || noted > reports + damaged_reports_ || noted == 0) {
         find("the uses of name " + std::to_string(number) + " are wrong");
       }
       if (reports != 0) ++used;
@@ -254,6 +282,7 @@ class Checker {
   /// Only notes uses.
   Names uses_{connection_};
   std::int64_t folded_;
+  std::int64_t damaged_reports_ = 0;
   std::map<std::tuple<std::int64_t, std::int64_t, std::string>, std::int64_t> intake_;
   std::vector<std::string> findings_;
 };

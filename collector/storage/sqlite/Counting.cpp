@@ -125,16 +125,12 @@ class Scope {
     Query version = connection.query("SELECT number, text FROM name WHERE kind = ?1",
                                      static_cast<std::int64_t>(Kind::version));
     while (version->executeStep()) {
-      auto [application, number] = split_texts(bytes_of(version->getColumn(1)));
-      versions_.emplace(static_cast<Number>(version->getColumn(0).getInt64()),
-                        Version{std::move(application), std::move(number)});
+      const auto number = static_cast<Number>(version->getColumn(0).getInt64());
+      if (auto found = split_version(bytes_of(version->getColumn(1)))) {
+        versions_.emplace(number, std::move(*found));
+      }
     }
   }
-
-  struct Version {
-    std::string application;
-    std::string version;
-  };
 
   std::int64_t product() const { return product_; }
   bool has_version() const { return selection_.version.has_value(); }
@@ -144,14 +140,14 @@ class Scope {
     return period >= selection_.from && period <= selection_.to;
   }
   bool is_selected(Number version) const {
-    return !selection_.version || version_of(version).version == *selection_.version;
+    if (!selection_.version) return true;
+    const Version* const found = find_version(version);
+    return found != nullptr && found->version == *selection_.version;
   }
-  const Version& version_of(Number number) const {
+  /// Null for one that is damaged.
+  const Version* find_version(Number number) const {
     const auto found = versions_.find(number);
-    if (found == versions_.end()) {
-      throw StorageError("the storage's dictionary is damaged; run check, and restore a backup");
-    }
-    return found->second;
+    return found == versions_.end() ? nullptr : &found->second;
   }
 
  private:
@@ -260,7 +256,10 @@ Counts<Row> count_items(Connection& connection, const Selection& selection, Kind
                     if (is_selected) reports += cell.reports;
                   },
                   [&](Number item) {
-                    if (reports > 0) counts.rows.push_back(sum.row(names.text_of(item)));
+                    // What has lost its name cannot be shown.
+                    if (reports > 0 && names.knows(kind, item)) {
+                      counts.rows.push_back(sum.row(names.text_of(item)));
+                    }
                     sum = {};
                     reports = 0;
                   }});
@@ -296,8 +295,8 @@ struct MachineSide {
 };
 
 /// The values of the installation's latest description on one side of the selection.
-void look_up_machine(Connection& connection, const Scope& scope, const Selection& selection,
-                     Number installation, bool is_selected,
+void look_up_machine(Connection& connection, Names& names, const Scope& scope,
+                     const Selection& selection, Number installation, bool is_selected,
                      std::map<Number, std::int64_t>& counts) {
   Query found = connection.query(
       "SELECT number, installation, product, received, version, packed FROM report "
@@ -307,7 +306,7 @@ void look_up_machine(Connection& connection, const Scope& scope, const Selection
       seconds_of(first_day_of(selection.to + 1)));
   StoredReport report;
   while (found->executeStep()) {
-    read_report(*found.operator->(), report);
+    read_report(*found.operator->(), names, report);
     if (report.counts.machine.empty()) continue;
     if (scope.is_selected(report.group.version) != is_selected) continue;
     for (const auto& property : report.counts.machine) ++counts[property.name];
@@ -403,15 +402,19 @@ Counts<VersionRow> count_versions(Connection& connection, const Selection& selec
   for (const auto& [period, versions] : periods) {
     for (const auto& [number, sum] : versions) {
       if (sum.reports == 0 || !scope.is_selected(number)) continue;
-      const Scope::Version& version = scope.version_of(number);
+      const Version* const version = scope.find_version(number);
+      if (version == nullptr) continue;
       BasisUnion all;
       all.add(sum.installations, true);
       for (const auto& [other, other_sum] : versions) {
         if (!scope.has_version() || scope.is_selected(other)) continue;
-        if (scope.version_of(other).application != version.application) continue;
+        const Version* const other_version = scope.find_version(other);
+        if (other_version == nullptr || other_version->application != version->application) {
+          continue;
+        }
         all.add(other_sum.installations, false);
       }
-      counts.rows.push_back({period, version.application, version.version, all.basis()});
+      counts.rows.push_back({period, version->application, version->version, all.basis()});
     }
   }
   return counts;
@@ -428,12 +431,13 @@ Counts<MachineRow> count_machines(Connection& connection, const Selection& selec
                 [&](const Group& group, const SumCell& cell) {
                   sides[scope.is_selected(group.version) ? 1 : 0].add(group.period, cell);
                 });
+  Names names(connection);
   std::map<Number, std::int64_t> sums[2];
   for (const bool is_selected : {false, true}) {
     MachineSide& side = sides[is_selected ? 1 : 0];
     side.decide();
     for (const Number installation : side.to_look_up) {
-      look_up_machine(connection, scope, selection, installation, is_selected,
+      look_up_machine(connection, names, scope, selection, installation, is_selected,
                       sums[is_selected ? 1 : 0]);
     }
   }
@@ -452,13 +456,13 @@ Counts<MachineRow> count_machines(Connection& connection, const Selection& selec
               }
             }});
 
-  Names names(connection);
   for (const auto& [item, installations] : sums[1]) {
-    MachineValue value = split_property(names.text_of(item));
+    auto value = find_property(names, item);
+    if (!value) continue;
     const auto elsewhere = sums[0].find(item);
-    counts.rows.push_back({std::move(value.category),
-                           std::move(value.name),
-                           std::move(value.value),
+    counts.rows.push_back({std::move(value->category),
+                           std::move(value->name),
+                           std::move(value->value),
                            {installations, elsewhere == sums[0].end() ? 0 : elsewhere->second}});
   }
   return counts;

@@ -9,6 +9,7 @@
 #include <SQLiteCpp/Transaction.h>
 
 #include "collector/storage/sqlite/Folding.h"
+#include "collector/storage/sqlite/Recounting.h"
 
 namespace pelto::collector {
 
@@ -46,14 +47,24 @@ class Eraser {
     for (const auto& [key, changes] : make_blocks(builder_.take_cells())) {
       const std::int64_t product = key.group.product;
       if (!withdrawn.contains(product)) {
-        withdrawn.emplace(product, Withdrawn::read(connection_, product));
+        withdrawn.emplace(product, Withdrawn::read(connection_, product, &uncertain_));
       }
-      merge_block(connection_, key, withdrawn.at(product), erased_[key.group], changes);
+      try {
+        merge_block(connection_, key, withdrawn.at(product), erased_[key.group], changes);
+      } catch (const StorageError&) {
+        uncertain_.insert(key.group);
+      }
+    }
+    for (const Group& group : uncertain_) {
+      recount_group(connection_, keeper_.names(), group);
+      gone_.erase(group);
     }
     for (const auto& [group, installations] : gone_) erase_withdrawn(group, installations);
-    for (std::string& name : keeper_.finish()) {
-      erasure_.texts.push_back({"name", std::move(name)});
+    if (has_damaged_) {
+      take_names(keeper_.names().write_uses());
+      recount_uses(connection_, keeper_.names());
     }
+    take_names(keeper_.finish());
     return std::move(erasure_);
   }
 
@@ -74,7 +85,8 @@ class Eraser {
       std::int64_t product_before = 0;
       bool is_replaced_before = false;
       while (row->executeStep()) {
-        read_report(*row.operator->(), report);
+        const bool is_sound = read_report(*row.operator->(), keeper_.names(), report);
+        if (!is_sound) has_damaged_ = true;
         const bool is_replaced = row->getColumn(6).getInt() != 0;
         const Time received{std::chrono::seconds{row->getColumn(3).getInt64()}};
         if (report.group.product == product_before && is_replaced_before) {
@@ -88,7 +100,7 @@ class Eraser {
         keeper_.intake().count(report.group.product, received, "accepted", "", -1);
         product_before = report.group.product;
         is_replaced_before = is_replaced;
-        release_names(report.counts, keeper_.names());
+        use_names(report.counts, keeper_.names(), -1);
         keeper_.names().use(report.group.version, -1);
         numbers.push_back(report.number);
         ++erasure_.counts.deliveries;
@@ -97,6 +109,7 @@ class Eraser {
           continue;
         }
         groups.insert(report.group);
+        if (!is_sound) uncertain_.insert(report.group);
         is_counted(row, is_replaced) ? builder_.take_back(report) : builder_.touch(report);
       }
     }
@@ -135,7 +148,7 @@ class Eraser {
     while (row->executeStep()) {
       has_some = true;
       if (!is_counted(row, row->getColumn(6).getInt() != 0)) continue;
-      read_report(*row.operator->(), report);
+      if (!read_report(*row.operator->(), keeper_.names(), report)) uncertain_.insert(group);
       builder_.mark(report);
     }
     return has_some;
@@ -146,6 +159,10 @@ class Eraser {
     while (text->executeStep()) {
       erasure_.texts.push_back({table, text->getColumn(0).getString()});
     }
+  }
+
+  void take_names(std::vector<std::string> names) {
+    for (std::string& name : names) erasure_.texts.push_back({"name", std::move(name)});
   }
 
   void erase_withdrawn(const Group& group, const Installations& gone) {
@@ -180,6 +197,10 @@ class Eraser {
   /// group any more.
   std::map<Group, Installations> erased_;
   std::map<Group, Installations> gone_;
+  /// Groups whose sums cannot be corrected, as a report or a sum is damaged.
+  std::set<Group> uncertain_;
+  /// Whether one of the erased reports does not tell its names.
+  bool has_damaged_ = false;
   Erasure erasure_;
 };
 

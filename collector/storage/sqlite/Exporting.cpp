@@ -11,12 +11,15 @@ namespace {
 
 KeptDelivery read_delivery(SQLite::Statement& row, Names& names) {
   KeptDelivery kept;
-  kept.delivery.report = read_counts(bytes_of(row.getColumn(4)), names).value_or(Report{});
+  auto counts = read_counts(bytes_of(row.getColumn(4)), names);
+  auto version = find_version(names, static_cast<Number>(row.getColumn(2).getInt64()));
+  kept.is_damaged = !counts || !version;
+  if (counts) kept.delivery.report = std::move(*counts);
+  if (version) {
+    kept.delivery.report.application = std::move(version->application);
+    kept.delivery.report.version = std::move(version->version);
+  }
   kept.delivery.report.installation = row.getColumn(5).getString();
-  auto [application, version] =
-      split_texts(names.text_of(static_cast<Number>(row.getColumn(2).getInt64())));
-  kept.delivery.report.application = std::move(application);
-  kept.delivery.report.version = std::move(version);
   kept.delivery.product = row.getColumn(6).getString();
   kept.delivery.id = DeliveryId::read(row.getColumn(1));
   kept.delivery.received = Time{std::chrono::seconds{row.getColumn(0).getInt64()}};

@@ -7,14 +7,15 @@
 #include <vector>
 
 #include "collector/storage/Storage.h"
+#include "collector/storage/sqlite/Recounting.h"
 
 namespace pelto::collector {
 
 namespace {
 
 /// Adds the installation's other reports of the group, which the withdrawal makes void, too.
-void mark_others(Connection& connection, const Group& group, Number installation,
-                 std::int64_t folded, CellBuilder& builder) {
+void mark_others(Connection& connection, Names& names, const Group& group, Number installation,
+                 std::int64_t folded, CellBuilder& builder, Pending& pending) {
   const auto seconds = [](Day day) { return Time{day}.time_since_epoch().count(); };
   Query other = connection.query(
       "SELECT number, installation, product, received, version, packed FROM report "
@@ -25,31 +26,33 @@ void mark_others(Connection& connection, const Group& group, Number installation
       seconds(first_day_of(group.period + 1)), std::int64_t{group.version}, folded);
   StoredReport report;
   while (other->executeStep()) {
-    read_report(*other.operator->(), report);
+    if (!read_report(*other.operator->(), names, report)) pending.uncertain.insert(group);
     builder.mark(report);
   }
 }
 
-void read_changed(Connection& connection, const PendingScope& scope, std::int64_t folded,
-                  CellBuilder& builder, std::map<Group, Installations>& withdrawn) {
+void read_changed(Connection& connection, Names& names, const PendingScope& scope,
+                  std::int64_t folded, CellBuilder& builder, Pending& pending) {
   std::set<std::pair<Group, Number>> voided;
   Query changed = connection.query(
       "SELECT number, installation, product, received, version, packed, sign "
       "FROM changed JOIN report ON number = report");
   StoredReport report;
   while (changed->executeStep()) {
-    read_report(*changed.operator->(), report);
+    const bool is_sound = read_report(*changed.operator->(), names, report);
     if (scope.product && *scope.product != report.group.product) continue;
+    if (!is_sound) pending.damaged = report.number;
     if (changed->getColumn(6).getInt() > 0) {
       builder.add(report);
       continue;
     }
+    if (!is_sound) pending.uncertain.insert(report.group);
     builder.take_back(report);
-    withdrawn[report.group].add(report.installation);
+    pending.withdrawn[report.group].add(report.installation);
     voided.emplace(report.group, report.installation);
   }
   for (const auto& [group, installation] : voided) {
-    mark_others(connection, group, installation, folded, builder);
+    mark_others(connection, names, group, installation, folded, builder, pending);
   }
 }
 
@@ -63,15 +66,20 @@ void write_state(Connection& connection, const char* name, std::int64_t value) {
   connection.run("INSERT OR REPLACE INTO state VALUES (?1, ?2)", name, value);
 }
 
-Withdrawn Withdrawn::read(Connection& connection, std::int64_t product) {
+Withdrawn Withdrawn::read(Connection& connection, std::int64_t product, std::set<Group>* damaged) {
   Withdrawn withdrawn;
   Query found = connection.query(
       "SELECT period, version, segment, installations FROM withdrawn WHERE product = ?1", product);
   while (found->executeStep()) {
     const Group group{product, found->getColumn(0).getInt(),
                       static_cast<Number>(found->getColumn(1).getInt64())};
-    withdrawn.add(group, found->getColumn(2).getInt64(),
-                  read_installations(bytes_of(found->getColumn(3))));
+    try {
+      withdrawn.add(group, found->getColumn(2).getInt64(),
+                    read_installations(bytes_of(found->getColumn(3))));
+    } catch (const StorageError&) {
+      if (damaged == nullptr) throw;
+      damaged->insert(group);
+    }
   }
   return withdrawn;
 }
@@ -94,7 +102,7 @@ std::int64_t Withdrawn::last_segment(const Group& group) const {
   return found == groups_.end() ? 0 : found->second.rbegin()->first;
 }
 
-Pending read_pending(Connection& connection, const PendingScope& scope) {
+Pending read_pending(Connection& connection, Names& names, const PendingScope& scope) {
   Pending pending;
   CellBuilder builder(scope.needs);
   // An unknown product has the number 0.
@@ -107,16 +115,16 @@ Pending read_pending(Connection& connection, const PendingScope& scope) {
       folded, scope.product.value_or(every_product));
   StoredReport report;
   while (waiting->executeStep()) {
-    if (!read_report(*waiting.operator->(), report)) pending.damaged = report.number;
+    if (!read_report(*waiting.operator->(), names, report)) pending.damaged = report.number;
     builder.add(report);
   }
-  read_changed(connection, scope, folded, builder, pending.withdrawn);
+  read_changed(connection, names, scope, folded, builder, pending);
   pending.cells = builder.take_cells();
   return pending;
 }
 
-std::int64_t fold(Connection& connection) {
-  Pending pending = read_pending(connection, {});
+std::int64_t fold(Connection& connection, Names& names) {
+  Pending pending = read_pending(connection, names, {});
   const std::int64_t segment = read_state(connection, "segment") + 1;
   write_state(connection, "segment", segment);
   for (const auto& [key, block] : make_blocks(std::move(pending.cells))) {
@@ -133,6 +141,7 @@ std::int64_t fold(Connection& connection) {
               connection.number(0, "SELECT seq FROM sqlite_sequence WHERE name = 'report'"));
   write_state(connection, "pending_reports", 0);
   write_state(connection, "pending_bytes", 0);
+  for (const Group& group : pending.uncertain) recount_group(connection, names, group);
   return pending.damaged;
 }
 
@@ -227,13 +236,13 @@ void Merging::step(Connection& connection) {
   }
 }
 
-bool read_report(SQLite::Statement& row, StoredReport& report) {
+bool read_report(SQLite::Statement& row, Names& names, StoredReport& report) {
   report.number = row.getColumn(0).getInt64();
   report.installation = static_cast<Number>(row.getColumn(1).getInt64());
   report.group.product = row.getColumn(2).getInt64();
   report.group.period = period_of(Time{std::chrono::seconds{row.getColumn(3).getInt64()}});
   report.group.version = static_cast<Number>(row.getColumn(4).getInt64());
-  return unpack(bytes_of(row.getColumn(5)), report.counts);
+  return unpack(bytes_of(row.getColumn(5)), names, report.counts);
 }
 
 }  // namespace pelto::collector

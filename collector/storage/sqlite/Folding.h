@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,8 +28,10 @@ void write_state(Connection& connection, const char* name, std::int64_t value);
 /// The installations whose part in a group is void in segments before a given one.
 class Withdrawn {
  public:
-  /// Those of the file.
-  static Withdrawn read(Connection& connection, std::int64_t product);
+  /// Those of the file. With `damaged`, groups of which something cannot be read are added to it
+  /// instead of a `StorageError`.
+  static Withdrawn read(Connection& connection, std::int64_t product,
+                        std::set<Group>* damaged = nullptr);
 
   void add(const Group& group, std::int64_t segment, const Installations& installations);
   /// Removes from the cell of a segment what is void in it.
@@ -46,6 +49,9 @@ struct Pending {
   std::map<Group, Installations> withdrawn;
   /// The number of a damaged report; 0 if there is none.
   std::int64_t damaged = 0;
+  /// Groups with a folded report that is to be taken back or marked, and damaged: what this says of
+  /// them is wrong.
+  std::set<Group> uncertain;
 };
 
 /// Which reports a `Pending` is about; by default all.
@@ -55,11 +61,11 @@ struct PendingScope {
 };
 
 /// Reads what is not folded yet. Within a transaction.
-Pending read_pending(Connection& connection, const PendingScope& scope);
+Pending read_pending(Connection& connection, Names& names, const PendingScope& scope);
 
 /// Folds everything that is not folded yet. Returns the number of a damaged report, which is folded
 /// as one without counts; 0 if there is none. Within a transaction that writes.
-std::int64_t fold(Connection& connection);
+std::int64_t fold(Connection& connection, Names& names);
 
 /// Makes one row of all segments of a block, without what is withdrawn or in `erased`, with
 /// `changes` added, and without the items of which no report is left. Within a transaction that
@@ -85,6 +91,6 @@ class Merging {
 
 /// Reads the report in the current row: number, installation, product, received, version, packed.
 /// Returns false, and no counts, if the counts are damaged.
-bool read_report(SQLite::Statement& row, StoredReport& report);
+bool read_report(SQLite::Statement& row, Names& names, StoredReport& report);
 
 }  // namespace pelto::collector

@@ -8,6 +8,7 @@
 #include "collector/report/RetryRule.h"
 #include "collector/storage/AddressCase.h"
 #include "collector/storage/sqlite/Folding.h"
+#include "collector/storage/sqlite/Recounting.h"
 #include "collector/storage/sqlite/ReportPacking.h"
 #include "collector/storage/sqlite/TextPacking.h"
 
@@ -98,25 +99,28 @@ Outcome Keeper::keep(Delivery delivery, TimeKind time_kind) {
   std::optional<Neighbor> before;
   std::optional<Neighbor> after;
   if (time_kind == TimeKind::arrival) {
-    before = neighbor(connection_.query(
-        "SELECT number, received, replaced, packed FROM report WHERE installation = ?1 "
-        "AND product = ?2 ORDER BY received DESC, delivery DESC LIMIT 1",
-        installation, product));
+    before = neighbor(
+        product, connection_.query("SELECT number, received, replaced, version, packed FROM report "
+                                   "WHERE installation = ?1 "
+                                   "AND product = ?2 ORDER BY received DESC, delivery DESC LIMIT 1",
+                                   installation, product));
     if (before && delivery.received <= before->received) {
       delivery.received = before->received + std::chrono::seconds{1};
     }
   } else {
     const std::int64_t received = seconds_of(delivery.received);
-    before = neighbor(connection_.query(
-        "SELECT number, received, replaced, packed FROM report WHERE installation = ?1 "
-        "AND product = ?2 AND (received, delivery) < (?3, ?4) "
-        "ORDER BY received DESC, delivery DESC LIMIT 1",
-        installation, product, received, id));
-    after = neighbor(connection_.query(
-        "SELECT number, received, replaced, packed FROM report WHERE installation = ?1 "
-        "AND product = ?2 AND (received, delivery) > (?3, ?4) "
-        "ORDER BY received, delivery LIMIT 1",
-        installation, product, received, id));
+    before =
+        neighbor(product, connection_.query("SELECT number, received, replaced, version, packed "
+                                            "FROM report WHERE installation = ?1 "
+                                            "AND product = ?2 AND (received, delivery) < (?3, ?4) "
+                                            "ORDER BY received DESC, delivery DESC LIMIT 1",
+                                            installation, product, received, id));
+    after =
+        neighbor(product, connection_.query("SELECT number, received, replaced, version, packed "
+                                            "FROM report WHERE installation = ?1 "
+                                            "AND product = ?2 AND (received, delivery) > (?3, ?4) "
+                                            "ORDER BY received, delivery LIMIT 1",
+                                            installation, product, received, id));
   }
 
   leave_out_hidden(report);
@@ -161,6 +165,8 @@ Outcome Keeper::keep(Delivery delivery, TimeKind time_kind) {
 std::vector<std::string> Keeper::finish() {
   std::vector<std::string> unused = names_.write_uses();
   intake_.write(connection_);
+  for (const Group& group : uncertain_) recount_group(connection_, names_, group);
+  uncertain_.clear();
   if (new_reports_ == 0) return unused;
   write_state(connection_, "pending_reports",
               read_state(connection_, "pending_reports") + new_reports_);
@@ -174,6 +180,7 @@ void Keeper::forget() {
   names_.forget();
   intake_.forget();
   products_.clear();
+  uncertain_.clear();
   new_reports_ = 0;
   new_bytes_ = 0;
 }
@@ -195,11 +202,15 @@ std::int64_t Keeper::installation_number(const std::string& identifier) {
   return connection_.database().getLastInsertRowid();
 }
 
-std::optional<Keeper::Neighbor> Keeper::neighbor(Query query) {
+std::optional<Keeper::Neighbor> Keeper::neighbor(std::int64_t product, Query query) {
   if (!query->executeStep()) return std::nullopt;
+  const Time received{std::chrono::seconds{query->getColumn(1).getInt64()}};
+  const auto version = static_cast<Number>(query->getColumn(3).getInt64());
   return Neighbor{query->getColumn(0).getInt64(),
-                  Time{std::chrono::seconds{query->getColumn(1).getInt64()}},
-                  query->getColumn(2).getInt() != 0, std::string(bytes_of(query->getColumn(3)))};
+                  received,
+                  query->getColumn(2).getInt() != 0,
+                  {product, period_of(received), version},
+                  std::string(bytes_of(query->getColumn(4)))};
 }
 
 Report Keeper::counts_of(const Neighbor& neighbor) {
@@ -210,6 +221,8 @@ void Keeper::set_replaced(const Neighbor& report, bool is_replaced) {
   connection_.run("UPDATE report SET replaced = ?2 WHERE number = ?1", report.number,
                   std::int64_t{is_replaced});
   if (report.number > folded_) return;
+  NumberedReport counts;
+  if (!unpack(report.packed, names_, counts)) uncertain_.insert(report.group);
   // A second change is the first one taken back.
   if (connection_.run("DELETE FROM changed WHERE report = ?1", report.number) > 0) return;
   connection_.run("INSERT INTO changed VALUES (?1, ?2)", report.number,

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <tuple>
 #include <unordered_map>
@@ -11,6 +12,7 @@
 
 #include "collector/report/Report.h"
 #include "collector/storage/Storage.h"
+#include "collector/storage/sqlite/Cells.h"
 #include "collector/storage/sqlite/Connection.h"
 #include "collector/storage/sqlite/Names.h"
 #include "collector/storage/sqlite/SqliteStorage.h"
@@ -63,12 +65,13 @@ class Keeper {
     std::int64_t number = 0;
     Time received{};
     bool is_replaced = false;
+    Group group;
     std::string packed;
   };
 
   std::int64_t installation_number(const std::string& identifier);
-  /// The report in the first row of the query.
-  static std::optional<Neighbor> neighbor(Query query);
+  /// The report of the product in the first row of the query.
+  static std::optional<Neighbor> neighbor(std::int64_t product, Query query);
   /// Empty if they are damaged.
   Report counts_of(const Neighbor& neighbor);
   void set_replaced(const Neighbor& report, bool is_replaced);
@@ -81,6 +84,8 @@ class Keeper {
   TextHash hash_;
   IntakeCounter intake_;
   std::unordered_map<std::string, std::int64_t> products_;
+  /// Groups whose sums have parts of a damaged report that no longer counts.
+  std::set<Group> uncertain_;
   std::int64_t data_version_ = -1;
   std::int64_t folded_ = 0;
   std::int64_t new_reports_ = 0;

@@ -31,6 +31,15 @@ std::pair<std::string, std::string> split_texts(std::string_view joined) {
   return {std::move(first), std::string(reader.rest())};
 }
 
+std::optional<Version> split_version(std::string_view joined) {
+  try {
+    auto [application, version] = split_texts(joined);
+    return Version{std::move(application), std::move(version)};
+  } catch (const StorageError&) {
+    return std::nullopt;
+  }
+}
+
 std::string join_property(const MachineValue& property) {
   return join_texts(property.category, join_texts(property.name, property.value));
 }
@@ -83,31 +92,41 @@ Number Names::add(Kind kind, std::string_view text) {
 }
 
 const std::string& Names::text_of(Number number) {
-  if (const auto known = texts_.find(number); known != texts_.end()) return known->second;
-  Query found = connection_.query("SELECT kind, text FROM name WHERE number = ?1",
-                                  static_cast<std::int64_t>(number));
-  if (!found->executeStep()) {
-    throw StorageError("the storage's dictionary is damaged; run check, and restore a backup");
-  }
-  remember(static_cast<Kind>(found->getColumn(0).getInt()), number, bytes_of(found->getColumn(1)));
-  return texts_.at(number);
+  if (const std::string* const text = find_text(number)) return *text;
+  throw StorageError("the storage's dictionary is damaged; run check, and restore a backup");
+}
+
+bool Names::knows(Kind kind, Number number) {
+  ::Roaring& known = known_[kind];
+  if (known.contains(number)) return true;
+  const std::int64_t found = connection_.number(-1, "SELECT kind FROM name WHERE number = ?1",
+                                                static_cast<std::int64_t>(number));
+  if (found != static_cast<std::int64_t>(kind)) return false;
+  known.add(number);
+  return true;
 }
 
 std::vector<std::string> Names::write_uses() {
   std::vector<Number> unused;
   for (const auto& [number, change] : uses_) {
     if (change == 0) continue;
+    if (change > 0) {
+      connection_.run(
+          "INSERT INTO name_use VALUES (?1, ?2) "
+          "ON CONFLICT(name) DO UPDATE SET reports = reports + ?2",
+          static_cast<std::int64_t>(number), change);
+      continue;
+    }
+    constexpr std::int64_t missing = 1;
     const std::int64_t reports = connection_.number(
-        0,
-        "INSERT INTO name_use VALUES (?1, ?2) "
-        "ON CONFLICT(name) DO UPDATE SET reports = reports + ?2 RETURNING reports",
+        missing, "UPDATE name_use SET reports = reports + ?2 WHERE name = ?1 RETURNING reports",
         static_cast<std::int64_t>(number), change);
     if (reports <= 0) unused.push_back(number);
   }
   uses_.clear();
   std::vector<std::string> texts;
   for (const Number number : unused) {
-    texts.push_back(text_of(number));
+    if (const std::string* const text = find_text(number)) texts.push_back(*text);
     connection_.run("DELETE FROM name_use WHERE name = ?1", static_cast<std::int64_t>(number));
     connection_.run("DELETE FROM name WHERE number = ?1", static_cast<std::int64_t>(number));
   }
@@ -118,8 +137,18 @@ std::vector<std::string> Names::write_uses() {
 void Names::forget() {
   numbers_.clear();
   texts_.clear();
+  known_.clear();
   cached_bytes_ = 0;
   uses_.clear();
+}
+
+const std::string* Names::find_text(Number number) {
+  if (const auto known = texts_.find(number); known != texts_.end()) return &known->second;
+  Query found = connection_.query("SELECT kind, text FROM name WHERE number = ?1",
+                                  static_cast<std::int64_t>(number));
+  if (!found->executeStep()) return nullptr;
+  remember(static_cast<Kind>(found->getColumn(0).getInt()), number, bytes_of(found->getColumn(1)));
+  return &texts_.at(number);
 }
 
 void Names::remember(Kind kind, Number number, std::string_view text) {
@@ -131,6 +160,20 @@ void Names::remember(Kind kind, Number number, std::string_view text) {
   numbers_[kind].emplace(text, number);
   texts_.emplace(number, text);
   cached_bytes_ += 2 * (text.size() + entry_size);
+}
+
+std::optional<Version> find_version(Names& names, Number number) {
+  if (!names.knows(Kind::version, number)) return std::nullopt;
+  return split_version(names.text_of(number));
+}
+
+std::optional<MachineValue> find_property(Names& names, Number number) {
+  if (!names.knows(Kind::machine, number)) return std::nullopt;
+  try {
+    return split_property(names.text_of(number));
+  } catch (const StorageError&) {
+    return std::nullopt;
+  }
 }
 
 }  // namespace pelto::collector

@@ -4,9 +4,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include <roaring/roaring.hh>
 
 #include "collector/report/Report.h"
 #include "collector/storage/sqlite/Connection.h"
@@ -31,6 +36,14 @@ enum class Kind : std::uint8_t {
 /// Several texts as one, and back.
 std::string join_texts(std::string_view first, std::string_view second);
 std::pair<std::string, std::string> split_texts(std::string_view joined);
+/// Application and version.
+struct Version {
+  std::string application;
+  std::string version;
+};
+/// Of a text of the dictionary; none if it is damaged.
+std::optional<Version> split_version(std::string_view joined);
+
 /// The text under which a property's value is counted, and back.
 std::string join_property(const MachineValue& property);
 MachineValue split_property(std::string_view joined);
@@ -56,13 +69,15 @@ class Names {
   /// The number of a text, which is added if it is not there. For the writer.
   Number add(Kind kind, std::string_view text);
   const std::string& text_of(Number number);
+  /// Whether the dictionary has a text of this number and kind.
+  bool knows(Kind kind, Number number);
 
   /// Notes that `change` more reports mention the text.
-  void use(Number number, int change) { uses_[number] += change; }
+  void use(Number number, std::int64_t change) { uses_[number] += change; }
   /// What was noted.
   const std::map<Number, std::int64_t>& noted() const { return uses_; }
   /// Writes what was noted, and removes names that no report mentions any more. Returns the texts
-  /// of those.
+  /// of those. Nothing is taken from what the dictionary does not have.
   std::vector<std::string> write_uses();
 
   /// Forgets everything that was read or noted: the file has changed, or a change was taken back.
@@ -70,13 +85,23 @@ class Names {
 
  private:
   void remember(Kind kind, Number number, std::string_view text);
+  /// Null without one.
+  const std::string* find_text(Number number);
 
   Connection& connection_;
   TextHash hash_;
   std::map<Kind, std::unordered_map<std::string, Number>> numbers_;
   std::unordered_map<Number, std::string> texts_;
+  /// Numbers that are in the dictionary. Reports mention them so often that looking into the file
+  /// for each would show.
+  std::map<Kind, ::Roaring> known_;
   std::size_t cached_bytes_ = 0;
   std::map<Number, std::int64_t> uses_;
 };
+
+/// What a number of the dictionary is about; none if the number or its text is damaged. Throws
+/// `SQLite::Exception`.
+std::optional<Version> find_version(Names& names, Number number);
+std::optional<MachineValue> find_property(Names& names, Number number);
 
 }  // namespace pelto::collector

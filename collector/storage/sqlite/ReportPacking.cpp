@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <optional>
 #include <tuple>
 #include <utility>
@@ -59,21 +60,28 @@ void write_list(ByteWriter& writer, const std::vector<Entry>& entries, Take take
   }
 }
 
+void require(bool is_sound) {
+  if (!is_sound) throw StorageError("a stored report is damaged; run check, and restore a backup");
+}
+
+std::int64_t read_count(ByteReader& reader) {
+  const std::uint64_t count = reader.number();
+  require(count <= std::uint64_t{largest_count});
+  return static_cast<std::int64_t>(count);
+}
+
+/// Numbers ascend from 1. The list's length needs no limit: the bytes end first.
 template <typename Entry, typename Take>
 void read_list(ByteReader& reader, std::vector<Entry>& entries, Take take) {
   entries.clear();
   Number last = 0;
   for (std::uint64_t left = reader.number(); left > 0; --left) {
     Entry& entry = entries.emplace_back();
-    last += static_cast<Number>(take(entry));
+    const std::uint64_t step = take(entry);
+    require(step > 0 && step <= std::numeric_limits<Number>::max() - last);
+    last += static_cast<Number>(step);
     entry.name = last;
   }
-}
-
-void use_names(const NumberedReport& report, Names& names, int change) {
-  for (const auto& command : report.commands) names.use(command.name, change);
-  for (const auto& file_type : report.file_types) names.use(file_type.name, change);
-  for (const auto& property : report.machine) names.use(property.name, change);
 }
 
 /// Throws `StorageError` for bytes that are something else.
@@ -81,28 +89,48 @@ void read_packed(std::string_view packed, NumberedReport& report) {
   ByteReader reader(packed);
   read_list(reader, report.commands, [&](auto& command) {
     const std::uint64_t step = reader.number();
-    command.uses = static_cast<std::int64_t>(reader.number());
-    command.order = static_cast<std::int64_t>(reader.number());
+    command.uses = read_count(reader);
+    command.order = read_count(reader);
     return step;
   });
   read_list(reader, report.file_types, [&](auto& file_type) {
     const std::uint64_t step = reader.number();
-    file_type.opened = static_cast<std::int64_t>(reader.number());
-    file_type.saved = static_cast<std::int64_t>(reader.number());
+    file_type.opened = read_count(reader);
+    file_type.saved = read_count(reader);
     return step;
   });
   read_list(reader, report.machine, [&](auto& property) {
     const std::uint64_t step = reader.number();
-    if (step % 4 == number_form) {
+    const std::uint64_t form = step % 4;
+    require(form <= text_form);
+    if (form == number_form) {
       property.exact = reader.signed_number();
-    } else if (step % 4 == text_form) {
-      property.exact = std::string(reader.text());
+    } else if (form == text_form) {
+      const std::string_view text = reader.text();
+      require(text.size() <= longest_name);
+      property.exact = std::string(text);
     }
     return step / 4;
   });
+  require(reader.rest().empty());
+}
+
+bool has_known_names(const NumberedReport& report, Names& names) {
+  const auto knows_all = [&](Kind kind, const auto& entries) {
+    return std::ranges::all_of(entries,
+                               [&](const auto& entry) { return names.knows(kind, entry.name); });
+  };
+  return knows_all(Kind::command, report.commands) &&
+         knows_all(Kind::file_type, report.file_types) && knows_all(Kind::machine, report.machine);
 }
 
 }  // namespace
+
+void NumberedReport::clear() {
+  commands.clear();
+  file_types.clear();
+  machine.clear();
+}
 
 NumberedReport number_report(const Report& report, Names& names) {
   NumberedReport numbered;
@@ -155,16 +183,21 @@ bool unpack(std::string_view packed, NumberedReport& report) {
     read_packed(packed, report);
     return true;
   } catch (const StorageError&) {
-    report.commands.clear();
-    report.file_types.clear();
-    report.machine.clear();
+    report.clear();
     return false;
   }
 }
 
+bool unpack(std::string_view packed, Names& names, NumberedReport& report) {
+  if (!unpack(packed, report)) return false;
+  if (has_known_names(report, names)) return true;
+  report.clear();
+  return false;
+}
+
 std::optional<Report> read_counts(std::string_view packed, Names& names) {
   NumberedReport numbered;
-  if (!unpack(packed, numbered)) return std::nullopt;
+  if (!unpack(packed, names, numbered)) return std::nullopt;
   try {
     return name_report(numbered, names);
   } catch (const StorageError&) {
@@ -198,8 +231,10 @@ Report name_report(const NumberedReport& report, Names& names) {
   return named;
 }
 
-void release_names(const NumberedReport& report, Names& names) {
-  use_names(report, names, -1);
+void use_names(const NumberedReport& report, Names& names, int change) {
+  for (const auto& command : report.commands) names.use(command.name, change);
+  for (const auto& file_type : report.file_types) names.use(file_type.name, change);
+  for (const auto& property : report.machine) names.use(property.name, change);
 }
 
 }  // namespace pelto::collector

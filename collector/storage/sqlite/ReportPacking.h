@@ -35,6 +35,8 @@ struct NumberedReport {
   std::vector<Command> commands;
   std::vector<FileType> file_types;
   std::vector<Property> machine;
+
+  void clear();
 };
 
 /// Numbers what is counted of a normalized report; properties that are not counted are left out.
@@ -42,9 +44,13 @@ struct NumberedReport {
 NumberedReport number_report(const Report& report, Names& names);
 
 std::string pack(const NumberedReport& report);
-/// Into `report`, whose vectors are used again. Returns false for bytes that are something else: a
-/// damaged report counts as one without counts, so that it stops nothing but itself.
+/// Into `report`, whose vectors are used again. Returns false, and a report without counts, for
+/// bytes that `pack` does not make of a normalized report.
 bool unpack(std::string_view packed, NumberedReport& report);
+/// As `unpack`, and also false for a name that the dictionary does not have or has as one of
+/// another kind. A damaged report counts as one without counts, so that it stops nothing but
+/// itself. Throws `SQLite::Exception`.
+bool unpack(std::string_view packed, Names& names, NumberedReport& report);
 
 /// The lists of a report, each by name.
 Report name_report(const NumberedReport& report, Names& names);
@@ -53,7 +59,7 @@ Report name_report(const NumberedReport& report, Names& names);
 /// `SQLite::Exception`.
 std::optional<Report> read_counts(std::string_view packed, Names& names);
 
-/// Notes that a report is gone.
-void release_names(const NumberedReport& report, Names& names);
+/// Notes that `change` more reports have what this one has.
+void use_names(const NumberedReport& report, Names& names, int change);
 
 }  // namespace pelto::collector

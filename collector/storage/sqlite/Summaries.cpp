@@ -1,6 +1,7 @@
 #include "collector/storage/sqlite/Summaries.h"
 
 #include <chrono>
+#include <utility>
 
 #include "collector/storage/sqlite/Names.h"
 #include "collector/storage/sqlite/ReportPacking.h"
@@ -64,8 +65,9 @@ InstallationKeeping read_keeping_of(Connection& connection, std::int64_t install
     InstallationKeeping::Kept kept;
     kept.received = time_of(row->getColumn(0));
     kept.product = row->getColumn(1).getString();
-    kept.version =
-        split_texts(names.text_of(static_cast<Number>(row->getColumn(2).getInt64()))).second;
+    if (auto version = find_version(names, static_cast<Number>(row->getColumn(2).getInt64()))) {
+      kept.version = std::move(version->version);
+    }
     kept.commands = static_cast<std::int64_t>(counts.commands.size());
     kept.file_types = static_cast<std::int64_t>(counts.file_types.size());
     kept.has_text = !row->isColumnNull(4);

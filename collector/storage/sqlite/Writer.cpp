@@ -242,7 +242,8 @@ bool Writer::tidy_up() {
     std::int64_t damaged = 0;
     SQLite::Transaction transaction(connection_.database(), SQLite::TransactionBehavior::IMMEDIATE);
     if (is_fold_due) {
-      damaged = fold(connection_);
+      keeper_.begin();
+      damaged = fold(connection_, keeper_.names());
       merging_.plan(connection_);
     } else {
       merging_.step(connection_);

@@ -1,8 +1,11 @@
 // Random deliveries: the storage and the plain model must agree on everything.
 #include <algorithm>
+#include <filesystem>
+#include <map>
 #include <ostream>
 #include <tuple>
 
+#include <SQLiteCpp/Database.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -20,7 +23,12 @@ namespace testing {
 
 namespace {
 
-using ::testing::PrintToString;
+using ::testing::Contains;
+using ::testing::ContainsRegex;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::UnorderedElementsAreArray;
 
 auto key_of(const PeriodRow& row) {
@@ -79,7 +87,7 @@ void expect_agreement(Storage& storage, const Model& model) {
   for (const char* const product : {"default", "other"}) {
     EXPECT_EQ(storage.periods(product), model.periods(product));
   }
-  EXPECT_THAT(storage.check(), ::testing::IsEmpty());
+  EXPECT_THAT(storage.check(), IsEmpty());
 }
 
 /// After some steps everything must be consistent.
@@ -172,6 +180,196 @@ TEST(Agreement, WhateverTheOrderInWhichDeliveriesOfStatedTimesCome) {
     for (const Delivery& delivery : deliveries) keep(*storage, delivery);
     expect_agreement(*storage, model);
     expect_counts(*storage, model, everything());
+  }
+}
+
+/// A file that is damaged from outside, and the model of what should be in it.
+class DamagedFile : public ::testing::Test {
+ protected:
+  void open(std::int64_t reports_per_fold) {
+    storage.reset();
+    SqliteOptions options;
+    options.reports_per_fold = reports_per_fold;
+    storage = open_sqlite_storage(folder / sqlite_file_name, options);
+  }
+  void keep_both(const Delivery& delivery) {
+    EXPECT_EQ(keep(*storage, delivery), model.keep(delivery, TimeKind::stated));
+  }
+  void keep_random(unsigned seed, int count) {
+    RandomDeliveries random(seed);
+    for (int i = 0; i < count; ++i) keep_both(random.next());
+  }
+  /// Changes the file while nobody has it open.
+  void change(const std::string& sql, std::int64_t reports_per_fold) {
+    storage.reset();
+    SQLite::Database(folder / sqlite_file_name, SQLite::OPEN_READWRITE).exec(sql);
+    open(reports_per_fold);
+  }
+  void erase(const std::string& installation) {
+    storage->erase_installation(installation);
+    model.erase(installation);
+  }
+  /// Of one installation; each with more uses replaces the one before.
+  static Delivery described_delivery(unsigned id, int days, std::int64_t uses) {
+    Delivery delivery =
+        sample_delivery(id, "2026-01-05T10:00:00Z", sample_report("described", uses));
+    delivery.received += std::chrono::hours{24} * days;
+    delivery.report.commands.push_back({"Own", 1, 0});
+    delivery.report.file_types = {{".dwg", uses, 1}};
+    delivery.report.machine = {{"OS", "Caption", "Windows " + std::to_string(id)}};
+    return delivery;
+  }
+  void expect_only_report_1_is_damaged() {
+    expect_all_counts();
+    EXPECT_THAT(storage->check(), ElementsAre("report 1 is damaged and counts as an empty one"));
+  }
+  void expect_all_counts() {
+    RandomDeliveries random(1);
+    for (int i = 0; i < 10; ++i) expect_counts(*storage, model, random.selection());
+    expect_counts(*storage, model, everything());
+    expect_counts(*storage, model, everything("other"));
+  }
+
+  TemporaryFolder folder;
+  std::unique_ptr<Storage> storage;
+  Model model;
+};
+
+/// Gives some reports of an installation, the first one too, bytes that are something else.
+std::string damage_of(const std::string& installation, const std::string& packed) {
+  return "UPDATE report SET packed = " + packed +
+         " WHERE installation = (SELECT number FROM installation "
+         "WHERE identifier = '" +
+         installation + "') AND number % 3 != 0";
+}
+
+/// No packing; nothing; a command, a file type and a property that the dictionary does not have; a
+/// command that is a file type or a version.
+const char* const damages[] = {"x'ff'",
+                               "x''",
+                               "x'01ff7f02010000'",
+                               "x'0001ff7f020100'",
+                               "x'000001fcff03'",
+                               "(SELECT CAST(x'01' || char(number) || x'02010000' AS BLOB) "
+                               "FROM name WHERE kind = 3)",
+                               "(SELECT CAST(x'01' || char(number) || x'02010000' AS BLOB) "
+                               "FROM name WHERE kind = 5)"};
+
+TEST_F(DamagedFile, HasNothingLeftOfAnErasedInstallationWhoseReportsWereDamaged) {
+  for (const std::int64_t reports_per_fold : {7, 1000}) {
+    for (const char* const damage : damages) {
+      SCOPED_TRACE(std::string(damage) + ", fold after " + std::to_string(reports_per_fold));
+      std::filesystem::remove(folder / sqlite_file_name);
+      model = {};
+      open(reports_per_fold);
+      keep_random(4, 40);
+      change(damage_of("installation-3", damage), reports_per_fold);
+      EXPECT_THAT(storage->check(), Contains(HasSubstr("is damaged and counts as an empty one")));
+      erase("installation-3");
+      expect_all_counts();
+      expect_agreement(*storage, model);
+      // What is kept from here on meets sums that are as sound.
+      keep_random(5, 15);
+      expect_all_counts();
+      expect_agreement(*storage, model);
+      storage.reset();
+    }
+  }
+}
+
+TEST_F(DamagedFile, CountsWhatReplacesADamagedReportOnly) {
+  for (const char* const damage : damages) {
+    SCOPED_TRACE(damage);
+    std::filesystem::remove(folder / sqlite_file_name);
+    model = {};
+    open(1);
+    keep_both(described_delivery(1, 0, 3));
+    keep_both(sample_delivery(2, "2026-01-05T10:00:00Z", sample_report("second", 5)));
+    change(damage_of("described", damage), 1000);
+    keep_both(described_delivery(3, 1, 4));
+    expect_only_report_1_is_damaged();
+    keep_random(6, 40);
+    expect_only_report_1_is_damaged();
+    storage.reset();
+  }
+}
+
+TEST_F(DamagedFile, CountsWhatReplacedAReportThatWasDamagedBeforeTheNextFold) {
+  open(1);
+  keep_both(described_delivery(1, 0, 3));
+  keep_both(sample_delivery(2, "2026-01-05T10:00:00Z", sample_report("second", 5)));
+  open(1000);
+  keep_both(described_delivery(3, 1, 4));
+  change(damage_of("described", "x'ff'"), 1);
+  keep_both(sample_delivery(4, "2026-01-05T11:00:00Z", sample_report("third", 5)));
+  // The fold follows.
+  open(1000);
+  expect_only_report_1_is_damaged();
+}
+
+TEST_F(DamagedFile, ErasesInSpiteOfSumsThatCannotBeRead) {
+  for (const char* const damage :
+       {"UPDATE cell_content SET cells = x'ff'", "DELETE FROM cell_content",
+        "UPDATE cell_content SET cells = substr(cells, 1, length(cells) - 2) WHERE number % 2 = 0",
+        "UPDATE withdrawn SET installations = x'ff'"}) {
+    SCOPED_TRACE(damage);
+    std::filesystem::remove(folder / sqlite_file_name);
+    model = {};
+    open(7);
+    keep_random(8, 90);
+    change(damage, 7);
+    EXPECT_THAT(storage->check(), Not(IsEmpty()));
+    for (int i = 0; i < 9; ++i) {
+      const std::string installation = "installation-" + std::to_string(i);
+      if (i % 2 == 0) erase(installation);
+    }
+    const Time before = at("2026-02-05T00:00:00Z");
+    storage->erase_silent(before, to_the_end);
+    std::map<std::string, Time> last;
+    for (const KeptDelivery& kept : model.deliveries()) {
+      last[kept.delivery.report.installation] = kept.delivery.received;
+    }
+    for (const auto& [installation, received] : last) {
+      if (received < before) model.erase(installation);
+    }
+    EXPECT_EQ(export_all(*storage).size(), model.deliveries().size());
+    storage.reset();
+  }
+}
+
+TEST_F(DamagedFile, LeavesOutOfFiguresWhatHasLostItsName) {
+  open(1);
+  keep_random(9, 40);
+  const auto names_of = [&] {
+    std::vector<std::string> names;
+    for (const CommandRow& row : storage->count_commands(everything()).rows) {
+      names.push_back(row.command);
+    }
+    return names;
+  };
+  EXPECT_THAT(names_of(), Contains("Line"));
+  const auto machines = storage->count_machines(everything()).rows.size();
+  const auto versions = storage->count_versions(everything()).rows.size();
+  change(
+      "DELETE FROM name WHERE text = CAST('Line' AS BLOB);"
+      "UPDATE name SET text = x'ff' WHERE number IN (SELECT min(number) FROM name "
+      "WHERE kind IN (4, 5) GROUP BY kind)",
+      1000);
+  EXPECT_THAT(names_of(), Not(Contains("Line")));
+  EXPECT_THAT(names_of(), Contains("Arc"));
+  EXPECT_LT(storage->count_machines(everything()).rows.size(), machines);
+  EXPECT_LT(storage->count_versions(everything()).rows.size(), versions);
+  EXPECT_THAT(storage->count_periods(everything()).rows, Not(IsEmpty()));
+  const auto findings = storage->check();
+  EXPECT_THAT(findings, Contains(HasSubstr("is damaged and counts as an empty one")));
+  EXPECT_THAT(findings, Contains(ContainsRegex("the text of name [0-9]+ is damaged")));
+  EXPECT_THAT(findings, Contains(ContainsRegex("the version of report [0-9]+ is damaged")));
+  const auto exported = export_all(*storage);
+  const auto expected = model.deliveries();
+  ASSERT_EQ(exported.size(), expected.size());
+  for (std::size_t i = 0; i < exported.size(); ++i) {
+    const bool is_whole = exported[i].delivery.report == expected[i].delivery.report;
+    EXPECT_EQ(exported[i].is_damaged, !is_whole) << exported[i].delivery.id;
   }
 }
 

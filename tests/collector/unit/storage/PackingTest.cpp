@@ -1,5 +1,9 @@
+#include <algorithm>
 #include <limits>
 #include <random>
+#include <string_view>
+#include <utility>
+#include <variant>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -39,6 +43,7 @@ TEST(Packing, BytesThatBreakOffAreDamaged) {
   EXPECT_THROW(ByteReader("").number(), StorageError);
   EXPECT_THROW(ByteReader("\x80").number(), StorageError);
   EXPECT_THROW(ByteReader(std::string(11, '\xff')).number(), StorageError);
+  EXPECT_THROW(ByteReader(std::string(9, '\xff') + '\x02').number(), StorageError);
   EXPECT_THROW(ByteReader("\x05"
                           "abc")
                    .text(),
@@ -60,6 +65,109 @@ TEST(Packing, RandomBytesAreDamagedOrAReport) {
     const bool is_report = unpack(bytes, report);
     EXPECT_LE(report.commands.size(), is_report ? bytes.size() : 0);
   }
+}
+
+NumberedReport numbered_report() {
+  NumberedReport report;
+  report.commands = {{1, 0, 0}, {7, 300, 2}, {4'000'000'000, largest_count, largest_count}};
+  report.file_types = {{3, 0, 1}, {200, 70'000, 0}};
+  report.machine = {{2, {}}, {9, -17'179'869'184}, {10, "0012"}, {500, {}}};
+  return report;
+}
+
+/// Whether a report is one that `pack` can be given.
+bool is_sound(const NumberedReport& report) {
+  const auto ascend = [](const auto& entries) {
+    Number last = 0;
+    return std::ranges::all_of(
+        entries, [&](const auto& one) { return one.name > std::exchange(last, one.name); });
+  };
+  const auto is_count = [](std::int64_t count) { return count >= 0 && count <= largest_count; };
+  return ascend(report.commands) && ascend(report.file_types) && ascend(report.machine) &&
+         std::ranges::all_of(
+             report.commands,
+             [&](const auto& one) { return is_count(one.uses) && is_count(one.order); }) &&
+         std::ranges::all_of(report.file_types, [&](const auto& one) {
+           return is_count(one.opened) && is_count(one.saved);
+         });
+}
+
+TEST(Packing, AReportComesBack) {
+  const std::string packed = pack(numbered_report());
+  NumberedReport report;
+  report.commands = {{1, 1, 1}};
+  EXPECT_TRUE(unpack(packed, report));
+  EXPECT_EQ(pack(report), packed);
+  EXPECT_EQ(report.commands[2].name, 4'000'000'000);
+  EXPECT_EQ(report.commands[2].uses, largest_count);
+  EXPECT_EQ(report.file_types[1].opened, 70'000);
+  EXPECT_EQ(std::get<std::int64_t>(report.machine[1].exact), -17'179'869'184);
+  EXPECT_EQ(std::get<std::string>(report.machine[2].exact), "0012");
+  EXPECT_TRUE(std::holds_alternative<std::monostate>(report.machine[3].exact));
+}
+
+TEST(Packing, AReportWithAnyBitChangedIsDamagedOrAnotherOneThatCouldBe) {
+  const std::string packed = pack(numbered_report());
+  int damaged = 0;
+  for (std::size_t bit = 0; bit < packed.size() * 8; ++bit) {
+    std::string bytes = packed;
+    bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ (1 << bit % 8));
+    NumberedReport report;
+    if (!unpack(bytes, report)) {
+      ++damaged;
+      EXPECT_TRUE(report.commands.empty() && report.file_types.empty() && report.machine.empty());
+      continue;
+    }
+    EXPECT_TRUE(is_sound(report)) << bit;
+    EXPECT_EQ(pack(report), bytes) << bit;
+  }
+  EXPECT_GT(damaged, 0);
+}
+
+TEST(Packing, AReportThatIsCutOffOrGoesOnIsDamaged) {
+  const std::string packed = pack(numbered_report());
+  NumberedReport report;
+  for (std::size_t size = 0; size < packed.size(); ++size) {
+    EXPECT_FALSE(unpack(std::string_view(packed).substr(0, size), report)) << size;
+  }
+  EXPECT_FALSE(unpack(packed + std::string(1, '\0'), report));
+}
+
+TEST(Packing, WhatNoReportHasIsDamaged) {
+  const auto is_damaged = [](const NumberedReport& changed) {
+    NumberedReport report;
+    return !unpack(pack(changed), report);
+  };
+  NumberedReport report;
+  EXPECT_FALSE(is_damaged(report));
+  report.commands = {{0, 1, 1}};
+  EXPECT_TRUE(is_damaged(report)) << "a name that is 0";
+  report.commands = {{5, 1, 1}, {5, 1, 1}};
+  EXPECT_TRUE(is_damaged(report)) << "a name twice";
+  report.commands = {{5, 1, 1}, {4, 1, 1}};
+  EXPECT_TRUE(is_damaged(report)) << "a name that is smaller than the one before";
+  report.commands = {{5, largest_count + 1, 1}};
+  EXPECT_TRUE(is_damaged(report));
+  report.commands = {{5, 1, largest_count + 1}};
+  EXPECT_TRUE(is_damaged(report));
+  report.commands = {{5, -1, 1}};
+  EXPECT_TRUE(is_damaged(report));
+  report.commands = {};
+  report.file_types = {{5, largest_count + 1, 0}};
+  EXPECT_TRUE(is_damaged(report));
+  report.file_types = {{5, 0, -1}};
+  EXPECT_TRUE(is_damaged(report));
+  report.file_types = {};
+  report.machine = {{5, std::string(longest_name, 'x')}};
+  EXPECT_FALSE(is_damaged(report));
+  report.machine = {{5, std::string(longest_name + 1, 'x')}};
+  EXPECT_TRUE(is_damaged(report));
+
+  using namespace std::string_view_literals;
+  EXPECT_FALSE(unpack("\0\0\1\x17"sv, report)) << "a form that does not exist";
+  EXPECT_FALSE(unpack("\1\x80\x80\x80\x80\x10\1\1\0\0"sv, report)) << "a name of 2^32";
+  EXPECT_FALSE(unpack("\1\x85\0\1\1\0\0"sv, report)) << "a number with a byte too many";
+  EXPECT_TRUE(unpack("\1\5\1\1\0\0"sv, report));
 }
 
 TEST(Packing, PlacesComeBackWithTheirSigns) {
