@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -21,11 +22,16 @@ int run(const Options& options) {
   const auto storage = open_storage(options.data);
   note_command(options.data, Action::export_data,
                describe_export(options.installation.has_value()));
-  storage->export_deliveries(options.installation, [](const KeptDelivery& kept) {
+  std::int64_t damaged = 0;
+  storage->export_deliveries(options.installation, [&damaged](const KeptDelivery& kept) {
     std::cout << export_line(kept) << '\n';
     if (!std::cout) throw CommandError("standard output cannot be written; check where it goes");
+    if (kept.is_damaged) ++damaged;
   });
-  return 0;
+  if (damaged == 0) return 0;
+  throw CommandError(std::to_string(damaged) +
+                     " of the deliveries are damaged, and their lines are not whole; run check, "
+                     "and restore a backup");
 }
 
 }  // namespace

@@ -414,7 +414,7 @@ class SqliteStorage final : public Storage, private Access {
 
   std::vector<KeptDelivery> export_part(const std::optional<std::string>& installation,
                                         ExportPlace& place) override {
-    return read([&](Connection& connection) -> std::vector<KeptDelivery> {
+    auto part = read([&](Connection& connection) -> std::vector<KeptDelivery> {
       std::int64_t number = 0;
       if (installation) {
         number = find_installation(connection, TextHash(connection), *installation);
@@ -423,6 +423,12 @@ class SqliteStorage final : public Storage, private Access {
       Names names(connection);
       return collector::export_part(connection, names, number, place);
     });
+    if (std::ranges::any_of(part, &KeptDelivery::is_damaged)) {
+      writer().note_damage(
+          "a delivery that was exported is damaged, and its line is not whole; run check, and "
+          "restore a backup");
+    }
+    return part;
   }
 
   ErasedCounts erase_installation(const std::string& installation, const GoesOn& goes_on) override {

@@ -21,7 +21,7 @@ struct SqliteOptions {
   /// reports, and its time for the sums on top. With 0 each erases one report.
   std::chrono::milliseconds erasing_step{100};
   /// Called with a line that says what to do when something in the file turns out to be damaged,
-  /// once, from a thread of the storage. Must not throw.
+  /// once, from any thread. Must not throw.
   std::function<void(const std::string&)> on_damage{};
 };
 

@@ -303,8 +303,7 @@ Writer::Trouble Writer::judge_failure() {
 }
 
 void Writer::note_damage(const std::string& what) {
-  if (!has_noted_damage_ && options_.on_damage) options_.on_damage(what);
-  has_noted_damage_ = true;
+  if (!has_noted_damage_.exchange(true) && options_.on_damage) options_.on_damage(what);
 }
 
 }  // namespace pelto::collector

@@ -1,6 +1,7 @@
 // The one thread of a storage that writes.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -46,6 +47,8 @@ class Writer {
   void count_refusal(const std::string& product, Time received, std::string_view code);
   /// Whether the last write succeeded; tries one if that was some time ago.
   bool is_ready();
+  /// Passes on what is damaged, once for all calls. From any thread.
+  void note_damage(const std::string& what);
 
   /// Runs `work(connection, keeper)` on the writer's thread, outside of a transaction, and returns
   /// its result or throws what it throws.
@@ -142,8 +145,6 @@ class Writer {
   void note_state(bool is_ready);
   /// What the exception means that is being handled.
   Trouble judge_failure();
-  /// Once for all.
-  void note_damage(const std::string& what);
 
   std::filesystem::path path_;
   SqliteOptions options_;
@@ -153,7 +154,7 @@ class Writer {
   Merging merging_;
   std::pair<dev_t, ino_t> file_;
   Clock::time_point pause_time_ = Clock::now();
-  bool has_noted_damage_ = false;
+  std::atomic<bool> has_noted_damage_ = false;
   bool is_importing_ = false;
 
   std::mutex mutex_;

@@ -133,6 +133,17 @@ class ImportAndExport(CommandTest):
         self.assertEqual(json.loads(self.command("export", "--installation", "b")), lines[1])
         self.assertEqual(self.command("export", "--installation", "c"), "")
 
+    def test_an_export_says_that_deliveries_are_damaged(self) -> None:
+        commands = [{"name": "Line", "uses": 1, "order": 1}]
+        self.take([line(1, "a", commands=commands), line(2, "b", commands=commands)])
+        with sqlite3.connect(self.data / "reports.sqlite") as database:
+            database.execute("UPDATE report SET packed = x'ff' WHERE number = 1")
+        done = program.run("export", "--data", str(self.data))
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual([bool(json.loads(entry)["commands"])
+                          for entry in done.stdout.splitlines()], [False, True])
+        self.assertRegex(done.stderr, r"\A1 of the deliveries [^\n]+\n\Z")
+
     def test_a_grown_report_replaces_the_earlier_one_in_any_order_of_lines(self) -> None:
         grown = [line(number, "a", f"2026-01-{number:02}T00:00:00Z",
                       commands=[{"name": "Line", "uses": number, "order": 1}])

@@ -404,6 +404,19 @@ TEST_F(Damaged, AReportCountsAsAnEmptyOneAndStopsNothing) {
   EXPECT_EQ(export_all(*storage).size(), 34U);
 }
 
+TEST_F(Damaged, AReportIsMarkedAndNotedWhenItIsExported) {
+  for (unsigned i = 1; i <= 3; ++i) keep(*storage, numbered(i));
+  EXPECT_EQ(export_all(*storage).size(), 3U);
+  EXPECT_THAT(notes, IsEmpty());
+  change(
+      "UPDATE report SET packed = x'ff' WHERE number = 2; UPDATE report SET version = 1 "
+      "WHERE number = 3");
+  int damaged = 0;
+  for (const KeptDelivery& kept : export_all(*storage)) damaged += kept.is_damaged ? 1 : 0;
+  EXPECT_EQ(damaged, 2);
+  EXPECT_THAT(notes, ::testing::ElementsAre(HasSubstr("exported is damaged")));
+}
+
 TEST_F(Damaged, NamesOfAReportDoNotKeepTheNextOneOut) {
   Delivery delivery = numbered(1);
   delivery.report.commands.push_back({"Own command", 1, 0});
