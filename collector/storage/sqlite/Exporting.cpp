@@ -1,6 +1,7 @@
 #include "collector/storage/sqlite/Exporting.h"
 
 #include <chrono>
+#include <cstddef>
 #include <utility>
 
 #include "collector/storage/sqlite/ReportPacking.h"
@@ -8,6 +9,10 @@
 namespace pelto::collector {
 
 namespace {
+
+/// A part ends with the delivery that brings its packed counts to this many bytes. In memory they
+/// are some ten times as many.
+constexpr std::size_t largest_part = std::size_t{1} << 20U;
 
 KeptDelivery read_delivery(SQLite::Statement& row, Names& names) {
   KeptDelivery kept;
@@ -51,8 +56,10 @@ std::vector<KeptDelivery> export_part(Connection& connection, Names& names,
         place.received, last, place.product);
   };
   std::vector<KeptDelivery> part;
+  std::size_t bytes = 0;
   Query row = query();
-  while (row->executeStep()) {
+  while (bytes < largest_part && row->executeStep()) {
+    bytes += bytes_of(row->getColumn(4)).size();
     part.push_back(read_delivery(*row.operator->(), names));
     place.product = row->getColumn(7).getInt64();
   }

@@ -156,6 +156,24 @@ TEST_F(Keeping, ExportIsByTimeThenIdentifierAcrossItsParts) {
   EXPECT_THAT(export_all(*storage, "unknown"), IsEmpty());
 }
 
+TEST_F(Keeping, APartOfAnExportHasAFewLargeDeliveriesOnly) {
+  Report report = sample_report("first");
+  // 11 bytes each, and so more than a third of a MiB in all.
+  for (int i = 0; i < 32'000; ++i) {
+    report.commands.push_back({"Command " + std::to_string(i), largest_count, largest_count - i});
+  }
+  for (unsigned i = 1; i <= 4; ++i) {
+    keep(*storage, sample_delivery(i, "2026-01-05T10:00:00Z", report));
+  }
+  std::vector<std::size_t> sizes;
+  ExportPlace place;
+  for (auto part = storage->export_part({}, place); !part.empty();
+       part = storage->export_part({}, place)) {
+    sizes.push_back(part.size());
+  }
+  EXPECT_THAT(sizes, ElementsAre(3U, 1U));
+}
+
 TEST_F(Keeping, ProductsAreListedByNameAndAddedOnce) {
   EXPECT_THAT(storage->products(), IsEmpty());
   storage->add_product("b");
