@@ -1,6 +1,7 @@
 // What a storage of reports can do.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -95,8 +96,12 @@ struct InstallationKeeping {
 
     bool operator==(const Kept&) const = default;
   };
-  /// By time.
+  /// Anybody can deliver any number under one identifier, and ask for them.
+  static constexpr std::size_t most_deliveries = 1000;
+  /// The latest `most_deliveries`, by time.
   std::vector<Kept> deliveries{};
+  /// The number of all.
+  std::int64_t total = 0;
   bool has_email = false;
 
   bool operator==(const InstallationKeeping&) const = default;

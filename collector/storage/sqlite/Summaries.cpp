@@ -53,12 +53,14 @@ std::vector<Contact> read_contacts(Connection& connection, const std::string& pr
 InstallationKeeping read_keeping_of(Connection& connection, std::int64_t installation) {
   InstallationKeeping keeping;
   Names names(connection);
+  // However many there are, the latest are found in an index alone.
   Query row = connection.query(
       "SELECT received, product.name, version, packed, report_text.report FROM report "
       "JOIN product ON product.number = product "
       "LEFT JOIN report_text ON report_text.report = report.number "
-      "WHERE installation = ?1 ORDER BY received, delivery, product",
-      installation);
+      "WHERE report.number IN (SELECT number FROM report WHERE installation = ?1 "
+      "ORDER BY received DESC, number DESC LIMIT ?2) ORDER BY received, delivery, product",
+      installation, std::int64_t{InstallationKeeping::most_deliveries});
   while (row->executeStep()) {
     // Of a damaged report the rest is shown.
     const Report counts = read_counts(bytes_of(row->getColumn(3)), names).value_or(Report{});
@@ -73,6 +75,8 @@ InstallationKeeping read_keeping_of(Connection& connection, std::int64_t install
     kept.has_text = !row->isColumnNull(4);
     keeping.deliveries.push_back(std::move(kept));
   }
+  keeping.total =
+      connection.number(0, "SELECT count(*) FROM report WHERE installation = ?1", installation);
   keeping.has_email = connection.number(0, "SELECT count(*) FROM contact WHERE installation = ?1",
                                         installation) > 0;
   return keeping;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <tuple>
 
 #include "collector/report/MachineClass.h"
@@ -337,6 +338,12 @@ InstallationKeeping FakeStorage::keeping_of(const std::string& installation) {
                                   static_cast<std::int64_t>(report.file_types.size()),
                                   !report.text.empty()});
     if (!report.email.empty()) keeping.has_email = true;
+  }
+  auto& deliveries = keeping.deliveries;
+  keeping.total = std::ssize(deliveries);
+  if (deliveries.size() > InstallationKeeping::most_deliveries) {
+    const auto more = keeping.total - std::int64_t{InstallationKeeping::most_deliveries};
+    deliveries.erase(deliveries.begin(), deliveries.begin() + more);
   }
   return keeping;
 }

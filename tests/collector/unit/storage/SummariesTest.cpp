@@ -93,8 +93,31 @@ TEST_P(Summaries, SayWhatIsKeptOfAnInstallation) {
                                                     report.version, commands, file_types, true},
                           InstallationKeeping::Kept{at("2026-03-05T10:00:00Z"), "other",
                                                     report.version, commands, file_types, false}));
+  EXPECT_EQ(kept.total, 2);
   EXPECT_TRUE(kept.has_email);
   EXPECT_FALSE(storage_->keeping_of("two").has_email);
+}
+
+TEST_P(Summaries, OfAnInstallationHaveItsLatestDeliveriesAndTheNumberOfAll) {
+  constexpr unsigned more = 5;
+  constexpr unsigned count = InstallationKeeping::most_deliveries + more;
+  const Time first = at("2026-01-05T10:00:00Z");
+  // Every fifth one in the other product; the last ones come first.
+  for (unsigned i = count; i-- > 0;) {
+    Delivery delivery = sample_delivery(i, "2026-01-05T10:00:00Z", sample_report("one"),
+                                        i % 5 == 0 ? "other" : "default");
+    delivery.received = first + std::chrono::seconds{i};
+    storage_->keep(delivery, TimeKind::stated, [](Outcome) {});
+  }
+  keep_report(count, "2025-01-05T10:00:00Z", "one");
+  keep_report(count + 1, "2026-02-05T10:00:00Z", "two");
+  const InstallationKeeping kept = storage_->keeping_of("one");
+  EXPECT_EQ(kept.total, count + 1);
+  ASSERT_EQ(kept.deliveries.size(), InstallationKeeping::most_deliveries);
+  for (unsigned i = 0; i < kept.deliveries.size(); ++i) {
+    EXPECT_EQ(kept.deliveries[i].received, first + std::chrono::seconds{i + more});
+    EXPECT_EQ(kept.deliveries[i].product, (i + more) % 5 == 0 ? "other" : "default");
+  }
 }
 
 TEST_P(Summaries, OfAnInstallationThatIsErasedOrUnknownAreEmpty) {
