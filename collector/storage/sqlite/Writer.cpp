@@ -105,9 +105,7 @@ void Writer::work() {
       write_refusals();
       const std::lock_guard lock(mutex_);
       if (is_stopping_ && jobs_.empty() && refusals_.empty()) return;
-      continue;
-    }
-    if (auto* const task = std::get_if<Task>(&jobs.front())) {
+    } else if (auto* const task = std::get_if<Task>(&jobs.front())) {
       (*task)();
     } else {
       is_importing_ = is_import(jobs);

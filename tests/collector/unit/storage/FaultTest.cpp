@@ -475,6 +475,31 @@ TEST_F(Damaged, PagesFailTheDeliveriesOfTheirInstallationAlone) {
   EXPECT_THAT(notes[0], HasSubstr("restore a backup"));
 }
 
+TEST(Fault, TheLogStaysSmallWhileSumsAreMergedWithoutDeliveries) {
+  const TemporaryFolder folder;
+  SqliteOptions options;
+  options.reports_per_fold = 1;
+  const auto storage = open_sqlite_storage(folder / sqlite_file_name, options);
+  for (unsigned i = 1; i <= 4; ++i) {
+    Delivery delivery = numbered(i);
+    for (int command = 0; command < 24'000; ++command) {
+      delivery.report.commands.push_back({"Other " + std::to_string(command), 1, 0});
+    }
+    keep(*storage, delivery, TimeKind::arrival);
+  }
+  SQLite::Database other(folder / sqlite_file_name, SQLite::OPEN_READONLY);
+  const auto segments = [&] {
+    return other.execAndGet("SELECT count(DISTINCT segment) FROM cell").getInt();
+  };
+  const auto limit = Clock::now() + std::chrono::seconds{60};
+  while (segments() != 1 && Clock::now() < limit) {
+    std::this_thread::sleep_for(std::chrono::milliseconds{20});
+  }
+  EXPECT_EQ(segments(), 1);
+  // It would be twice as large if nothing were moved meanwhile.
+  EXPECT_LT(std::filesystem::file_size((folder / sqlite_file_name).string() + "-wal"), 20'000'000U);
+}
+
 /// Changes a file from outside, and returns what the check says.
 std::vector<std::string> check_after(const char* sql) {
   const TemporaryFolder folder;
