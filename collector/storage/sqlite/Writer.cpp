@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include <SQLiteCpp/Transaction.h>
+#include <sodium.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 
@@ -35,6 +36,16 @@ std::pair<dev_t, ino_t> identify(const std::filesystem::path& path) {
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) return {};
   return {status.st_dev, status.st_ino};
+}
+
+/// A GUID's characters, all random.
+std::string random_guid() {
+  unsigned char bytes[16];
+  randombytes_buf(bytes, sizeof bytes);
+  char digits[2 * sizeof bytes + 1];
+  std::string guid = sodium_bin2hex(digits, sizeof digits, bytes, sizeof bytes);
+  for (const std::size_t place : {8U, 13U, 18U, 23U}) guid.insert(place, 1, '-');
+  return guid;
 }
 
 }  // namespace
@@ -80,10 +91,7 @@ bool Writer::is_ready() {
   if (is_known()) return is_ready_;
   if (!is_probing_) {
     is_probing_ = true;
-    jobs_.emplace_back(Task{[this] {
-      std::vector<std::variant<Job, Task>> none;
-      keep_group(none);
-    }});
+    jobs_.emplace_back(Task{[this] { probe(); }});
     changed_.notify_all();
   }
   // The caller's thread may have others to serve. A write that takes longer is no good sign either.
@@ -137,7 +145,7 @@ std::vector<std::variant<Writer::Job, Writer::Task>> Writer::take_next(bool wait
   return next;
 }
 
-void Writer::keep_group(std::vector<std::variant<Job, Task>>& jobs) {
+Writer::Trouble Writer::keep_group(std::vector<std::variant<Job, Task>>& jobs) {
   std::vector<Outcome> outcomes(jobs.size(), Outcome::failed);
   Trouble trouble = Trouble::none;
   try {
@@ -147,16 +155,32 @@ void Writer::keep_group(std::vector<std::variant<Job, Task>>& jobs) {
   }
   // What is damaged may belong to one installation: the others' deliveries can be kept.
   if (trouble == Trouble::damage && jobs.size() > 1) {
-    for (auto& job : jobs) {
-      std::vector<std::variant<Job, Task>> alone;
-      alone.push_back(std::move(job));
-      keep_group(alone);
-    }
-    return;
+    keep_each(jobs);
+    return trouble;
   }
-  if (trouble != Trouble::damage || jobs.empty()) note_state(trouble == Trouble::none);
+  if (trouble == Trouble::none) suspect_.reset();
+  if (trouble == Trouble::damage) {
+    suspect_ = std::get<Job>(jobs.front()).delivery;
+    forget_state();
+  } else {
+    note_state(trouble == Trouble::none);
+  }
   for (std::size_t i = 0; i < jobs.size(); ++i) std::get<Job>(jobs[i]).done(outcomes[i]);
   if (trouble == Trouble::lock) fail_waiting();
+  return trouble;
+}
+
+void Writer::keep_each(std::vector<std::variant<Job, Task>>& jobs) {
+  bool is_locked = false;
+  for (auto& job : jobs) {
+    if (is_locked) {
+      std::get<Job>(job).done(Outcome::failed);
+      continue;
+    }
+    std::vector<std::variant<Job, Task>> alone;
+    alone.push_back(std::move(job));
+    is_locked = keep_group(alone) == Trouble::lock;
+  }
 }
 
 void Writer::fail_waiting() {
@@ -186,14 +210,48 @@ std::vector<Outcome> Writer::commit(std::vector<std::variant<Job, Task>>& jobs) 
       outcomes.push_back(keeper_.keep(delivery.delivery, delivery.time_kind));
     }
     keeper_.finish();
-    // Without deliveries this is a try whether a write succeeds.
-    if (jobs.empty()) write_state(connection_, "tries", read_state(connection_, "tries") + 1);
     transaction.commit();
     return outcomes;
   } catch (...) {
     keeper_.forget();
     throw;
   }
+}
+
+void Writer::probe() {
+  Trouble trouble = Trouble::none;
+  try {
+    check_file();
+    limit_wait(connection_.database(), Wait::brief);
+    if (suspect_) try_suspect();
+    SQLite::Transaction transaction(connection_.database(), SQLite::TransactionBehavior::IMMEDIATE);
+    write_state(connection_, "tries", read_state(connection_, "tries") + 1);
+    transaction.commit();
+  } catch (...) {
+    trouble = judge_failure();
+  }
+  note_state(trouble == Trouble::none);
+  if (trouble == Trouble::lock) fail_waiting();
+}
+
+void Writer::try_suspect() {
+  Delivery delivery = *suspect_;
+  delivery.id = random_guid();
+  delivery.report.installation = delivery.id;
+  {
+    const SQLite::Transaction taken_back(connection_.database(),
+                                         SQLite::TransactionBehavior::IMMEDIATE);
+    try {
+      keeper_.begin();
+      keeper_.keep(std::move(delivery), TimeKind::arrival);
+      keeper_.finish();
+    } catch (...) {
+      keeper_.forget();
+      throw;
+    }
+    keeper_.forget();
+  }
+  suspect_.reset();
 }
 
 bool Writer::is_import(const std::vector<std::variant<Job, Task>>& jobs) {
@@ -272,6 +330,11 @@ void Writer::check_file() const {
   if (identify(path_) != file_) {
     throw std::runtime_error(path_.string() + " was moved or deleted");
   }
+}
+
+void Writer::forget_state() {
+  const std::lock_guard lock(mutex_);
+  state_time_ = {};
 }
 
 void Writer::note_state(bool is_ready) {

@@ -46,6 +46,10 @@ class Writer {
   void keep(Delivery delivery, TimeKind time_kind, std::function<void(Outcome)> done);
   void count_refusal(const std::string& product, Time received, std::string_view code);
   /// Whether the last write succeeded; tries one if that was some time ago.
+  ///
+  /// A delivery that fails for damage may fail for its installation's reports alone. So it is tried
+  /// again as one of a new installation, and taken back: only if that fails, too, the damage
+  /// concerns others, until one is kept.
   bool is_ready();
   /// Passes on what is damaged, once for all calls. From any thread.
   void note_damage(const std::string& what);
@@ -127,12 +131,19 @@ class Writer {
   /// What is to be done next: deliveries, or one task; nothing if refusals are due, or if it is not
   /// to wait.
   std::vector<std::variant<Job, Task>> take_next(bool waits);
-  void keep_group(std::vector<std::variant<Job, Task>>& jobs);
+  Trouble keep_group(std::vector<std::variant<Job, Task>>& jobs);
+  /// After a group has failed for damage: one after the other, until one meets a lock, which the
+  /// rest would wait for in vain, too.
+  void keep_each(std::vector<std::variant<Job, Task>>& jobs);
   /// After a group has waited for the lock in vain: those that were behind it meanwhile do not wait
   /// again, one group after the other.
   void fail_waiting();
   /// In one transaction: all of them or none. Throws.
   std::vector<Outcome> commit(std::vector<std::variant<Job, Task>>& jobs);
+  /// Tries whether a delivery would be kept, and notes it.
+  void probe();
+  /// Keeps the delivery that failed as one of a new installation, and takes it back. Throws.
+  void try_suspect();
   /// Whether no sender waits for the outcome.
   static bool is_import(const std::vector<std::variant<Job, Task>>& jobs);
   /// Writes the refusals if the first of them was counted some time ago, or at the end.
@@ -143,6 +154,8 @@ class Writer {
   void let_others_write();
   void check_file() const;
   void note_state(bool is_ready);
+  /// The next that asks for the state has to try.
+  void forget_state();
   /// What the exception means that is being handled.
   Trouble judge_failure();
 
@@ -156,6 +169,8 @@ class Writer {
   Clock::time_point pause_time_ = Clock::now();
   std::atomic<bool> has_noted_damage_ = false;
   bool is_importing_ = false;
+  /// The last delivery, if it failed for damage and it is not known that this is its own.
+  std::optional<Delivery> suspect_;
 
   std::mutex mutex_;
   std::condition_variable changed_;

@@ -6,6 +6,8 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <future>
 #include <map>
 #include <thread>
 
@@ -362,6 +364,33 @@ class Damaged : public ::testing::Test {
     SQLite::Database(folder / sqlite_file_name, SQLite::OPEN_READWRITE).exec(sql);
     open();
   }
+  /// Overwrites the beginning of the page that `find` gives a byte's place in.
+  void damage_page(const std::function<std::size_t(const std::string& bytes)>& find) {
+    std::fstream file(folder / sqlite_file_name, std::ios::in | std::ios::out | std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    const std::size_t place = find(bytes);
+    ASSERT_NE(place, std::string::npos);
+    file.seekp(static_cast<std::streamoff>(place / 4096 * 4096));
+    file << std::string(4, '\x7f');
+  }
+  /// Reports of installations 1 to 5; a page of the third one's cannot be read.
+  void keep_five_and_damage_the_third() {
+    for (unsigned i = 1; i <= 5; ++i) {
+      Delivery delivery = numbered(i);
+      for (int command = 0; i == 3 && command < 6000; ++command) {
+        delivery.report.commands.push_back({"Own " + std::to_string(command), command, 0});
+      }
+      keep(*storage, delivery);
+    }
+    storage.reset();
+    const std::string packed = SQLite::Database(folder / sqlite_file_name)
+                                   .execAndGet("SELECT packed FROM report WHERE number = 3")
+                                   .getString();
+    ASSERT_GT(packed.size(), 12'000U);
+    // The page begins with the number of the next one.
+    damage_page([&](const std::string& bytes) { return bytes.find(packed.substr(9000, 200)); });
+    open();
+  }
   std::int64_t state(const char* name) {
     return SQLite::Database(folder / sqlite_file_name)
         .execAndGet("SELECT value FROM state WHERE name = '" + std::string(name) + "'")
@@ -429,30 +458,7 @@ TEST_F(Damaged, NamesOfAReportDoNotKeepTheNextOneOut) {
 }
 
 TEST_F(Damaged, PagesFailTheDeliveriesOfTheirInstallationAlone) {
-  for (unsigned i = 1; i <= 5; ++i) {
-    Delivery delivery = numbered(i);
-    for (int command = 0; i == 3 && command < 6000; ++command) {
-      delivery.report.commands.push_back({"Own " + std::to_string(command), command, 0});
-    }
-    keep(*storage, delivery);
-  }
-  storage.reset();
-  std::string packed;
-  {
-    SQLite::Database database(folder / sqlite_file_name);
-    packed = database.execAndGet("SELECT packed FROM report WHERE number = 3").getString();
-  }
-  ASSERT_GT(packed.size(), 12'000U);
-  {
-    std::fstream file(folder / sqlite_file_name, std::ios::in | std::ios::out | std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    const std::size_t place = bytes.find(packed.substr(9000, 200));
-    ASSERT_NE(place, std::string::npos);
-    // The page begins with the number of the next one.
-    file.seekp(static_cast<std::streamoff>(place / 4096 * 4096));
-    file << std::string(4, '\x7f');
-  }
-  open();
+  keep_five_and_damage_the_third();
   std::map<Outcome, int> outcomes;
   std::atomic<int> done = 0;
   for (unsigned i = 1; i <= 5; ++i) {
@@ -473,6 +479,51 @@ TEST_F(Damaged, PagesFailTheDeliveriesOfTheirInstallationAlone) {
   storage.reset();
   ASSERT_EQ(notes.size(), 1U);
   EXPECT_THAT(notes[0], HasSubstr("restore a backup"));
+}
+
+TEST_F(Damaged, PagesThatEveryDeliveryNeedsAreNotReady) {
+  for (unsigned i = 1; i <= 3; ++i) keep(*storage, numbered(i));
+  EXPECT_TRUE(storage->is_ready());
+  storage.reset();
+  const std::int64_t page = SQLite::Database(folder / sqlite_file_name)
+                                .execAndGet(
+                                    "SELECT rootpage FROM sqlite_master "
+                                    "WHERE name = 'report_by_installation'")
+                                .getInt64();
+  damage_page([&](const std::string&) { return static_cast<std::size_t>(page - 1) * 4096; });
+  open();
+  EXPECT_EQ(keep(*storage, numbered(4), TimeKind::arrival), Outcome::failed);
+  EXPECT_FALSE(storage->is_ready());
+  // It stays so.
+  std::this_thread::sleep_for(std::chrono::milliseconds{1100});
+  EXPECT_FALSE(storage->is_ready());
+}
+
+TEST_F(Damaged, PagesAndThenALockFailAGroupSoon) {
+  keep_five_and_damage_the_third();
+  SQLite::Database other = open_database(folder / sqlite_file_name);
+  // The writer waits until the others are there, so that they are one group.
+  std::promise<void> all_wait;
+  storage->keep(numbered(50), TimeKind::arrival, [&](Outcome) { all_wait.get_future().wait(); });
+  std::map<Outcome, int> outcomes;
+  std::atomic<int> done = 0;
+  constexpr int count = 10;
+  const auto begin = Clock::now();
+  for (unsigned i = 1; i <= count; ++i) {
+    const Delivery delivery = sample_delivery(100 + i, "2026-01-05T10:00:01Z", numbered(i).report);
+    storage->keep(delivery, TimeKind::arrival, [&, i](Outcome outcome) {
+      ++outcomes[outcome];
+      // No transaction of the writer is open.
+      if (i == 1) other.exec("BEGIN IMMEDIATE");
+      ++done;
+    });
+  }
+  all_wait.set_value();
+  while (done < count) std::this_thread::sleep_for(std::chrono::milliseconds{1});
+  EXPECT_LT(Clock::now() - begin, std::chrono::milliseconds{2000});
+  EXPECT_EQ(outcomes[Outcome::replaced], 1);
+  EXPECT_EQ(outcomes[Outcome::failed], count - 1);
+  other.exec("ROLLBACK");
 }
 
 TEST(Fault, TheLogStaysSmallWhileSumsAreMergedWithoutDeliveries) {
