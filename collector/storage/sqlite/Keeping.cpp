@@ -104,6 +104,10 @@ Outcome Keeper::keep(Delivery delivery, TimeKind time_kind) {
                                    "WHERE installation = ?1 "
                                    "AND product = ?2 ORDER BY received DESC, delivery DESC LIMIT 1",
                                    installation, product));
+    // The retry rule goes by the order of (received, delivery), and identifiers are random: what
+    // arrives later needs a later second. A flood under one identifier so runs ahead of the clock,
+    // with nobody's times but its own. Within one second, each delivery would look through all of
+    // them for the last, and not find which came last.
     if (before && delivery.received <= before->received) {
       delivery.received = before->received + std::chrono::seconds{1};
     }
