@@ -222,18 +222,26 @@ void Merging::plan(Connection& connection) {
   }
 }
 
-void Merging::step(Connection& connection) {
+bool Merging::step(Connection& connection, Names& names) {
   constexpr int most_blocks = 4;
+  std::set<Group> damaged;
   std::map<std::int64_t, Withdrawn> withdrawn;
   for (int i = 0; i < most_blocks && !left_.empty(); ++i) {
     const BlockKey key = left_.back();
     left_.pop_back();
     const std::int64_t product = key.group.product;
     if (!withdrawn.contains(product)) {
-      withdrawn.emplace(product, Withdrawn::read(connection, product));
+      withdrawn.emplace(product, Withdrawn::read(connection, product, &damaged));
     }
-    merge_block(connection, key, withdrawn.at(product), {}, {});
+    try {
+      merge_block(connection, key, withdrawn.at(product), {}, {});
+    } catch (const StorageError&) {
+      damaged.insert(key.group);
+    }
   }
+  for (const Group& group : damaged) recount_group(connection, names, group);
+  std::erase_if(left_, [&](const BlockKey& key) { return damaged.contains(key.group); });
+  return damaged.empty();
 }
 
 bool read_report(SQLite::Statement& row, Names& names, StoredReport& report) {

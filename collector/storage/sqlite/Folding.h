@@ -80,8 +80,9 @@ class Merging {
   /// for some time. Within a transaction that writes.
   void plan(Connection& connection);
   bool is_done() const { return left_.empty(); }
-  /// Merges some blocks; takes a few milliseconds. Within a transaction that writes.
-  void step(Connection& connection);
+  /// Merges some blocks; takes a few milliseconds. Returns false if there were sums that cannot be
+  /// read: these are counted anew, see `recount_group`. Within a transaction that writes.
+  bool step(Connection& connection, Names& names);
   /// After a failure.
   void forget() { left_.clear(); }
 

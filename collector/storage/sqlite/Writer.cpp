@@ -296,15 +296,21 @@ bool Writer::tidy_up() {
         read_state(connection_, "pending_bytes") >= bytes_per_fold;
     if (!is_fold_due && merging_.is_done()) return false;
     std::int64_t damaged = 0;
+    bool is_sound = true;
     SQLite::Transaction transaction(connection_.database(), SQLite::TransactionBehavior::IMMEDIATE);
+    keeper_.begin();
     if (is_fold_due) {
-      keeper_.begin();
       damaged = fold(connection_, keeper_.names());
       merging_.plan(connection_);
     } else {
-      merging_.step(connection_);
+      is_sound = merging_.step(connection_, keeper_.names());
     }
     transaction.commit();
+    if (!is_sound) {
+      note_damage(
+          "sums were damaged and are counted anew from the reports; run check, and restore a "
+          "backup if it finds more");
+    }
     if (damaged != 0) {
       note_damage("report " + std::to_string(damaged) +
                   " is damaged and counts as an empty one; run check, and restore a backup");

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <map>
 #include <ostream>
+#include <thread>
 #include <tuple>
 
 #include <SQLiteCpp/Database.h>
@@ -333,6 +334,30 @@ TEST_F(DamagedFile, ErasesInSpiteOfSumsThatCannotBeRead) {
       if (received < before) model.erase(installation);
     }
     EXPECT_EQ(export_all(*storage).size(), model.deliveries().size());
+    storage.reset();
+  }
+}
+
+TEST_F(DamagedFile, CountsSumsAnewThatCannotBeReadWhenTheyAreMerged) {
+  for (const char* const damage : {"UPDATE cell_content SET cells = x'ff' WHERE number % 3 = 0",
+                                   "UPDATE withdrawn SET installations = x'ff'"}) {
+    SCOPED_TRACE(damage);
+    std::filesystem::remove(folder / sqlite_file_name);
+    model = {};
+    open(1);
+    keep_both(described_delivery(1, 0, 3));
+    keep_both(described_delivery(2, 1, 4));
+    change(damage, 1);
+    EXPECT_THAT(storage->check(), Not(IsEmpty()));
+    for (unsigned i = 3; i < 9; ++i) {
+      keep_both(sample_delivery(i, "2026-01-05T10:00:00Z", sample_report(std::to_string(i))));
+    }
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds{10};
+    while (!storage->check().empty() && std::chrono::steady_clock::now() < limit) {
+      std::this_thread::sleep_for(std::chrono::milliseconds{10});
+    }
+    expect_all_counts();
+    expect_agreement(*storage, model);
     storage.reset();
   }
 }
