@@ -263,14 +263,14 @@ TEST_F(DamagedFile, HasNothingLeftOfAnErasedInstallationWhoseReportsWereDamaged)
       std::filesystem::remove(folder / sqlite_file_name);
       model = {};
       open(reports_per_fold);
-      keep_random(4, 40);
+      keep_random(4, 30);
       change(damage_of("installation-3", damage), reports_per_fold);
       EXPECT_THAT(storage->check(), Contains(HasSubstr("is damaged and counts as an empty one")));
       erase("installation-3");
       expect_all_counts();
       expect_agreement(*storage, model);
       // What is kept from here on meets sums that are as sound.
-      keep_random(5, 15);
+      keep_random(5, 10);
       expect_all_counts();
       expect_agreement(*storage, model);
       storage.reset();
@@ -360,6 +360,18 @@ TEST_F(DamagedFile, CountsSumsAnewThatCannotBeReadWhenTheyAreMerged) {
     expect_agreement(*storage, model);
     storage.reset();
   }
+}
+
+TEST_F(DamagedFile, ErasesAReportWhoseVersionIsUnknown) {
+  open(1);
+  keep_both(described_delivery(1, 0, 3));
+  keep_both(sample_delivery(2, "2026-01-05T10:00:00Z", sample_report("second", 5)));
+  change("UPDATE report SET version = 9999 WHERE number = 1", 1000);
+  EXPECT_EQ(storage->count_versions(everything()).rows.size(), 1U);
+  EXPECT_THAT(storage->check(), Contains("the version of report 1 is damaged"));
+  erase("described");
+  EXPECT_EQ(export_all(*storage).size(), 1U);
+  EXPECT_THAT(storage->check(), Not(Contains(HasSubstr("without what it refers to"))));
 }
 
 TEST_F(DamagedFile, LeavesOutOfFiguresWhatHasLostItsName) {
