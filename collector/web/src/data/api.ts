@@ -99,10 +99,11 @@ export interface Keeping {
   keeps_adapter: boolean;
   products: {
     name: string;
+    /** A day. All four are null where fewer installations than the threshold report. */
     since: string | null;
-    deliveries: number;
+    deliveries: number | null;
     installations: number | null;
-    raw_reports: number;
+    raw_reports: number | null;
   }[];
 }
 

@@ -1,6 +1,7 @@
 import { get, send, type Contact, type Keeping, type Receipt } from '../data/api';
 import { queryOf } from '../data/filter';
-import { counted } from '../data/format';
+import { counted, day, noValue } from '../data/format';
+import { keepingNote } from '../data/keeping';
 import { element } from '../dom';
 import { confirm } from '../parts/dialog';
 import { field, form, selectField } from '../parts/form';
@@ -84,7 +85,7 @@ function keptTable(keeping: Keeping): HTMLElement {
       {
         name: 'Since',
         value: (row) => row.since,
-        text: (row) => (row.since ? time(row.since) : 'nothing yet'),
+        text: (row) => (row.since ? day(row.since) : noValue),
       },
       { name: 'Deliveries', value: (row) => row.deliveries },
       { name: 'Installations', value: (row) => row.installations },
@@ -239,11 +240,18 @@ export const dataProtection: View = {
     let kept: HTMLElement;
     try {
       const keeping = await get<Keeping>('/api/v1/keeping');
+      const withheld = keepingNote(keeping);
       kept = element(
         'div',
         {},
         rules(keeping),
-        element('section', { class: 'card' }, element('h2', {}, 'Kept now'), keptTable(keeping)),
+        element(
+          'section',
+          { class: 'card' },
+          element('h2', {}, 'Kept now'),
+          keptTable(keeping),
+          withheld && element('p', { class: 'figure-note withheld' }, withheld),
+        ),
       );
     } catch (error) {
       // To erase must be possible also when this is not.
