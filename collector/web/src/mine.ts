@@ -1,7 +1,8 @@
 // The page of the people who take part: what is kept under an identifier, erasing it, and the viewer.
 
-import { RequestError, send, type Kept, type Receipt } from './data/api';
-import { counted, number } from './data/format';
+import { send, type Kept, type Receipt } from './data/api';
+import { number } from './data/format';
+import { explained, hiddenNote, isNothing, keptTitle } from './data/kept';
 import { element } from './dom';
 import { confirm } from './parts/dialog';
 import { field, form } from './parts/form';
@@ -13,12 +14,6 @@ import { viewer } from './viewer/viewer';
 
 const result = element('div', { class: 'content', 'aria-live': 'polite' });
 
-/** Too many requests get words of their own; everything else has its reason. */
-function explained(error: unknown): unknown {
-  if (!(error instanceof RequestError) || error.status !== 429) return error;
-  return new RequestError(429, 'Too many requests from your address. Please wait a minute.');
-}
-
 async function ask<Result>(address: string, installation: string): Promise<Result | null> {
   try {
     return await send<Result>('POST', address, { installation });
@@ -28,7 +23,7 @@ async function ask<Result>(address: string, installation: string): Promise<Resul
 }
 
 function keptCard(kept: Kept, installation: string): HTMLElement {
-  if (kept.deliveries.length === 0 && !kept.has_email) {
+  if (isNothing(kept)) {
     return element(
       'section',
       { class: 'card', tabindex: -1 },
@@ -63,14 +58,12 @@ function keptCard(kept: Kept, installation: string): HTMLElement {
     shown.querySelector<HTMLElement>('.receipt')?.focus();
   });
   erase.querySelector('button')?.classList.replace('primary', 'danger');
+  const hidden = hiddenNote(kept);
   return element(
     'section',
     { class: 'card', tabindex: -1 },
-    element(
-      'h3',
-      {},
-      `${counted(kept.deliveries.length, 'report')} ${kept.deliveries.length === 1 ? 'is' : 'are'} kept${kept.has_email ? ', and an e-mail address' : ''}`,
-    ),
+    element('h3', {}, keptTitle(kept)),
+    hidden && element('p', { class: 'hint' }, hidden),
     table(
       {
         caption: 'Reports that are kept',

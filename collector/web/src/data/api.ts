@@ -133,6 +133,7 @@ export interface AuditEntry {
 }
 
 export interface Kept {
+  /** The latest ones only, if there are very many. */
   deliveries: {
     received: string;
     product: string;
@@ -141,5 +142,6 @@ export interface Kept {
     file_types: number;
     has_raw_report: boolean;
   }[];
+  total: number;
   has_email: boolean;
 }

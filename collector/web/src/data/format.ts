@@ -76,6 +76,11 @@ export function counted(value: number, noun: string, nouns = `${noun}s`): string
   return `${number(value)} ${value === 1 ? noun : nouns}`;
 }
 
+/** How long somebody has to wait, as "30 seconds" or "5 minutes". */
+export function wait(seconds: number): string {
+  return seconds < 90 ? counted(seconds, 'second') : counted(Math.ceil(seconds / 60), 'minute');
+}
+
 /** A size in bytes with a unit of powers of 1024, as "8 GiB". */
 export function bytes(value: number): string {
   const units = ['B', 'KiB', 'MiB', 'GiB', 'TiB', 'PiB'];

@@ -1,7 +1,7 @@
 // The pages before there is a session: log-in, and the set-up of the first account.
 
 import { RequestError, send, type Session } from '../data/api';
-import { counted } from '../data/format';
+import { wait } from '../data/format';
 import { element, type Child } from '../dom';
 import { field, form } from '../parts/form';
 import { shortestPassword } from './users';
@@ -18,10 +18,6 @@ function page(title: string, lead: string, ...children: Child[]): HTMLElement {
       ...children,
     ),
   );
-}
-
-function waitOf(seconds: number): string {
-  return seconds < 90 ? counted(seconds, 'second') : counted(Math.ceil(seconds / 60), 'minute');
 }
 
 /** `enter` goes on to the page that was asked for. */
@@ -64,7 +60,7 @@ export function logIn(hasAccounts: boolean, enter: (session: Session) => void): 
           if (error.status === 401) message.bad('User or password is wrong.');
           else if (error.status === 429)
             message.bad(
-              `Too many attempts. Please wait ${error.retryAfter === null ? 'some minutes' : waitOf(error.retryAfter)}.`,
+              `Too many attempts. Please wait ${error.retryAfter === null ? 'some minutes' : wait(error.retryAfter)}.`,
             );
           else throw error;
         }

@@ -9,6 +9,7 @@ import {
   percent,
   periodRange,
   points,
+  wait,
 } from "@pages/data/format";
 
 describe("A reader sees", () => {
@@ -66,5 +67,12 @@ describe("A reader sees", () => {
     assert.equal(bytes(536_870_912), "512 MiB");
     assert.equal(bytes(16_957_571_072), "15.8 GiB");
     assert.equal(bytes(2 ** 61), "2,048 PiB");
+  });
+
+  it("how long to wait, in seconds or minutes", () => {
+    assert.equal(wait(1), "1 second");
+    assert.equal(wait(89), "89 seconds");
+    assert.equal(wait(90), "2 minutes");
+    assert.equal(wait(900), "15 minutes");
   });
 });
