@@ -63,7 +63,12 @@ const entries: Entry[] = [
   {
     request: 'GET /api/v1/keeping',
     role: 'viewer',
-    text: 'What is kept, since when and for how long',
+    text: 'What is kept, since when and for how long; null where it rests on too few installations',
+  },
+  {
+    request: 'GET /api/v1/health',
+    role: 'viewer',
+    text: 'Whether reports can be kept at present, the version, open connections, bytes of requests in memory',
   },
   {
     request: 'GET /api/v1/contacts?product=',

@@ -6,6 +6,7 @@ import { isRunning, lastDayOf, periodsBetween, today } from '../data/periods';
 import { meaningOf } from '../data/refusals';
 import { element, type Child } from '../dom';
 import { figure } from '../parts/figure';
+import { healthLine } from '../parts/health';
 import type { Context, View } from './view';
 
 interface Outcome {
@@ -180,12 +181,14 @@ export const intake: View = {
   lead: 'What arrived, and what became of it. These numbers count deliveries, so no threshold applies.',
   filters: { version: false, periods: true },
   content: async (context) => {
+    const health = healthLine();
     const filtered = { ...context, filter: { ...context.filter, version: '' } };
     const answer = await getFigure('intake', filtered.filter);
     const row = answer.rows[0] ?? { accepted: 0, replaced: 0, repeated: 0, refused: {} };
     const periods = periodsBetween(answer.from, answer.to);
     const byPeriod = await intakeByPeriod(periods.slice(-drawnPeriods), filtered);
     return [
+      health,
       element(
         'div',
         { class: 'figures' },
