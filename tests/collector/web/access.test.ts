@@ -11,6 +11,7 @@ import { deliver } from "./support/Delivery";
 import { reportText } from "./support/Report";
 import { accounts, password } from "./support/Site";
 import { goTo, Suite } from "./support/Suite";
+import { rowsOf } from "./support/Tables";
 
 function navigation(page: Page): Promise<string[]> {
   return page.getByRole("navigation", { name: "Pages" }).getByRole("link").allTextContents();
@@ -259,6 +260,21 @@ describe("Users", () => {
   });
 });
 
+describe("What is kept of three installations", () => {
+  const suite = new Suite({ data: "few" });
+  afterEach(() => suite.closePages());
+
+  it("is withheld, and the page says why", async () => {
+    const { page } = await suite.openAs("viewer", { at: "/data-protection" });
+    assert.deepEqual(await rowsOf(page.locator(".table-block").first()), [
+      ["default", "–", "–", "–", "–"],
+    ]);
+    await page
+      .getByText("The numbers of 1 product are withheld: fewer than 5 installations have reported.")
+      .waitFor();
+  });
+});
+
 describe("Data protection", () => {
   const suite = new Suite();
   afterEach(() => suite.closePages());
@@ -267,7 +283,19 @@ describe("Data protection", () => {
     const { page } = await suite.openAs("viewer", { at: "/data-protection" });
     await page.getByText("5 installations").waitFor();
     await page.getByText("400 days").waitFor();
-    await page.getByRole("rowheader", { name: "default" }).waitFor();
+    const lines = (await collector("export", "--data", suite.site.data)).trim().split("\n");
+    const kept = lines.map(
+      (line) => JSON.parse(line) as { installation: string; received: string },
+    );
+    const since = kept.map(({ received }) => received.slice(0, 10)).sort()[0] ?? "";
+    const [row = []] = await rowsOf(page.locator(".table-block").first());
+    assert.deepEqual(row.slice(0, 4), [
+      "default",
+      new Date(since).toLocaleDateString("en-US", { dateStyle: "medium", timeZone: "UTC" }),
+      kept.length.toLocaleString("en-US"),
+      new Set(kept.map(({ installation }) => installation)).size.toLocaleString("en-US"),
+    ]);
+    assert.equal(await page.locator(".withheld").count(), 0);
   });
 
   it("erases only what is confirmed, and gives the receipt as a file that the server takes for its own", async () => {

@@ -3,10 +3,11 @@
 import assert from "node:assert/strict";
 import { readFile } from "node:fs/promises";
 import { afterEach, describe, it } from "node:test";
-import type { Locator, Page } from "playwright-core";
+import type { Locator, Page, Route } from "playwright-core";
 import { settled } from "./support/Browser";
 import { collector } from "./support/Collector";
 import { goTo, Suite } from "./support/Suite";
+import { rowsOf, showAllRows } from "./support/Tables";
 
 interface Answer {
   rows: Record<string, unknown>[];
@@ -24,16 +25,8 @@ function shown(value: unknown): string {
 /** The rows of a figure's table, as their texts. */
 async function tableOf(figure: Locator): Promise<string[][]> {
   await figure.getByRole("button", { name: "Table", exact: true }).click();
-  // The table grows by itself, too, when its end is seen, and its button moves away from a pointer.
-  await figure.evaluate((element) => {
-    const more = element.querySelector<HTMLButtonElement>(".table-foot button");
-    while (more && !more.hidden) more.click();
-  });
-  return figure
-    .locator("tbody tr")
-    .evaluateAll((rows) =>
-      rows.map((row) => [...row.querySelectorAll("th, td")].map((cell) => cell.textContent)),
-    );
+  await showAllRows(figure);
+  return rowsOf(figure);
 }
 
 function figureAt(page: Page, place: number): Locator {
@@ -330,6 +323,67 @@ describe("The pages of the figures", () => {
     assert.equal(await page.getByLabel("From").inputValue(), period);
     const { rows } = await figuresOf(suite.site.data, "overview", "--from", day);
     assert.equal((await tableOf(figureAt(page, 0))).length, rows.length);
+  });
+});
+
+describe("The health of the server", () => {
+  const suite = new Suite({ data: "empty" });
+  afterEach(() => suite.closePages());
+
+  const line = (page: Page) => page.locator(".health:not([aria-busy])");
+
+  it("is on the page of the intake, as the server says it", async () => {
+    const { page } = await suite.openAs("viewer", { at: "/intake" });
+    const version = (await collector("--version")).trim().split(" ").pop() ?? "";
+    assert.match(version, /^\d+\.\d+/);
+    const text = await line(page).innerText();
+    assert.match(text, /^The server takes reports\b/);
+    assert.match(text, new RegExp(`Version ${version.replaceAll(".", "\\.")} · \\d+ open conn`));
+    assert.match(text, / · \d[\d.]* (B|KiB|MiB) of requests in memory/);
+    assert.equal(await page.locator(".health.good").count(), 1);
+  });
+
+  const answers: [string, Parameters<Route["fulfill"]>[0], string, string][] = [
+    [
+      "says so when reports cannot be kept",
+      { json: { ready: false, version: "1.2.0", connections: 4, bytes_in_flight: 0 } },
+      "bad",
+      "The server cannot keep reports at present",
+    ],
+    [
+      "is unknown when the server fails to say it",
+      { status: 503, contentType: "application/problem+json", body: '{"status":503}' },
+      "unknown",
+      "It is not known at present whether the server takes reports",
+    ],
+    [
+      "is unknown when the answer has another shape",
+      { contentType: "text/html", body: "<h1>A proxy</h1>" },
+      "unknown",
+      "It is not known at present whether the server takes reports",
+    ],
+  ];
+  for (const [name, answer, kind, title] of answers) {
+    it(`${name}, and the figures are there all the same`, async () => {
+      const { page } = await suite.openAs("viewer");
+      await page.route("**/api/v1/health", (route) => route.fulfill(answer));
+      await goTo(page, suite.site, "/intake");
+      assert.ok((await line(page).innerText()).startsWith(title));
+      assert.equal(await page.locator(`.health.${kind}`).count(), 1);
+      assert.equal(await page.locator("figure").count(), 3);
+    });
+  }
+
+  it("is unknown after a while without an answer, which the figures do not wait for", async () => {
+    const { page } = await suite.openAs("viewer");
+    await page.clock.install();
+    // Nothing answers this request.
+    await page.route("**/api/v1/health", () => undefined);
+    await page.getByRole("link", { name: "Intake" }).click();
+    await page.locator("figure").first().waitFor();
+    await page.getByText("Asking the server how it is…").waitFor();
+    await page.clock.fastForward(10_000);
+    assert.ok((await line(page).innerText()).startsWith("It is not known at present"));
   });
 });
 

@@ -4,7 +4,9 @@ import assert from "node:assert/strict";
 import { afterEach, describe, it } from "node:test";
 import { collector } from "./support/Collector";
 import { deliver } from "./support/Delivery";
+import { importReports } from "./support/Data";
 import { reportFile, reportText } from "./support/Report";
+import { showAllRows } from "./support/Tables";
 import { Suite } from "./support/Suite";
 
 describe("The page of those who take part", () => {
@@ -52,6 +54,41 @@ describe("The page of those who take part", () => {
     await page.getByRole("heading", { name: "Nothing is kept under this identifier" }).waitFor();
   });
 
+  it("lists the latest 1,000 reports, and says how many earlier ones are kept", async () => {
+    const installation = "7f8b1c52-90ff-4f2a-8a55-0c1de95c6a10";
+    const times = await importReports(suite.site.data, installation, 1003);
+    const { page } = await suite.open();
+    await page.goto(`${suite.site.intake}/mine`);
+    await page.getByRole("textbox").fill(installation);
+    await page.getByRole("button", { name: "Show what is kept" }).click();
+    await page.getByRole("heading", { name: "1,003 reports are kept" }).waitFor();
+    await page.getByText("The latest 1,000 are shown; 3 earlier ones are kept, too.").waitFor();
+    await showAllRows(page.locator(".table-block"));
+    const listed = await page
+      .locator("tbody time")
+      .evaluateAll((elements) => elements.map((element) => (element as HTMLTimeElement).dateTime));
+    assert.deepEqual(listed.sort(), times.slice(3));
+  });
+
+  it("says when to try again while the server is busy, and keeps what was entered", async () => {
+    const { page } = await suite.open();
+    await page.route("**/mine/kept", (route) =>
+      route.fulfill({
+        status: 503,
+        headers: { "Retry-After": "5" },
+        contentType: "application/problem+json",
+        body: '{"type":"about:blank","title":"Service Unavailable","status":503}',
+      }),
+    );
+    await page.goto(`${suite.site.intake}/mine`);
+    await page.getByRole("textbox").fill("some installation");
+    await page.getByRole("button", { name: "Show what is kept" }).click();
+    await page
+      .getByText("The server cannot do this at present. Please try again in 5 seconds.")
+      .waitFor();
+    assert.equal(await page.getByRole("textbox").inputValue(), "some installation");
+  });
+
   it("opens a report and sends nothing of it", async () => {
     const { page, requests } = await suite.open();
     await page.goto(`${suite.site.intake}/mine`);
@@ -71,6 +108,6 @@ describe("The page of those who take part", () => {
       await page.getByRole("button", { name: "Show what is kept" }).click();
       if ((await answered).status() === 429) break;
     }
-    await page.getByText("Too many requests from your address. Please wait a minute.").waitFor();
+    await page.getByText(/^Too many requests from your address\. Please wait (a|\d+) /).waitFor();
   });
 });

@@ -1,8 +1,10 @@
 // What a site has when its tests begin.
 
+import { randomUUID } from "node:crypto";
 import { readFile, writeFile } from "node:fs/promises";
 import path from "node:path";
 import { collector } from "./Collector";
+import { temporaryFolder } from "./Temporary";
 
 export type DataName = "usual" | "two products" | "empty" | "few" | "many commands";
 
@@ -70,21 +72,48 @@ async function importManyCommands(folder: string, scratch: string): Promise<void
     uses: 30_000 - place,
     order: place + 1,
   }));
-  const lines = Array.from({ length: 6 }, (_, place) =>
-    JSON.stringify({
-      received: "2026-03-01T10:00:00Z",
-      product: "default",
-      id: `00000000-0000-4000-8000-00000000000${place}`,
-      installation: `installation-${place}`,
-      application: "Example Designer",
-      version: "1.0.0.0",
-      replaced: false,
-      commands,
-      file_types: [],
-      machine: [],
-    }),
-  );
-  const file = path.join(scratch, "commands.ndjson");
+  const lines = Array.from({ length: 6 }, (_, place) => ({
+    received: "2026-03-01T10:00:00Z",
+    id: `00000000-0000-4000-8000-00000000000${place}`,
+    installation: `installation-${place}`,
+    commands,
+  }));
+  await importLines(folder, scratch, lines);
+}
+
+/** That many reports of one installation, a minute apart; gives their times. */
+export async function importReports(
+  folder: string,
+  installation: string,
+  count: number,
+): Promise<string[]> {
+  const lines = Array.from({ length: count }, (_, place) => ({
+    received: new Date(Date.UTC(2026, 2, 1, 0, place)).toISOString().replace(".000Z", "Z"),
+    id: randomUUID(),
+    installation,
+    commands: [{ name: "Line", uses: 1, order: 1 }],
+  }));
+  const scratch = await temporaryFolder();
+  try {
+    await importLines(folder, scratch.folder, lines);
+  } finally {
+    await scratch.remove();
+  }
+  return lines.map(({ received }) => received);
+}
+
+/** Deliveries as `import` takes them; what they do not name is the same for all. */
+async function importLines(folder: string, scratch: string, deliveries: object[]): Promise<void> {
+  const common = {
+    product: "default",
+    application: "Example Designer",
+    version: "1.0.0.0",
+    replaced: false,
+    file_types: [],
+    machine: [],
+  };
+  const file = path.join(scratch, "lines.ndjson");
+  const lines = deliveries.map((delivery) => JSON.stringify({ ...common, ...delivery }));
   await writeFile(file, `${lines.join("\n")}\n`);
   await collector("import", file, "--data", folder);
 }
