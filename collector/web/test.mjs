@@ -5,7 +5,7 @@
 
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { mkdir, mkdtemp, readdir, rm } from 'node:fs/promises';
+import { mkdir, mkdtemp, readdir, rm, stat } from 'node:fs/promises';
 import os from 'node:os';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
@@ -19,14 +19,18 @@ const [kind = 'all', pattern = ''] = process.argv.slice(2);
 const folders = { unit: ['unit'], browser: ['.'], all: ['unit', '.'] }[kind];
 if (!folders) throw new Error('node test.mjs [unit|browser] [PATTERN]');
 
-const files = [];
+const found = [];
 for (const folder of folders) {
-  for (const name of (await readdir(path.join(tests, folder))).sort()) {
+  for (const name of await readdir(path.join(tests, folder))) {
+    const file = path.join(tests, folder, name);
     if (name.endsWith('.test.ts') && name.includes(pattern))
-      files.push(path.join(tests, folder, name));
+      found.push({ file, size: (await stat(file)).size });
   }
 }
-if (files.length === 0) throw new Error('no test has this name');
+if (found.length === 0) throw new Error('no test has this name');
+// As many run side by side as there are cores. The largest come first, so that none of them is left
+// to run alone at the end.
+const files = found.sort((a, b) => b.size - a.size).map(({ file }) => file);
 
 // Packages are found from below here.
 const cache = path.join(here, 'node_modules/.cache');
@@ -40,23 +44,25 @@ try {
   for (const folder of [out, scratch]) await rm(folder, { recursive: true, force: true });
 }
 
-/** The tests as files that Node runs. */
+/** The tests as files that Node runs, in the order of their names. */
 async function bundle() {
+  const names = files.map(
+    (file, place) => `${String(place).padStart(2, '0')}-${path.basename(file, '.test.ts')}`,
+  );
   await esbuild.build({
-    entryPoints: files,
+    entryPoints: files.map((file, place) => ({ in: file, out: names[place] })),
     bundle: true,
     platform: 'node',
     target: 'node18',
     format: 'esm',
     outdir: out,
-    outbase: tests,
     outExtension: { '.js': '.mjs' },
     alias: { '@pages': path.join(here, 'src') },
     external: ['playwright-core', 'axe-core'],
     sourcemap: 'inline',
     logLevel: 'warning',
   });
-  return files.map((file) => path.join(out, path.relative(tests, file).replace(/\.ts$/, '.mjs')));
+  return names.map((name) => path.join(out, `${name}.mjs`));
 }
 
 /** The runner's exit code. */
@@ -70,7 +76,13 @@ async function run(bundles) {
   ]);
   const runner = spawn(
     process.execPath,
-    ['--enable-source-maps', '--test', '--test-concurrency=2', ...options, ...bundles],
+    [
+      '--enable-source-maps',
+      '--test',
+      `--test-concurrency=${os.cpus().length}`,
+      ...options,
+      ...bundles,
+    ],
     { stdio: 'inherit', env: { ...process.env, PELTO_REPO: root, TMPDIR: scratch } },
   );
   // It ends the tests, and these what they started.

@@ -375,7 +375,8 @@ describe("The health of the server", () => {
   }
 
   it("is unknown after a while without an answer, which the figures do not wait for", async () => {
-    const { page } = await suite.openAs("viewer");
+    // A clock stays with its page.
+    const { page } = await suite.openAs("viewer", { options: {} });
     await page.clock.install();
     // Nothing answers this request.
     await page.route("**/api/v1/health", () => undefined);

@@ -5,6 +5,7 @@ import {
   type Browser,
   type BrowserContext,
   type BrowserContextOptions,
+  type Cookie,
   type Page,
 } from "playwright-core";
 import type { Account } from "./Site";
@@ -18,6 +19,8 @@ const flags = [
   "--disable-component-update",
   "--disable-sync",
 ];
+
+const screen = { width: 1280, height: 900 };
 
 let browser: Promise<Browser> | null = null;
 
@@ -43,13 +46,55 @@ export interface WatchedPage {
   requests: string[];
 }
 
-export async function openPage(options: BrowserContextOptions = {}): Promise<WatchedPage> {
+let usualPage: WatchedPage | null = null;
+let isUsualPageInUse = false;
+
+/**
+ * A page as most tests need it, which `closePage` leaves to the next test: to open one takes longer
+ * than most tests do. While it is in use, and with options, it is a new one.
+ */
+export async function openPage(options?: BrowserContextOptions): Promise<WatchedPage> {
+  if (options || isUsualPageInUse) return newPage(options);
+  usualPage ??= await newPage();
+  isUsualPageInUse = true;
+  return usualPage;
+}
+
+/** Ends the use of a page; gives what went wrong on it. */
+export async function closePage(watched: WatchedPage): Promise<string[]> {
+  const { page, context, faults, requests } = watched;
+  if (watched !== usualPage) {
+    await context.close();
+    return faults;
+  }
+  for (const other of context.pages()) if (other !== page) await other.close();
+  await page.unrouteAll({ behavior: "ignoreErrors" });
+  await page.mouse.move(0, 0);
+  const address = new URL(page.url());
+  if (address.protocol === "http:") {
+    await page.evaluate(() => {
+      localStorage.clear();
+    });
+  }
+  await page.goto("about:blank");
+  await page.emulateMedia({ colorScheme: "light", media: null });
+  await page.setViewportSize(screen);
+  await context.setOffline(false);
+  await context.clearCookies();
+  isUsualPageInUse = false;
+  requests.length = 0;
+  return faults.splice(0);
+}
+
+async function newPage(options: BrowserContextOptions = {}): Promise<WatchedPage> {
   const context = await (
     await theBrowser()
   ).newContext({
-    viewport: { width: 1280, height: 900 },
+    viewport: screen,
     locale: "en-US",
     timezoneId: "UTC",
+    // Nothing to wait for, and no color between two.
+    reducedMotion: "reduce",
     ...options,
   });
   const page = await context.newPage();
@@ -75,12 +120,15 @@ export async function openPage(options: BrowserContextOptions = {}): Promise<Wat
   return { page, context, faults, requests };
 }
 
-/** Gives the context a session, as logging in does. */
+/** Gives the context a session, as logging in does: one of these cookies if it has not ended. */
 export async function beginSession(
   context: BrowserContext,
   pages: string,
   account: Account,
+  cookies: Cookie[] = [],
 ): Promise<void> {
+  await context.addCookies(cookies);
+  if (cookies.length > 0 && (await context.request.get(`${pages}/api/v1/session`)).ok()) return;
   const response = await context.request.post(`${pages}/api/v1/session`, {
     data: account,
     headers: { Origin: pages },

@@ -1,6 +1,8 @@
 // What the browser's tests talk to: a server with data and accounts.
 
-import { mkdir } from "node:fs/promises";
+import { existsSync } from "node:fs";
+import { copyFile, mkdir, readdir, rename } from "node:fs/promises";
+import os from "node:os";
 import path from "node:path";
 import { collectorWith, repository, Server } from "./Collector";
 import { dataSets, type DataName } from "./Data";
@@ -42,8 +44,7 @@ export async function startSite({
   data: name = "usual",
   hasAccounts = true,
 }: SiteOptions = {}): Promise<Site> {
-  const { folder, remove } = await temporaryFolder();
-  const data = path.join(folder, "data");
+  const { folder: data, remove } = await temporaryFolder();
   const set = dataSets[name];
   let server: Server | null = null;
   const stop = async () => {
@@ -54,9 +55,7 @@ export async function startSite({
     }
   };
   try {
-    await mkdir(data);
-    await set.fill?.(data, folder);
-    if (hasAccounts) await addAccounts(data);
+    await copyFiles(await madeFolder(name, hasAccounts), data);
     server = await Server.start(data, ...(set.options ?? []));
     await set.deliver?.(server.intake);
     const setupLink = hasAccounts ? "" : await server.logged(/http:\S+\/setup#\S+/);
@@ -65,6 +64,34 @@ export async function startSite({
     await stop();
     throw error;
   }
+}
+
+/** A data folder to copy. It is made once for all tests of a run, which share their place for files. */
+async function madeFolder(name: DataName, hasAccounts: boolean): Promise<string> {
+  const place = path.join(
+    os.tmpdir(),
+    `made-${name.replaceAll(" ", "-")}${hasAccounts ? "" : "-bare"}`,
+  );
+  if (existsSync(place)) return place;
+  const { folder, remove } = await temporaryFolder();
+  try {
+    const data = path.join(folder, "data");
+    await mkdir(data);
+    await dataSets[name].fill?.(data, folder);
+    if (hasAccounts) await addAccounts(data);
+    // Another process may have made the same in the meantime.
+    await rename(data, place).catch((error: unknown) => {
+      if (!existsSync(place)) throw error;
+    });
+    return place;
+  } finally {
+    await remove();
+  }
+}
+
+async function copyFiles(from: string, to: string): Promise<void> {
+  for (const name of await readdir(from))
+    await copyFile(path.join(from, name), path.join(to, name));
 }
 
 async function addAccounts(data: string): Promise<void> {

@@ -2,8 +2,15 @@
 
 import { after, before } from "node:test";
 import assert from "node:assert/strict";
-import type { BrowserContextOptions, Page } from "playwright-core";
-import { beginSession, closeBrowser, openPage, settled, type WatchedPage } from "./Browser";
+import type { BrowserContextOptions, Cookie, Page } from "playwright-core";
+import {
+  beginSession,
+  closeBrowser,
+  closePage,
+  openPage,
+  settled,
+  type WatchedPage,
+} from "./Browser";
 import { accounts, startSite, type Site, type SiteOptions } from "./Site";
 
 after(closeBrowser);
@@ -12,6 +19,7 @@ after(closeBrowser);
 export class Suite {
   private runningSite: Site | null = null;
   private readonly opened: WatchedPage[] = [];
+  private readonly sessions = new Map<string, Cookie[]>();
 
   constructor(options: SiteOptions = {}) {
     before(async () => {
@@ -25,7 +33,8 @@ export class Suite {
     return this.runningSite;
   }
 
-  async open(options: BrowserContextOptions = {}): Promise<WatchedPage> {
+  /** A page; a new one if there are options. */
+  async open(options?: BrowserContextOptions): Promise<WatchedPage> {
     const watched = await openPage(options);
     this.opened.push(watched);
     return watched;
@@ -34,22 +43,21 @@ export class Suite {
   /** A page with a session of the role, at an address of the site. */
   async openAs(
     role: keyof typeof accounts,
-    { at = "/overview", ...options }: BrowserContextOptions & { at?: string } = {},
+    { at = "/overview", options }: { at?: string; options?: BrowserContextOptions } = {},
   ): Promise<WatchedPage> {
     const watched = await this.open(options);
-    await beginSession(watched.context, this.site.pages, accounts[role]);
+    const { context } = watched;
+    await beginSession(context, this.site.pages, accounts[role], this.sessions.get(role));
+    this.sessions.set(role, await context.cookies());
     await goTo(watched.page, this.site, at);
     return watched;
   }
 
   /** Closes the pages of a test, and fails if something went wrong on one of them. */
   async closePages(): Promise<void> {
-    const pages = this.opened.splice(0);
-    for (const { context } of pages) await context.close();
-    assert.deepEqual(
-      pages.flatMap(({ faults }) => faults),
-      [],
-    );
+    const faults: string[] = [];
+    for (const watched of this.opened.splice(0)) faults.push(...(await closePage(watched)));
+    assert.deepEqual(faults, []);
   }
 }
 
