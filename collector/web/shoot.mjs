@@ -1,11 +1,12 @@
-// Takes screenshots of the pages: node shoot.mjs LINK INTAKE REPORT FOLDER. LINK is the one-time link
-// of a server without accounts, INTAKE its intake listener, REPORT a report for the viewer.
+// Takes screenshots of the pages: node shoot.mjs LINK INTAKE REPORT FOLDER [all]. LINK is the one-time
+// link of a server without accounts, INTAKE its intake listener, REPORT a report for the viewer. With
+// "all" every page is also taken in dark colors, on a phone and on paper.
 
 import { mkdir } from 'node:fs/promises';
 import path from 'node:path';
 import { chromium } from 'playwright-core';
 
-const [link, intake, report, folder] = process.argv.slice(2);
+const [link, intake, report, folder, extent] = process.argv.slice(2);
 const views = [
   'overview',
   'commands',
@@ -18,6 +19,14 @@ const views = [
   'audit',
   'api',
 ];
+const screen = { width: 1280, height: 900 };
+const usual = { colorScheme: 'light', media: 'screen', viewport: screen };
+const shapes = {
+  '': usual,
+  '-dark': { ...usual, colorScheme: 'dark' },
+  '-phone': { ...usual, viewport: { width: 360, height: 740 } },
+  '-print': { ...usual, media: 'print', viewport: { width: 690, height: 980 } },
+};
 const password = 'a demonstration only';
 
 await mkdir(folder, { recursive: true });
@@ -26,9 +35,11 @@ const browser = await chromium.launch({
   args: ['--no-sandbox', '--disable-gpu', '--disable-background-networking'],
 });
 try {
-  const page = await browser.newPage({ viewport: { width: 1280, height: 900 }, locale: 'en-US' });
+  const page = await browser.newPage({ viewport: screen, locale: 'en-US' });
 
   async function shoot(name) {
+    // A pointer over a chart shows its tooltip.
+    await page.mouse.move(0, 0);
     await page.waitForLoadState('networkidle');
     await page.waitForFunction(
       () =>
@@ -40,27 +51,39 @@ try {
     await page.screenshot({ path: path.join(folder, `${name}.png`), fullPage: true });
   }
 
-  await page.goto(link);
-  await shoot('setup');
+  /** Opens the page anew for each of its shapes: colors do not change at once, nor do widths. */
+  async function shootAll(name, names, open) {
+    for (const shape of names) {
+      const { colorScheme, media, viewport } = shapes[shape];
+      await page.emulateMedia({ colorScheme, media });
+      await page.setViewportSize(viewport);
+      await open();
+      await shoot(`${name}${shape}`);
+    }
+  }
+
+  const isAll = extent === 'all';
+  const all = isAll ? Object.keys(shapes) : [''];
+  const onScreen = all.filter((shape) => shape !== '-print');
+
+  await shootAll('setup', onScreen, () => page.goto(link));
   await page.getByLabel('Name of the first user').fill('demo');
   for (const field of await page.locator('input[type=password]').all()) await field.fill(password);
   await page.locator('form button').click();
   await page.getByRole('button', { name: 'Log out' }).waitFor();
   for (const view of views) {
-    await page.goto(new URL(`/${view}`, link).href);
-    await shoot(view);
+    const names = isAll || view !== 'overview' ? all : ['', '-dark'];
+    await shootAll(view, names, () => page.goto(new URL(`/${view}`, link).href));
   }
-  await page.emulateMedia({ colorScheme: 'dark' });
-  await page.goto(new URL('/overview', link).href);
-  await shoot('overview-dark');
-  await page.emulateMedia({ colorScheme: 'light' });
+  await page.emulateMedia({ media: 'screen' });
   await page.getByRole('button', { name: 'Log out' }).click();
   await page.getByLabel('Password').waitFor();
-  await shoot('login');
-  await page.goto(new URL('/mine', intake).href);
-  await page.locator('input[type=file]').setInputFiles(report);
-  await page.locator('.picture').first().waitFor();
-  await shoot('mine');
+  await shootAll('login', onScreen, () => page.goto(new URL('/login', link).href));
+  await shootAll('mine', all, async () => {
+    await page.goto(new URL('/mine', intake).href);
+    await page.locator('input[type=file]').setInputFiles(report);
+    await page.locator('.picture').first().waitFor();
+  });
 } finally {
   await browser.close();
 }
