@@ -33,10 +33,15 @@ export function compact(value: number): string {
   return compactDecimal.format(value);
 }
 
-/** A fraction as a percentage: with one decimal below ten percent, where it tells rows apart. */
+/**
+ * A fraction as a percentage: with one decimal below ten percent, where it tells rows apart. Only
+ * nothing is 0 %, and only everything is 100 %.
+ */
 export function percent(fraction: number | null): string {
   if (fraction === null) return noValue;
   const value = fraction * 100;
+  if (value > 0 && value < 0.05) return `<0.1${narrowSpace}%`;
+  if (value < 100 && value >= 99.5) return `>99${narrowSpace}%`;
   const rounded =
     Math.abs(value) < 10 ? percentage.format(value) : decimal.format(Math.round(value));
   return `${rounded}${narrowSpace}%`;
@@ -74,6 +79,11 @@ export function moment(text: string): string {
 /** A number with its noun, as "1 version" and "3 versions". */
 export function counted(value: number, noun: string, nouns = `${noun}s`): string {
   return `${number(value)} ${value === 1 ? noun : nouns}`;
+}
+
+/** A file type as it is called; files may have none. */
+export function fileType(text: string): string {
+  return text || '(none)';
 }
 
 /** How long somebody has to wait, as "30 seconds" or "5 minutes". */

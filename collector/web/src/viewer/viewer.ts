@@ -1,6 +1,6 @@
 // Opens a report from the disk and draws what would be sent. It sends nothing.
 
-import { bytes as formatBytes, counted, number } from '../data/format';
+import { bytes as formatBytes, counted, fileType, number } from '../data/format';
 import { textOfProperty, textOfValue } from '../data/machines';
 import { element, uniqueId } from '../dom';
 import { figure } from '../parts/figure';
@@ -63,13 +63,13 @@ function fileTypesFigure(report: Report, level: Level): HTMLElement {
     subtitle: 'Documents opened and saved',
     rows,
     columns: [
-      { name: 'File type', value: (row) => row.name },
+      { name: 'File type', value: (row) => fileType(row.name) },
       { name: 'Opened', value: (row) => row.opened },
       { name: 'Saved', value: (row) => row.saved },
     ],
     chart: (charts, shown, width) =>
       charts.pairedBars(
-        shown.map((row) => ({ label: row.name, first: row.opened, second: row.saved })),
+        shown.map((row) => ({ label: fileType(row.name), first: row.opened, second: row.saved })),
         ['opened', 'saved'],
         width,
       ),

@@ -1,6 +1,7 @@
 import { getFigure } from '../data/api';
 import { figureAddress, type FileTypeRow } from '../data/figures';
 import { fileTypesFinding } from '../data/findings';
+import { fileType } from '../data/format';
 import { element } from '../dom';
 import { figure } from '../parts/figure';
 import { nothingYet } from '../parts/status';
@@ -25,14 +26,18 @@ export const fileTypes: View = {
           subtitle: 'Documents opened and saved, by file type',
           rows: answer.rows,
           columns: [
-            { name: 'File type', value: (row) => row.file_type },
+            { name: 'File type', value: (row) => fileType(row.file_type) },
             { name: 'Opened', value: (row) => row.opened },
             { name: 'Saved', value: (row) => row.saved },
             { name: 'Installations', value: (row) => row.installations },
           ],
           chart: (charts, rows, width) =>
             charts.pairedBars(
-              rows.map((row) => ({ label: row.file_type, first: row.opened, second: row.saved })),
+              rows.map((row) => ({
+                label: fileType(row.file_type),
+                first: row.opened,
+                second: row.saved,
+              })),
               names,
               width,
             ),

@@ -4,6 +4,7 @@ import {
   bytes,
   counted,
   day,
+  fileType,
   moment,
   number,
   percent,
@@ -21,11 +22,14 @@ describe("A reader sees", () => {
 
   for (const [fraction, text] of [
     [0, "0\u202F%"],
+    [0.0001, "<0.1\u202F%"],
     [0.0005, "0.1\u202F%"],
     [0.052, "5.2\u202F%"],
     [0.0999, "10\u202F%"],
     [0.1, "10\u202F%"],
     [0.955, "96\u202F%"],
+    [0.9949, "99\u202F%"],
+    [0.9999, ">99\u202F%"],
     [1, "100\u202F%"],
     [1.5, "150\u202F%"],
   ] as const) {
@@ -67,6 +71,11 @@ describe("A reader sees", () => {
     assert.equal(bytes(536_870_912), "512 MiB");
     assert.equal(bytes(16_957_571_072), "15.8 GiB");
     assert.equal(bytes(2 ** 61), "2,048 PiB");
+  });
+
+  it("that a file has no type", () => {
+    assert.equal(fileType(".dwg"), ".dwg");
+    assert.equal(fileType(""), "(none)");
   });
 
   it("how long to wait, in seconds or minutes", () => {
