@@ -13,6 +13,7 @@ import {
   mutedInk,
   restColor,
   seriesColors,
+  seriesInks,
   surface,
   whole,
 } from './theme';
@@ -338,8 +339,12 @@ export interface PlaceRow {
   detail: string;
 }
 
-/** A dot for each row on a line of places. */
-export function placeDots(rows: PlaceRow[], axisLabel: string, availableWidth: number): Picture {
+/** A dot for each row on a line of places, and a column after it. */
+export function placeDots(
+  rows: PlaceRow[],
+  names: { axis: string; detail: string },
+  availableWidth: number,
+): Picture {
   const width = whole(availableWidth);
   const labelWidth = labelRoom(
     rows.map((row) => row.label),
@@ -348,8 +353,8 @@ export function placeDots(rows: PlaceRow[], axisLabel: string, availableWidth: n
   );
   return draw({
     width,
-    height: 46 + rows.length * 24,
-    marginTop: 4,
+    height: 68 + rows.length * 24,
+    marginTop: 26,
     marginBottom: 42,
     marginLeft: labelWidth,
     marginRight: columnWidth,
@@ -360,7 +365,7 @@ export function placeDots(rows: PlaceRow[], axisLabel: string, availableWidth: n
       Plot.axisX({
         ticks: 5,
         tickSize: 0,
-        label: axisLabel,
+        label: names.axis,
         labelAnchor: 'center',
         labelArrow: 'none',
         color: mutedInk,
@@ -383,6 +388,13 @@ export function placeDots(rows: PlaceRow[], axisLabel: string, availableWidth: n
         dx: columnWidth,
         fill: mutedInk,
         className: 'figures',
+      }),
+      Plot.text([names.detail], {
+        frameAnchor: 'top-right',
+        textAnchor: 'end',
+        dx: columnWidth,
+        dy: -18,
+        fill: mutedInk,
       }),
       rowLabels(rows, labelWidth, { y: placeOfRow }),
     ],
@@ -441,6 +453,9 @@ export function versionLayers(
       ].join('\n'),
   });
   const color = { domain: versions, range: versionColors(versions) };
+  const inks = versions.map((version, place) =>
+    version === otherVersions ? surface : seriesInks[place],
+  );
   const step = width / Math.max(1, periods.length - 1);
   const peaks = peaksOf(
     points.filter((point) => textWidth(point.version) < 1.5 * step),
@@ -495,7 +510,7 @@ export function versionLayers(
             y: 'installations',
             z: 'version',
             text: (point: LayerPoint) => (peaks.has(point) ? point.version : ''),
-            fill: surface,
+            fill: (point: LayerPoint) => inks[versions.indexOf(point.version)] ?? surface,
             fontWeight: 600,
           },
         ),

@@ -9,6 +9,8 @@ export const seriesColors = [
   firstColor,
   ...[2, 3, 4, 5, 6, 7].map((place) => `var(--series-${place})`),
 ];
+/** What is readable on each of them. */
+export const seriesInks = seriesColors.map((_, place) => `var(--on-series-${place + 1})`);
 export const restColor = 'var(--series-rest)';
 export const ink = 'var(--ink)';
 export const mutedInk = 'var(--ink-muted)';

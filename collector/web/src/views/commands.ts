@@ -171,12 +171,11 @@ function orderFigure(rows: CommandRow[], context: Context): HTMLElement {
           place: row.median_order ?? 0,
           detail: percent(row.share),
         })),
-        'Median place of first use',
+        { axis: 'Median place of first use', detail: 'Share' },
         width,
       ),
     limit: listed,
     address: figureAddress('commands', context.filter),
-    notes: ['The percentages are shares of installations.'],
     empty: 'No command that many use has an order of first use.',
     class: 'wide',
   });
