@@ -106,7 +106,7 @@ function drawFrame(current: View | null): void {
       'button',
       {
         type: 'button',
-        class: 'button quiet',
+        class: 'button quiet user',
         title: 'Change your password',
         'aria-label': `${session.user}: change your password`,
         click: changePassword,

@@ -120,7 +120,13 @@ function listing(caption: string, heads: string[], rows: Child[][]): HTMLElement
       element(
         'tbody',
         {},
-        ...rows.map((cells) => element('tr', {}, ...cells.map((cell) => element('td', {}, cell)))),
+        ...rows.map((cells) =>
+          element(
+            'tr',
+            {},
+            ...cells.map((cell, place) => element('td', { 'data-head': heads[place] }, cell)),
+          ),
+        ),
       ),
     ),
   );
