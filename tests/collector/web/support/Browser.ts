@@ -154,3 +154,16 @@ export async function settled(page: Page): Promise<void> {
     return !isBusy && pictures.every((picture) => picture.childElementCount > 0);
   });
 }
+
+/** The longest time in milliseconds in which the page did nothing else while `use` ran. */
+export async function longestStop(page: Page, use: () => Promise<void>): Promise<number> {
+  await page.evaluate(() => {
+    const longest = { stop: 0 };
+    Object.assign(window, { longest });
+    new PerformanceObserver((list) => {
+      for (const entry of list.getEntries()) longest.stop = Math.max(longest.stop, entry.duration);
+    }).observe({ type: "longtask" });
+  });
+  await use();
+  return page.evaluate(() => (window as unknown as { longest: { stop: number } }).longest.stop);
+}
