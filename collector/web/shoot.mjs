@@ -31,7 +31,7 @@ const password = 'a demonstration only';
 
 await mkdir(folder, { recursive: true });
 const browser = await chromium.launch({
-  executablePath: process.env.PELTO_CHROMIUM ?? '/usr/bin/chromium',
+  executablePath: process.env.PELTO_CHROMIUM ?? '/usr/bin/chromium-headless-shell',
   args: ['--no-sandbox', '--disable-gpu', '--disable-background-networking'],
 });
 try {

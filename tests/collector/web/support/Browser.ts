@@ -27,7 +27,7 @@ let browser: Promise<Browser> | null = null;
 /** The browser of this process's tests. It goes with `closeBrowser`. */
 function theBrowser(): Promise<Browser> {
   browser ??= chromium.launch({
-    executablePath: process.env.PELTO_CHROMIUM ?? "/usr/bin/chromium",
+    executablePath: process.env.PELTO_CHROMIUM ?? "/usr/bin/chromium-headless-shell",
     args: flags,
   });
   return browser;
