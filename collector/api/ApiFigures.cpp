@@ -75,11 +75,10 @@ Response show_keeping(const ApiCall& call) {
                          {"deliveries", nullptr},
                          {"installations", nullptr},
                          {"raw_reports", nullptr}};
-    // Its time would be that of a single report.
-    if (keeping.since) {
-      product["since"] = format_day(std::chrono::floor<std::chrono::days>(*keeping.since));
-    }
     if (!is_few(keeping.installations, threshold)) {
+      if (keeping.since) {
+        product["since"] = format_day(std::chrono::floor<std::chrono::days>(*keeping.since));
+      }
       product["deliveries"] = keeping.deliveries;
       product["installations"] = keeping.installations;
       product["raw_reports"] = keeping.texts;

@@ -482,7 +482,7 @@ TEST_F(ApiTest, WhatIsKeptIsShownWithTheThreshold) {
   EXPECT_EQ(ask({"GET", "/api/v1/keeping", nullptr, token}).body,
             "{\"threshold\":5,\"retention_days\":400,\"forget_silent_days\":null,"
             "\"keeps_email\":false,\"keeps_adapter\":false,\"products\":["
-            "{\"name\":\"default\",\"since\":\"2024-10-04\",\"deliveries\":null,"
+            "{\"name\":\"default\",\"since\":null,\"deliveries\":null,"
             "\"installations\":null,\"raw_reports\":null},"
             "{\"name\":\"new\",\"since\":null,\"deliveries\":0,\"installations\":0,"
             "\"raw_reports\":0},"
