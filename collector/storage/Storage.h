@@ -38,8 +38,7 @@ enum class Outcome {
 enum class TimeKind {
   /// The delivery arrives now. If the clock shows no later time than that of the installation's
   /// latest report, it counts as one second later than that: what arrives later is later. So more
-  /// than one a
-  /// second run ahead of the clock, without a limit.
+  /// than one a second run ahead of the clock, without a limit.
   arrival,
   /// The delivery arrived then. It is put in its place in time, and the report after it is judged
   /// anew.

@@ -65,8 +65,7 @@ void recount_uses(Connection& connection, Names& names) {
   }
   Query row = connection.query("SELECT name, reports FROM name_use");
   while (row->executeStep()) {
-    names.use(static_cast<Number>(row->getColumn(0).getInt64()),
-              -static_cast<int>(row->getColumn(1).getInt64()));
+    names.use(static_cast<Number>(row->getColumn(0).getInt64()), -row->getColumn(1).getInt64());
   }
 }
 

@@ -207,7 +207,7 @@ class DamagedFile : public ::testing::Test {
     open(reports_per_fold);
   }
   void erase(const std::string& installation) {
-    storage->erase_installation(installation);
+    storage->erase_installation(installation, to_the_end);
     model.erase(installation);
   }
   /// Of one installation; each with more uses replaces the one before.
