@@ -3,11 +3,11 @@
 namespace pelto::collector {
 
 SignedErasure erase(Storage& storage, const ReceiptKeys& keys, const ErasureSubject& subject,
-                    Time now) {
+                    Time now, const GoesOn& goes_on) {
   const bool by_installation = subject.installation.has_value();
   const ErasedCounts erased = by_installation
-                                  ? storage.erase_installation(*subject.installation, to_the_end)
-                                  : storage.erase_email(*subject.email, to_the_end);
+                                  ? storage.erase_installation(*subject.installation, goes_on)
+                                  : storage.erase_email(*subject.email, goes_on);
   const std::string hash = by_installation ? subject_of_installation(*subject.installation, keys)
                                            : subject_of_email(*subject.email, keys);
   std::string description = by_installation ? "by installation: " : "by address: ";

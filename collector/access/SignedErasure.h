@@ -26,9 +26,10 @@ struct SignedErasure {
 };
 
 /// Erases from a storage. `keys` sign the receipt. Throws `StorageError` if not everything is
-/// erased; traces that are left in the files are part of the result.
+/// erased, also if `goes_on` returned false before; traces that are left in the files are part of
+/// the result.
 SignedErasure erase(Storage& storage, const ReceiptKeys& keys, const ErasureSubject& subject,
-                    Time now);
+                    Time now, const GoesOn& goes_on);
 
 /// Notes an erasure as done by `user`. Does not throw: it cannot be undone, and another try would
 /// give a receipt with zeros. A failure goes to `report_failure`, and so does the reason why traces

@@ -43,6 +43,9 @@ struct ApiContext {
   KeepingPolicy keeping;
   /// For failures that the client is not to know of.
   std::function<void(std::string_view)> report_failure;
+  /// False once the server may not wait any longer for its end: what takes long ends at its next
+  /// step. Called from any thread.
+  GoesOn goes_on = to_the_end;
 };
 
 /// The response to a request to the API. It can take long: the storage is asked, and passwords are

@@ -41,7 +41,8 @@ Response erase(const ApiCall& call) {
     throw ApiError(400, "bad-json", "the body has one of the members installation and email");
   }
   Storage& storage = call.context.storage;
-  const SignedErasure done = erase(storage, receipt_keys(storage), subject, call.request.at);
+  const SignedErasure done =
+      erase(storage, receipt_keys(storage), subject, call.request.at, call.context.goes_on);
   note_erasure(call.context.access.audit, call.request.at, call.user.name, done,
                call.context.report_failure);
   return json_line_response(done.receipt);

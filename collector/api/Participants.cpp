@@ -39,9 +39,9 @@ Response as_response(const InstallationKeeping& keeping) {
                           {"file_types", kept.file_types},
                           {"has_raw_report", kept.has_text}});
   }
-  return json_response(200, {{"deliveries", deliveries},
-                             {"total", keeping.deliveries.size()},
-                             {"has_email", keeping.has_email}});
+  return json_response(
+      200,
+      {{"deliveries", deliveries}, {"total", keeping.total}, {"has_email", keeping.has_email}});
 }
 
 }  // namespace
@@ -55,7 +55,8 @@ Response show_kept(const ParticipantsContext& context, const std::string& body) 
 Response erase_kept(const ParticipantsContext& context, const std::string& body, Time now) {
   return respond_safely(context, body, [&](const std::string& installation) {
     const ReceiptKeys keys = receipt_keys(context.storage);
-    const SignedErasure done = erase(context.storage, keys, {installation, std::nullopt}, now);
+    const SignedErasure done =
+        erase(context.storage, keys, {installation, std::nullopt}, now, context.goes_on);
     if (done.erased.deliveries > 0) {
       note_erasure(context.audit, now, participant_user, done, context.report_failure);
     }

@@ -17,6 +17,9 @@ struct ParticipantsContext {
   Audit& audit;
   /// For failures that the client is not to know of.
   std::function<void(std::string_view)> report_failure;
+  /// False once the server may not wait any longer for its end: what takes long ends at its next
+  /// step. Called from any thread.
+  GoesOn goes_on = to_the_end;
 };
 
 /// The response to a body {"installation":"..."}: the latest of what is kept under the identifier,

@@ -60,7 +60,8 @@ int run(const Options& options) {
   // nothing is erased: there would be no receipt, and another try would find nothing.
   const ReceiptKeys keys = receipt_keys(*storage);
   const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-  const SignedErasure done = erase(target, keys, {options.installation, options.email}, now);
+  const SignedErasure done =
+      erase(target, keys, {options.installation, options.email}, now, to_the_end);
   // It is flushed first: the erasure cannot be repeated if something fails after it.
   std::cout << done.receipt << std::endl;
   note_command(options.data, Action::erase, done.description + (backup ? ", from a backup" : ""));

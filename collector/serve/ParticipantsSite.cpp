@@ -33,13 +33,14 @@ bool is_participants(const Request& request) {
 }  // namespace
 
 ParticipantsSite::ParticipantsSite(const ServeOptions& options, Storage& storage, Audit& audit,
-                                   LimitedPool& pool, LogWriter& log, Site& intake)
+                                   LimitedPool& pool, LogWriter& log, Site& intake, GoesOn goes_on)
     : options_(options),
       storage_(storage),
       audit_(audit),
       pool_(pool),
       log_(log),
-      intake_(intake) {}
+      intake_(intake),
+      goes_on_(std::move(goes_on)) {}
 
 asio::awaitable<std::optional<Response>> ParticipantsSite::judge(Request& request) {
   if (!is_participants(request)) co_return co_await intake_.judge(request);
@@ -75,8 +76,8 @@ std::optional<Response> ParticipantsSite::judge_plainly(Request& request, std::s
 
 asio::awaitable<Response> ParticipantsSite::respond(Request& request) {
   if (!is_participants(request)) co_return co_await intake_.respond(request);
-  const ParticipantsContext context{storage_, audit_,
-                                    [this](std::string_view text) { log_.message(text); }};
+  const ParticipantsContext context{
+      storage_, audit_, [this](std::string_view text) { log_.message(text); }, goes_on_};
   const bool erases = request.route.path == erase_path;
   const Time time = now();
   const auto work = [&context, &request, erases, time] {

@@ -23,9 +23,9 @@ class ParticipantsSite : public Site {
   /// Of a body. The longest identifier fits whatever of it is escaped.
   static constexpr std::size_t largest_body = 1024;
 
-  /// All references must outlive the site.
+  /// All references must outlive the site. `goes_on` can be called from any thread.
   ParticipantsSite(const ServeOptions& options, Storage& storage, Audit& audit, LimitedPool& pool,
-                   LogWriter& log, Site& intake);
+                   LogWriter& log, Site& intake, GoesOn goes_on);
 
   boost::asio::awaitable<std::optional<Response>> judge(Request& request) override;
   boost::asio::awaitable<Response> respond(Request& request) override;
@@ -42,6 +42,7 @@ class ParticipantsSite : public Site {
   LimitedPool& pool_;
   LogWriter& log_;
   Site& intake_;
+  GoesOn goes_on_;
   PageFiles files_{embedded_pages()};
   RateCounter rates_{rate, RateUse::secrets};
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
@@ -131,6 +132,8 @@ class Server::Core {
 
   ServeOptions options_;
   LogWriter& log_;
+  /// Read by what runs on the pools.
+  std::atomic<bool> goes_on_ = true;
   // Everything that follows is used by what the context still holds when it is destroyed.
   asio::io_context network_{1};
   asio::executor_work_guard<asio::io_context::executor_type> work_{network_.get_executor()};
@@ -163,11 +166,12 @@ Server::Core::Core(const ServeOptions& options, Storage& storage, AccessControl&
       context_{options_.deadlines, options_.max_body, budget_, buffer_, pages_pool_},
       readiness_(storage, pool_),
       intake_site_(options_, storage, pool_, readiness_, metrics_, log_),
-      participants_site_(options_, storage, access.audit, participants_pool_, log_, intake_site_),
+      participants_site_(options_, storage, access.audit, participants_pool_, log_, intake_site_,
+                         [this] { return goes_on_.load(); }),
       pages_site_(
           options_,
-          {storage, access, options_.keeping,
-           [this](std::string_view text) { log_.message(text); }},
+          {storage, access, options_.keeping, [this](std::string_view text) { log_.message(text); },
+           [this] { return goes_on_.load(); }},
           {pages_pool_, password_pool_}, readiness_, metrics_, [this] { return measure(); }, log_),
       tls_(options_.tls ? open_tls(*options_.tls) : nullptr),
       most_connections_(allow_connections(options_.max_connections)),
@@ -306,6 +310,7 @@ void Server::Core::begin_end() {
   stop_timer_.expires_after(options_.deadlines.stop);
   stop_timer_.async_wait([this](const boost::system::error_code& error) {
     if (error) return;
+    goes_on_ = false;
     for (HttpConnection* const connection : connections_) connection->abort();
   });
   finish_if_done();

@@ -62,6 +62,23 @@ TEST_F(ParticipantsSiteTest, ABodyIsNoLargerThanTheLongestIdentifier) {
   expect_problem(post("/mine/erase", body + padding + " "), 413);
 }
 
+TEST(ParticipantsSite, AnErasureHasAsLongAsOtherRequestsWhenTheServerEnds) {
+  for (const bool is_long : {false, true}) {
+    ServeOptions options = test_options();
+    options.deadlines.stop = std::chrono::milliseconds(is_long ? 50 : 30'000);
+    RunningServer server(options);
+    const int steps = is_long ? 20'000 : 300;
+    server.storage().set_erasing_steps(steps);
+    TestClient client(server.port());
+    client.send(with_body("POST /mine/erase", "", R"({"installation":"machine-1"})"));
+    while (server.storage().erasing_steps() == 0) std::this_thread::yield();
+    server.stop();
+    EXPECT_LT(server.join(), std::chrono::seconds(15));
+    EXPECT_EQ(server.storage().erasing_steps() == steps, !is_long);
+    EXPECT_EQ(client.read_rest().starts_with("HTTP/1.1 200 "), !is_long);
+  }
+}
+
 TEST_F(ParticipantsSiteTest, AnotherSitesPageDoesNothingHere) {
   const std::string body = R"({"installation":"machine-1"})";
   for (const std::string path : {"/mine/kept", "/mine/erase"}) {

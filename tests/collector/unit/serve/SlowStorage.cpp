@@ -41,6 +41,16 @@ void SlowStorage::fail_cleaning(bool fails) {
   fails_cleaning_ = fails;
 }
 
+void SlowStorage::set_erasing_steps(int steps) {
+  const std::lock_guard lock(mutex_);
+  erasing_steps_ = steps;
+}
+
+int SlowStorage::erasing_steps() {
+  const std::lock_guard lock(mutex_);
+  return erasing_steps_made_;
+}
+
 void SlowStorage::set_texts(std::int64_t count) {
   const std::lock_guard lock(mutex_);
   texts_ = count;
@@ -115,6 +125,18 @@ InstallationKeeping SlowStorage::keeping_of(const std::string& installation) {
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [this] { return !is_held_; });
   return FakeStorage::keeping_of(installation);
+}
+
+ErasedCounts SlowStorage::erase_installation(const std::string& installation,
+                                             const GoesOn& goes_on) {
+  std::unique_lock lock(mutex_);
+  for (; erasing_steps_made_ < erasing_steps_; ++erasing_steps_made_) {
+    lock.unlock();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    if (!goes_on()) throw StorageError("not everything is erased");
+    lock.lock();
+  }
+  return FakeStorage::erase_installation(installation, goes_on);
 }
 
 std::int64_t SlowStorage::remove_texts(Time before, const GoesOn& goes_on) {

@@ -30,6 +30,10 @@ class SlowStorage : public test::FakeStorage {
   void set_ready(bool is_ready);
   /// What `remove_texts` and `erase_silent` do from now on.
   void fail_cleaning(bool fails);
+  /// An erasure of an installation takes so many steps of 1 ms from now on.
+  void set_erasing_steps(int steps);
+  /// The steps that were made.
+  int erasing_steps();
   /// How many raw reports `remove_texts` finds, each in a step of 1 ms.
   void set_texts(std::int64_t count);
 
@@ -55,6 +59,7 @@ class SlowStorage : public test::FakeStorage {
   void add_product(const std::string& product) override;
   std::vector<std::string> products() override;
   InstallationKeeping keeping_of(const std::string& installation) override;
+  ErasedCounts erase_installation(const std::string& installation, const GoesOn& goes_on) override;
   std::int64_t remove_texts(Time before, const GoesOn& goes_on) override;
   ErasedCounts erase_silent(Time before, const GoesOn& goes_on) override;
   std::vector<KeptDelivery> export_part(const std::optional<std::string>& installation,
@@ -80,6 +85,8 @@ class SlowStorage : public test::FakeStorage {
   bool is_ready_ = true;
   bool fails_cleaning_ = false;
   std::int64_t texts_ = 2;
+  int erasing_steps_ = 0;
+  int erasing_steps_made_ = 0;
   int export_parts_ = 0;
   int parts_given_ = 0;
   ExportEnd export_end_ = ExportEnd::sound;
