@@ -29,9 +29,8 @@ int run(const Options& options) {
     if (kept.is_damaged) ++damaged;
   });
   if (damaged == 0) return 0;
-  throw CommandError(std::to_string(damaged) +
-                     " of the deliveries are damaged, and their lines are not whole; run check, "
-                     "and restore a backup");
+  throw CommandError("damaged deliveries: " + std::to_string(damaged) +
+                     "; their lines are not whole; run check, and restore a backup");
 }
 
 }  // namespace

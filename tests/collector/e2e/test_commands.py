@@ -142,7 +142,7 @@ class ImportAndExport(CommandTest):
         self.assertEqual(done.returncode, 1)
         self.assertEqual([bool(json.loads(entry)["commands"])
                           for entry in done.stdout.splitlines()], [False, True])
-        self.assertRegex(done.stderr, r"\A1 of the deliveries [^\n]+\n\Z")
+        self.assertRegex(done.stderr, r"\Apelto-collector: damaged deliveries: 1; [^\n]+\n\Z")
 
     def test_a_grown_report_replaces_the_earlier_one_in_any_order_of_lines(self) -> None:
         grown = [line(number, "a", f"2026-01-{number:02}T00:00:00Z",
