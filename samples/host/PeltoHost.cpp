@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <initializer_list>
 
@@ -11,10 +12,9 @@ namespace pelto {
 namespace {
 
 constexpr size_t LargestLog = size_t{1} << 20;
-// The sender takes 1,023 bytes of a line: 23 of the time, 10 of "Command = ", and the text.
+// The sender takes 1,023 bytes of a line: 23 with the time, 10 of "Command = ", and the text.
 constexpr size_t LongestText = 990;
 
-// The 23 bytes before a keyword.
 std::string TimeText() {
   SYSTEMTIME now;
   GetLocalTime(&now);
@@ -47,7 +47,7 @@ std::string LineText(std::wstring_view from, bool keepsEnd) {
   std::ranges::replace_if(
       text, [](wchar_t character) { return character < L' '; }, L'_');
   std::string bytes;
-  for (size_t size = std::min(text.size(), LongestText);; --size) {
+  for (size_t size = (std::min)(text.size(), LongestText);; --size) {
     text = keepsEnd ? text.substr(text.size() - size) : text.substr(0, size);
     bytes = ToBytes(text);
     if (bytes.size() <= LongestText) return bytes;
@@ -65,8 +65,10 @@ Handle Start(const std::wstring& program, std::initializer_list<std::wstring> ar
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION process = {};
+  // In its own folder: the current one would be in use as long as the dialog is open.
+  const std::wstring folder = program.substr(0, program.find_last_of(L'\\') + 1);
   CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS,
-                 nullptr, nullptr, &startup, &process);
+                 nullptr, folder.c_str(), &startup, &process);
   Own(process.hThread);
   return Own(process.hProcess);
 }
@@ -83,11 +85,8 @@ void UsageLog::AddDocument(const char* keyword, std::wstring_view path) {
 }
 
 void UsageLog::Open() {
-  isDecided_ = true;
-  const std::wstring settings = dataFolder_ + L"\\PeltoReport.ini";
-  if (GetPrivateProfileIntW(L"General", L"PeltoState", 2, settings.c_str()) != 1) return;
   CreateDirectoryW(logFolder_.c_str(), nullptr);
-  static int number = 0;
+  static std::atomic<int> number = 0;
   std::string name =
       TimeText() + std::to_string(GetCurrentProcessId()) + '-' + std::to_string(++number) + ".log";
   std::ranges::replace(name, ':', '.');
@@ -98,12 +97,14 @@ void UsageLog::Open() {
 }
 
 void UsageLog::Write(const std::string& lines) {
-  if (!isDecided_) Open();
+  const std::wstring settings = dataFolder_ + L"\\PeltoReport.ini";
+  if (GetPrivateProfileIntW(L"General", L"PeltoState", 2, settings.c_str()) != 1) return Rotate();
+  if (!file_) Open();
   if (!file_) return;
   DWORD written = 0;
   WriteFile(file_.get(), lines.data(), static_cast<DWORD>(lines.size()), &written, nullptr);
   size_ += written;
-  if (size_ > LargestLog) Rotate();
+  if (written != lines.size() || size_ > LargestLog) Rotate();
 }
 
 void Sender::CountAndSend(const std::wstring& uploadAddress, const std::wstring& applicationName,

@@ -12,14 +12,15 @@ namespace pelto {
 /// Owns a handle of Windows; null without one.
 using Handle = std::shared_ptr<void>;
 
-/// The usage log of this process, for one thread at a time. The sender leaves its file alone as
-/// long as it is open, and counts and deletes it once it is closed.
+/// The usage log of this process, for one thread at a time, of a user who takes part. The sender
+/// leaves the file alone as long as it is open, and counts and deletes it once it is closed.
 class UsageLog {
  public:
-  /// The log folder's parent must exist. Nothing is written unless the user takes part, which is
-  /// looked up in the sender's data folder when a file would begin.
+  /// The log folder's parent must exist. In the data folder is the user's answer.
   UsageLog(const std::wstring& logFolder, const std::wstring& dataFolder)
       : logFolder_(logFolder), dataFolder_(dataFolder) {}
+  UsageLog(UsageLog&&) = default;
+  UsageLog& operator=(UsageLog&&) = default;
 
   /// One use of a command. Its name should not depend on the user's language. What a line or the
   /// system's code page cannot hold becomes "_", and a name is cut after 990 bytes.
@@ -28,8 +29,7 @@ class UsageLog {
   /// the type is counted.
   void AddOpenedDocument(std::wstring_view path) { AddDocument("OnOpenDocument", path); }
   void AddSavedDocument(std::wstring_view path) { AddDocument("OnSaveDocument", path); }
-  /// Closes the file, so that the next `log_handle` counts it, and looks up anew whether the user
-  /// takes part. A file of a mebibyte is closed by itself.
+  /// Closes the file, so that the next `log_handle` counts it. One of a mebibyte closes by itself.
   void Rotate() { *this = UsageLog(logFolder_, dataFolder_); }
 
  private:
@@ -40,7 +40,6 @@ class UsageLog {
   std::wstring logFolder_;
   std::wstring dataFolder_;
   Handle file_;
-  bool isDecided_ = false;
   size_t size_ = 0;
 };
 

@@ -231,7 +231,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE /*previous*/, LPWSTR /*argumen
                 ApplicationName, MB_OK | MB_ICONINFORMATION);
     return 1;
   }
-  // As long as the process lives: a thread may count when this function returns.
-  static Host host(arguments[1], arguments[2], arguments[3], arguments[4]);
+  // Never destroyed: a thread may count when this function returns.
+  Host& host = *new Host(arguments[1], arguments[2], arguments[3], arguments[4]);
   return arguments.size() == 6 ? Play(host, arguments[5]) : RunWindow(instance, host, nShowCmd);
 }

@@ -90,13 +90,14 @@ TEST(UsageLog, IsWrittenOnlyForAUserWhoTakesPart) {
   EXPECT_TRUE(h.Files().empty());
 
   h.Answer("1");
-  log.AddCommand(L"Line");
-  EXPECT_TRUE(h.Files().empty()) << "looked up again before the log was rotated";
-  log.Rotate();
   log.AddCommand(L"Circle");
-  log.Rotate();
+  h.Answer("2");
+  log.AddCommand(L"Line");
+  h.Answer("3");
+  log.AddSavedDocument(L"a.dwg");
   h.Harvest();
   EXPECT_EQ(FormatCommands(h.commands), L"Circle 1 1;");
+  EXPECT_EQ(FormatFileTypes(h.fileTypes), L"");
 }
 
 TEST(UsageLog, WhatALineCannotHoldIsReplaced) {
