@@ -23,6 +23,8 @@ namespace {
 
 /// Of the request line and all fields, and of what surrounds the chunks of a body.
 constexpr std::uint32_t largest_header = 8 * 1024;
+/// A response's body up to this size is sent together with its header.
+constexpr std::size_t largest_joined_body = std::size_t{16} * 1024;
 
 /// The body of a request as it arrives. Its memory is counted against the budget as it grows: what
 /// a client only announces costs nothing.
@@ -329,9 +331,16 @@ asio::awaitable<bool> HttpConnection::send(const Exchange& exchange) {
   form.keeps_alive = exchange.keeps_alive;
   form.has_body = exchange.request.method != "HEAD";
   form.knows_chunks = exchange.request.is_http_1_1;
+  // A large one is not copied: a client that reads slowly holds it for long.
+  const std::string_view body = body_of(exchange.response);
+  const bool has_large_body =
+      form.has_body && !exchange.response.source && body.size() > largest_joined_body;
+  const bool has_source = form.has_body && exchange.response.source != nullptr;
+  form.has_body = form.has_body && !has_large_body;
   const std::string bytes = format_response(exchange.response, form);
   const bool is_sent = co_await send_whole(bytes);
-  if (!is_sent || !exchange.response.source || !form.has_body) co_return is_sent;
+  if (is_sent && has_large_body) co_return co_await send_whole(body);
+  if (!is_sent || !has_source) co_return is_sent;
   co_return co_await send_source(*exchange.response.source, form.knows_chunks);
 }
 

@@ -87,6 +87,10 @@ std::string_view reason_of(int status) {
   }
 }
 
+std::string_view body_of(const Response& response) {
+  return response.fixed_body.empty() ? std::string_view(response.body) : response.fixed_body;
+}
+
 Response refusal_response(Refusal refusal) {
   Response response;
   response.status = status_of(refusal);
@@ -112,11 +116,11 @@ std::string format_response(const Response& response, const ResponseForm& form) 
   if (response.source) {
     if (form.knows_chunks) text += "\r\nTransfer-Encoding: chunked";
   } else if (can_have_body) {
-    text += "\r\nContent-Length: " + std::to_string(response.body.size());
+    text += "\r\nContent-Length: " + std::to_string(body_of(response).size());
   }
   text += form.keeps_alive ? "\r\nConnection: keep-alive\r\n" : "\r\nConnection: close\r\n";
   text += response.fields + "\r\n";
-  if (form.has_body && can_have_body && !response.source) text += response.body;
+  if (form.has_body && can_have_body && !response.source) text += body_of(response);
   return text;
 }
 

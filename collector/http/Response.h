@@ -23,6 +23,8 @@ struct Response {
   int status = 200;
   std::string content_type = "text/plain";
   std::string body = "OK";
+  /// In place of `body`, if it is not empty: bytes that outlive the response.
+  std::string_view fixed_body{};
   /// Gives the body in place of `body`.
   std::shared_ptr<BodySource> source{};
   /// Further fields, each with its CR LF.
@@ -32,6 +34,9 @@ struct Response {
   /// Set if the request is counted as refused.
   std::optional<Refusal> refusal;
 };
+
+/// The body, unless a source gives it.
+std::string_view body_of(const Response& response);
 
 /// What a status means, as "Not Found".
 std::string_view reason_of(int status);

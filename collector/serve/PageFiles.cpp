@@ -26,7 +26,7 @@ std::string_view type_of(std::string_view path) {
 Response make_response(const EmbeddedFile& file, bool takes_gzip) {
   Response response;
   response.content_type = type_of(file.path);
-  response.body = takes_gzip ? file.gzip : file.content;
+  response.fixed_body = takes_gzip ? file.gzip : file.content;
   response.fields = "Vary: Accept-Encoding\r\n";
   if (takes_gzip) response.fields += "Content-Encoding: gzip\r\n";
   return response;

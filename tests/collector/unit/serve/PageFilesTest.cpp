@@ -36,7 +36,7 @@ TEST(PageFiles, AssetsAreKeptByTheBrowser) {
   ASSERT_TRUE(script);
   EXPECT_EQ(script->status, 200);
   EXPECT_EQ(script->content_type, "text/javascript; charset=utf-8");
-  EXPECT_EQ(script->body, text_of("assets/app-1a2b3c.js"));
+  EXPECT_EQ(body_of(*script), text_of("assets/app-1a2b3c.js"));
   EXPECT_EQ(script->fields,
             "Vary: Accept-Encoding\r\nCache-Control: public, max-age=31536000, immutable\r\n");
   EXPECT_EQ(files.asset("app-4d5e6f.css", false)->content_type, "text/css; charset=utf-8");
@@ -45,8 +45,14 @@ TEST(PageFiles, AssetsAreKeptByTheBrowser) {
 TEST(PageFiles, AreSmallerInGzip) {
   const auto script = PageFiles(stand_in_pages()).asset("app-1a2b3c.js", true);
   ASSERT_TRUE(script);
-  EXPECT_LT(script->body.size(), text_of("assets/app-1a2b3c.js").size() / 2);
+  EXPECT_LT(body_of(*script).size(), text_of("assets/app-1a2b3c.js").size() / 2);
   EXPECT_TRUE(script->fields.find("Content-Encoding: gzip\r\n") != std::string::npos);
+}
+
+TEST(PageFiles, AreNotCopied) {
+  for (const bool takes_gzip : {false, true}) {
+    EXPECT_TRUE(PageFiles(stand_in_pages()).page("index.html", takes_gzip).body.size() < 100);
+  }
 }
 
 TEST(PageFiles, OtherNamesAreNoAssets) {
@@ -60,7 +66,7 @@ TEST(PageFiles, PagesAreAskedForEachTime) {
   const Response page = PageFiles(stand_in_pages()).page("index.html", false);
   EXPECT_EQ(page.status, 200);
   EXPECT_EQ(page.content_type, "text/html; charset=utf-8");
-  EXPECT_EQ(page.body, text_of("index.html"));
+  EXPECT_EQ(body_of(page), text_of("index.html"));
   EXPECT_TRUE(page.fields.find("Cache-Control: no-store\r\n") != std::string::npos);
 }
 
