@@ -18,8 +18,10 @@ constexpr std::size_t shortest_text = 4;
 /// A row's first bytes are in its table's page, at least as many as this; the rest of a long row
 /// goes into pages of its own, which are overwritten when they get free.
 constexpr std::size_t longest_part = 256;
-/// With more texts than this, writing the tables anew takes less time than looking for each.
+/// With more texts of a table than this, writing it anew takes less time than looking for each.
 constexpr std::size_t most_texts = 200;
+/// More are not kept in mind.
+constexpr std::size_t most_kept = 100'000;
 /// After this many pages `goes_on` is asked.
 constexpr std::size_t pages_between = 256;
 
@@ -76,7 +78,7 @@ void ErasedTexts::add(std::int64_t erasure, std::vector<ErasedText> texts) {
   const std::lock_guard lock(mutex_);
   count_ += texts.size();
   erasures_.emplace(erasure, std::move(texts));
-  if (count_ <= most_texts) return;
+  if (count_ <= most_kept) return;
   erasures_.clear();
   count_ = 0;
 }
@@ -116,7 +118,13 @@ std::set<std::string> find_traces(Connection& connection, const std::vector<Eras
   }
   OpenFile file(connection);
   std::set<std::string> found;
+  // Debian's SQLite can list the pages of a table. One that cannot has all tables written anew.
+  const bool can_list = sqlite3_compileoption_used("ENABLE_DBSTAT_VTAB") != 0;
   for (const auto& [table, parts] : by_table) {
+    if (!can_list || parts.size() > most_texts) {
+      found.insert(table);
+      continue;
+    }
     std::size_t read = 0;
     for (const std::int64_t page : pages_of(connection, table)) {
       if (read++ % pages_between == 0) go_on_removing(goes_on);

@@ -31,7 +31,7 @@ class ErasedTexts {
   /// `erasure` is the number of the erasure's transaction.
   void add(std::int64_t erasure, std::vector<ErasedText> texts);
   /// The texts of the erasures after `first` up to `last`; none if one of these is not known:
-  /// another process did it, or its texts were too many to look for.
+  /// another process did it, or the texts were too many to keep.
   std::optional<std::vector<ErasedText>> find(std::int64_t first, std::int64_t last);
   /// Forgets those up to `last`.
   void forget(std::int64_t last);
@@ -45,7 +45,8 @@ class ErasedTexts {
 /// Throws `StorageError` if `goes_on` returns false: the removal of traces ends there.
 void go_on_removing(const GoesOn& goes_on);
 
-/// The tables that have one of the texts in an unused part of a page. Throws `StorageError`, also
+/// The tables that have one of the texts in an unused part of a page, and those that have so many
+/// that writing them anew takes less time than looking. Throws `StorageError`, also
 /// when `goes_on` returns false before the end.
 std::set<std::string> find_traces(Connection& connection, const std::vector<ErasedText>& texts,
                                   const GoesOn& goes_on);
