@@ -90,7 +90,11 @@ Places read_places(std::string_view bytes) {
   ByteReader reader(bytes);
   std::int64_t place = 0;
   while (!reader.rest().empty()) {
-    place += static_cast<std::int64_t>(reader.number());
+    const std::uint64_t step = reader.number();
+    if (step > static_cast<std::uint64_t>(largest_count - place)) {
+      throw StorageError("a stored sum is damaged; run check, and restore a backup");
+    }
+    place += static_cast<std::int64_t>(step);
     const std::int64_t reports = reader.signed_number();
     places.emplace_back(place, reports);
   }

@@ -58,7 +58,11 @@ void recount_uses(Connection& connection, Names& names) {
         "SELECT number, installation, product, received, version, packed FROM report");
     StoredReport report;
     while (row->executeStep()) {
-      read_report(*row.operator->(), names, report);
+      if (!read_report(*row.operator->(), names, report)) {
+        // It may be mended, and would then miss names that nobody else uses.
+        names.forget();
+        return;
+      }
       use_names(report.counts, names, 1);
       names.use(report.group.version, 1);
     }

@@ -13,7 +13,8 @@ namespace pelto::collector {
 void recount_group(Connection& connection, Names& names, const Group& group);
 
 /// Notes in `names`, in which nothing else may be noted, how much the uses of names in the file
-/// differ from those of all reports: a damaged report that is erased does not tell its names.
+/// differ from those of all reports: a damaged report that is erased does not tell its names. Notes
+/// nothing if another report is damaged, so that none of its names goes.
 /// Reads every report. Within a transaction that writes.
 void recount_uses(Connection& connection, Names& names);
 
