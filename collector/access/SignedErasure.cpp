@@ -11,6 +11,7 @@ SignedErasure erase(Storage& storage, const ReceiptKeys& keys, const ErasureSubj
   const std::string hash = by_installation ? subject_of_installation(*subject.installation, keys)
                                            : subject_of_email(*subject.email, keys);
   std::string description = by_installation ? "by installation: " : "by address: ";
+  if (!erased.is_whole) description += "in part: ";
   description += "installations " + std::to_string(erased.installations) + ", deliveries " +
                  std::to_string(erased.deliveries) + ", addresses " +
                  std::to_string(erased.contacts);

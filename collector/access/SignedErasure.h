@@ -25,9 +25,9 @@ struct SignedErasure {
   std::string description;
 };
 
-/// Erases from a storage. `keys` sign the receipt. Throws `StorageError` if not everything is
-/// erased, also if `goes_on` returned false before; traces that are left in the files are part of
-/// the result.
+/// Erases from a storage. `keys` sign the receipt. Throws `StorageError`. If `goes_on` ended it, it
+/// is not whole: that is to be noted, and no receipt to be given. Traces that are left in the files
+/// are part of the result.
 SignedErasure erase(Storage& storage, const ReceiptKeys& keys, const ErasureSubject& subject,
                     Time now, const GoesOn& goes_on);
 

@@ -77,6 +77,7 @@ Response judge(const ApiContext& context, const ApiRequest& request) {
 }  // namespace
 
 Response respond_to_api(const ApiContext& context, const ApiRequest& request) {
+  if (!context.goes_on()) return ending();
   try {
     return judge(context, request);
   } catch (const ApiError& error) {

@@ -1,6 +1,9 @@
 #include "collector/api/ApiCall.h"
 
+#include <chrono>
+
 #include "collector/access/Password.h"
+#include "collector/http/Problem.h"
 
 namespace pelto::collector {
 
@@ -34,6 +37,11 @@ void require_acceptable(const std::string& password) {
   if (is_acceptable_password(password)) return;
   throw ApiError(422, "short-password",
                  "a password has at least " + std::to_string(shortest_password) + " characters");
+}
+
+Response ending() {
+  return try_later(503, "ending", "the server ends, and not everything is done; ask again",
+                   std::chrono::seconds(10));
 }
 
 Response no_content() {

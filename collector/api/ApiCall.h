@@ -53,6 +53,8 @@ std::optional<std::string> optional_text(const nlohmann::json& object, const cha
 void require_acceptable(const std::string& password);
 
 Response no_content();
+/// For what the server's end has cut short, or left undone.
+Response ending();
 
 // The operations. Each throws `ApiError`, `FigureError` and `StorageError`.
 Response show_session(const ApiCall& call);

@@ -45,6 +45,7 @@ Response erase(const ApiCall& call) {
       erase(storage, receipt_keys(storage), subject, call.request.at, call.context.goes_on);
   note_erasure(call.context.access.audit, call.request.at, call.user.name, done,
                call.context.report_failure);
+  if (!done.erased.is_whole) return ending();
   return json_line_response(done.receipt);
 }
 

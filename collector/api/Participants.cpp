@@ -18,6 +18,7 @@ using nlohmann::ordered_json;
 template <typename Respond>
 Response respond_safely(const ParticipantsContext& context, const std::string& body,
                         Respond respond) {
+  if (!context.goes_on()) return ending();
   try {
     return respond(text_member(read_object(body), "installation"));
   } catch (const ApiError& error) {
@@ -29,12 +30,25 @@ Response respond_safely(const ParticipantsContext& context, const std::string& b
   }
 }
 
+/// A version as it is shown. Of a stranger's one, which can be long, the beginning.
+std::string shorten(std::string version) {
+  constexpr std::size_t most = 64;
+  if (version.size() <= most) return version;
+  std::size_t end = most;
+  const auto is_inside = [&] {
+    return (static_cast<unsigned char>(version[end]) & 0xC0U) == 0x80U;
+  };
+  while (end > 0 && is_inside()) --end;
+  version.resize(end);
+  return version + "\u2026";
+}
+
 Response as_response(const InstallationKeeping& keeping) {
   auto deliveries = ordered_json::array();
   for (const InstallationKeeping::Kept& kept : keeping.deliveries) {
     deliveries.push_back({{"received", format_time(kept.received)},
                           {"product", kept.product},
-                          {"version", kept.version},
+                          {"version", shorten(kept.version)},
                           {"commands", kept.commands},
                           {"file_types", kept.file_types},
                           {"has_raw_report", kept.has_text}});
@@ -60,6 +74,7 @@ Response erase_kept(const ParticipantsContext& context, const std::string& body,
     if (done.erased.deliveries > 0) {
       note_erasure(context.audit, now, participant_user, done, context.report_failure);
     }
+    if (!done.erased.is_whole) return ending();
     return json_line_response(done.receipt);
   });
 }

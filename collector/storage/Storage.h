@@ -98,7 +98,7 @@ struct InstallationKeeping {
     bool operator==(const Kept&) const = default;
   };
   /// Anybody can deliver any number under one identifier, and ask for them.
-  static constexpr std::size_t most_deliveries = 1000;
+  static constexpr std::size_t most_deliveries = 100;
   /// The latest `most_deliveries`, by time.
   std::vector<Kept> deliveries{};
   /// The number of all.
@@ -112,6 +112,8 @@ struct ErasedCounts {
   std::int64_t installations = 0;
   std::int64_t deliveries = 0;
   std::int64_t contacts = 0;
+  /// False if something of the subject is left, as the erasure was ended.
+  bool is_whole = true;
   /// Why unused parts of the files can still hold pieces of what was erased: a line that says what
   /// to do. Empty if they do not.
   std::string traces_left{};
@@ -180,9 +182,9 @@ class Storage {
                          const std::function<void(const KeptDelivery&)>& take);
 
   /// Erases everything of an installation in every product, in small steps, and then its traces in
-  /// unused parts of the files. If `goes_on` returns false before all is erased, it throws: what is
-  /// left can be erased by another call. What happens after that is in the result: an erasure is
-  /// not undone, and `remove_traces` tries again.
+  /// unused parts of the files. If `goes_on` returns false before all is erased, the result has
+  /// what was erased so far, and says so: what is left can be erased by another call. An erasure is
+  /// not undone; for traces that are left, `remove_traces` tries again.
   virtual ErasedCounts erase_installation(const std::string& installation,
                                           const GoesOn& goes_on) = 0;
   /// Erases every installation with this e-mail address, in the same way; letter case is ignored.

@@ -86,7 +86,6 @@ class Eraser {
       bool is_replaced_before = false;
       while (row->executeStep()) {
         const bool is_sound = read_report(*row.operator->(), keeper_.names(), report);
-        if (!is_sound) has_damaged_ = true;
         const bool is_replaced = row->getColumn(6).getInt() != 0;
         const Time received{std::chrono::seconds{row->getColumn(3).getInt64()}};
         if (report.group.product == product_before && is_replaced_before) {
@@ -97,6 +96,7 @@ class Eraser {
           is_whole = false;
           break;
         }
+        if (!is_sound) has_damaged_ = true;
         keeper_.intake().count(report.group.product, received, "accepted", "", -1);
         product_before = report.group.product;
         is_replaced_before = is_replaced;

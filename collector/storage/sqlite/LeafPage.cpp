@@ -22,7 +22,7 @@ class PageReader {
 
   std::size_t number(std::size_t place) const { return byte(place) << 8U | byte(place + 1); }
 
-  /// Moves `place` behind the number.
+  /// Moves `place` past the number.
   std::uint64_t varint(std::size_t& place) const {
     std::uint64_t value = 0;
     for (std::size_t i = 1; i <= longest_varint; ++i) {

@@ -161,6 +161,10 @@ Writer::Trouble Writer::keep_group(std::vector<std::variant<Job, Task>>& jobs) {
   if (trouble == Trouble::none) suspect_.reset();
   if (trouble == Trouble::damage) {
     suspect_ = std::get<Job>(jobs.front()).delivery;
+    // Whether it can be kept does not depend on these.
+    suspect_->report.text.clear();
+    suspect_->report.email.clear();
+    suspect_->report.adapter_hash.clear();
     forget_state();
   } else {
     note_state(trouble == Trouble::none);

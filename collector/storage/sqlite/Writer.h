@@ -135,7 +135,7 @@ class Writer {
   /// After a group has failed for damage: one after the other, until one meets a lock, which the
   /// rest would wait for in vain, too.
   void keep_each(std::vector<std::variant<Job, Task>>& jobs);
-  /// After a group has waited for the lock in vain: those that were behind it meanwhile do not wait
+  /// After a group has waited for the lock in vain: those that came after it meanwhile do not wait
   /// again, one group after the other.
   void fail_waiting();
   /// In one transaction: all of them or none. Throws.

@@ -54,9 +54,10 @@ class ApiTest : public testing::Test {
     request.now = std::chrono::steady_clock::time_point(hours(1000)) + elapsed_;
     request.health = health_;
     EXPECT_NE(request.match.route, nullptr) << asked.target;
-    return respond_to_api({storage, access_, keeping_,
-                           [this](std::string_view text) { failures_.emplace_back(text); }},
-                          request);
+    return respond_to_api(
+        {storage, access_, keeping_,
+         [this](std::string_view text) { failures_.emplace_back(text); }, goes_on_},
+        request);
   }
 
   void add(const std::string& name, Role role) {
@@ -105,6 +106,7 @@ class ApiTest : public testing::Test {
   test::FakeStorage storage_;
   AccessControl access_{folder_ / "reports.sqlite"};
   KeepingPolicy keeping_;
+  GoesOn goes_on_ = to_the_end;
   Address client_;
   bool is_secure_ = false;
   Health health_;
@@ -517,6 +519,20 @@ TEST_F(ApiTest, ContactsAreListed) {
             "zoe@example.org,2024-10-04T00:00:00Z\r\n");
   EXPECT_EQ(audit().size(), 3);
   expect_problem(ask({"GET", "/api/v1/contacts?product=x", nullptr, token}), 404, "Not Found");
+}
+
+TEST_F(ApiTest, AnErasureThatIsCutShortGivesAnEntryAndNoReceipt) {
+  const std::string token = token_for("ann", Role::admin);
+  keep("machine-1");
+  int asked = 0;
+  goes_on_ = [&] { return ++asked == 1; };
+  expect_problem(ask({"POST", "/api/v1/erasures", json{{"installation", "machine-1"}}, token}), 503,
+                 "Service Unavailable");
+  EXPECT_THAT(audit(),
+              ElementsAre("ann log-in ",
+                          "ann erase by installation: in part: installations 0, deliveries 0, "
+                          "addresses 0"));
+  expect_problem(ask({"GET", "/api/v1/products", nullptr, token}), 503, "Service Unavailable");
 }
 
 TEST_F(ApiTest, AnErasureGivesAReceiptAndAnEntryWithoutAName) {

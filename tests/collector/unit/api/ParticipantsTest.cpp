@@ -57,6 +57,30 @@ TEST_F(ParticipantsTest, SeeWhatIsKept) {
             "\"total\":1,\"has_email\":true}\n");
 }
 
+TEST_F(ParticipantsTest, SeeTheBeginningOfALongVersion) {
+  for (const int ahead : {0, 1}) {
+    Delivery delivery{"default", "long " + std::to_string(ahead), now, {}};
+    delivery.report.installation = "machine-" + std::to_string(3 + ahead);
+    delivery.report.version = std::string(static_cast<std::size_t>(ahead), 'x');
+    for (int i = 0; i < 1000; ++i) delivery.report.version += "\u00E4";
+    storage_.keep(delivery, TimeKind::stated, [](Outcome) {});
+    const Response response =
+        show_kept(context_, R"({"installation":")" + delivery.report.installation + "\"}");
+    const std::string shown = json::parse(response.body).at("deliveries").at(0).at("version");
+    EXPECT_EQ(shown, delivery.report.version.substr(0, ahead == 0 ? 64 : 63) + "\u2026");
+  }
+}
+
+TEST_F(ParticipantsTest, GetNoReceiptForAnErasureThatIsCutShort) {
+  int asked = 0;
+  context_.goes_on = [&] { return ++asked == 1; };
+  const Response response = erase_kept(context_, known, now);
+  EXPECT_EQ(response.status, 503);
+  EXPECT_EQ(response.code, "ending");
+  EXPECT_EQ(storage_.keeping_of("machine-1").total, 1);
+  EXPECT_EQ(show_kept(context_, known).status, 503) << "nothing is begun any more";
+}
+
 TEST_F(ParticipantsTest, SeeTheSameOfAnUnknownAndAnErasedInstallation) {
   const Response of_unknown = show_kept(context_, unknown);
   EXPECT_EQ(of_unknown.status, 200);

@@ -133,8 +133,11 @@ ErasedCounts SlowStorage::erase_installation(const std::string& installation,
   for (; erasing_steps_made_ < erasing_steps_; ++erasing_steps_made_) {
     lock.unlock();
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    if (!goes_on()) throw StorageError("not everything is erased");
     lock.lock();
+    if (goes_on()) continue;
+    ErasedCounts erased;
+    erased.is_whole = false;
+    return erased;
   }
   return FakeStorage::erase_installation(installation, goes_on);
 }

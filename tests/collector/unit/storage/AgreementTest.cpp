@@ -93,14 +93,10 @@ void expect_agreement(Storage& storage, const Model& model) {
 
 /// After some steps everything must be consistent.
 void erase_with_interruptions(Storage& storage, const std::string& installation) {
-  for (bool is_over = false; !is_over;) {
+  for (bool is_whole = false; !is_whole;) {
     int steps = 0;
-    try {
-      storage.erase_installation(installation, [&] { return ++steps <= 4; });
-      is_over = true;
-    } catch (const StorageError&) {
-      EXPECT_THAT(storage.check(), ::testing::IsEmpty());
-    }
+    is_whole = storage.erase_installation(installation, [&] { return ++steps <= 4; }).is_whole;
+    EXPECT_THAT(storage.check(), ::testing::IsEmpty());
   }
 }
 
@@ -191,6 +187,8 @@ class DamagedFile : public ::testing::Test {
     storage.reset();
     SqliteOptions options;
     options.reports_per_fold = reports_per_fold;
+    // A report a step.
+    options.erasing_step = std::chrono::milliseconds{0};
     storage = open_sqlite_storage(folder / sqlite_file_name, options);
   }
   void keep_both(const Delivery& delivery) {
@@ -207,7 +205,10 @@ class DamagedFile : public ::testing::Test {
     open(reports_per_fold);
   }
   void erase(const std::string& installation) {
-    storage->erase_installation(installation, to_the_end);
+    for (bool is_whole = false; !is_whole;) {
+      int steps = 0;
+      is_whole = storage->erase_installation(installation, [&] { return ++steps <= 4; }).is_whole;
+    }
     model.erase(installation);
   }
   /// Of one installation; each with more uses replaces the one before.
