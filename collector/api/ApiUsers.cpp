@@ -57,11 +57,12 @@ Response change_user(const ApiCall& call) {
   if (!password && !role_name) {
     throw ApiError(400, "bad-json", "the body has no member password and no member role");
   }
-  const std::optional<Role> role = role_name ? std::optional(read_role(*role_name)) : std::nullopt;
+  // Both are judged before one of them is changed.
+  const Role role = role_name ? read_role(*role_name) : Role::viewer;
   if (password) require_acceptable(*password);
   AccessControl& access = call.context.access;
-  if (role) {
-    require(access.accounts.set_role(call.name(), *role, call.actor()), call.name());
+  if (role_name) {
+    require(access.accounts.set_role(call.name(), role, call.actor()), call.name());
   }
   if (password) {
     const bool is_known = access.accounts.set_password(call.name(), *password, call.actor());
