@@ -13,6 +13,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -43,7 +44,12 @@ class Host {
 
   pelto::UsageLog& Log() { return log_; }
   pelto::Sender& Sender() { return sender_; }
-  void CountAndSend() const { sender_.CountAndSend(uploadAddress_, ApplicationName, OwnPath()); }
+  /// Counts and sends. It has all that it needs, so that a thread can outlive the host.
+  std::function<void()> Counting() const {
+    return [sender = sender_, address = uploadAddress_] {
+      sender.CountAndSend(address, ApplicationName, OwnPath());
+    };
+  }
 
  private:
   std::wstring uploadAddress_;
@@ -73,7 +79,7 @@ bool PlayLine(Host& host, const std::string& line) {
   } else if (word == "rotate") {
     host.Log().Rotate();
   } else if (word == "count-and-send") {
-    host.CountAndSend();
+    host.Counting()();
   } else if (word == "settings") {
     host.Sender().ShowSettings();
   } else {
@@ -200,7 +206,7 @@ HWND MakeWindow(HINSTANCE instance, Host& host) {
 
 int RunWindow(HINSTANCE instance, Host& host, int show) {
   // The logs of earlier sessions. The user does not wait for it, nor does the end of the window.
-  std::thread([&host] { host.CountAndSend(); }).detach();
+  std::thread(host.Counting()).detach();
   const HWND window = MakeWindow(instance, host);
   if (!window) return 1;
   ShowWindow(window, show);
@@ -231,7 +237,6 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE /*previous*/, LPWSTR /*argumen
                 ApplicationName, MB_OK | MB_ICONINFORMATION);
     return 1;
   }
-  // Never destroyed: a thread may count when this function returns.
-  Host& host = *new Host(arguments[1], arguments[2], arguments[3], arguments[4]);
+  Host host(arguments[1], arguments[2], arguments[3], arguments[4]);
   return arguments.size() == 6 ? Play(host, arguments[5]) : RunWindow(instance, host, nShowCmd);
 }
