@@ -257,6 +257,22 @@ const char* const damages[] = {"x'ff'",
                                "(SELECT CAST(x'01' || char(number) || x'02010000' AS BLOB) "
                                "FROM name WHERE kind = 5)"};
 
+TEST_F(DamagedFile, KeepsTheNamesOfAReportThatMayBeMended) {
+  open(1000);
+  keep_both(sample_delivery(1, "2026-01-05T10:00:00Z", sample_report("first")));
+  keep_both(described_delivery(2, 0, 5));
+  change(
+      "CREATE TABLE copy AS SELECT packed FROM report WHERE number = 2;"
+      "UPDATE report SET packed = x'ff'",
+      1000);
+  erase("first");
+  change(
+      "UPDATE report SET packed = (SELECT packed FROM copy) WHERE number = 2;"
+      "DROP TABLE copy",
+      1000);
+  expect_all_counts();
+}
+
 TEST_F(DamagedFile, HasNothingLeftOfAnErasedInstallationWhoseReportsWereDamaged) {
   for (const std::int64_t reports_per_fold : {7, 1000}) {
     for (const char* const damage : damages) {

@@ -224,6 +224,22 @@ TEST(Packing, ADamagedTextIsAnError) {
   EXPECT_THROW(unpack_text(packed.substr(0, packed.size() - 2), report), StorageError);
 }
 
+TEST(Packing, PlacesBeyondTheirLimitAreDamaged) {
+  const auto read = [](const std::vector<std::uint64_t>& steps) {
+    ByteWriter writer;
+    for (const std::uint64_t step : steps) {
+      writer.number(step);
+      writer.signed_number(1);
+    }
+    return read_places(writer.bytes());
+  };
+  constexpr std::uint64_t largest = largest_count;
+  EXPECT_EQ(read({1, largest - 1}), (Places{{1, 1}, {largest_count, 1}}));
+  EXPECT_THROW(read({1, largest}), StorageError);
+  EXPECT_THROW(read({largest + 1}), StorageError);
+  EXPECT_THROW(read({static_cast<std::uint64_t>(-5)}), StorageError);
+}
+
 }  // namespace
 
 }  // namespace pelto::collector::testing
