@@ -503,8 +503,13 @@ TEST_F(Damaged, PagesAndThenALockFailAGroupSoon) {
   keep_five_and_damage_the_third();
   SQLite::Database other = open_database(folder / sqlite_file_name);
   // The writer waits until the others are there, so that they are one group.
+  std::promise<void> writer_waits;
   std::promise<void> all_wait;
-  storage->keep(numbered(50), TimeKind::arrival, [&](Outcome) { all_wait.get_future().wait(); });
+  storage->keep(numbered(50), TimeKind::arrival, [&](Outcome) {
+    writer_waits.set_value();
+    all_wait.get_future().wait();
+  });
+  writer_waits.get_future().wait();
   std::map<Outcome, int> outcomes;
   std::atomic<int> done = 0;
   constexpr int count = 10;
