@@ -43,6 +43,8 @@ from documents import (
 from harness import LOCK_WAIT, ProgramTest, windows_path
 
 APPLICATION = "Studio"
+# What Windows' functions for the internet keep for each user, and what Wine writes when it starts.
+SYSTEMS_OWN = r"INetCookies|INetCache|Internet Settings$|Wine\\\\Fonts$"
 ROWS = (cmd(1, "Line", 3), ftype(".dwg", 2, 1))
 # The report of every test: what an earlier log_handle run left, and what a duty run saves.
 WAITING = documents.report(*ROWS)
@@ -574,6 +576,34 @@ class Proxy(UploadTest):
             exchanges[0].request_line, rb"\APOST http://collector\.invalid(:80)?/collect HTTP/"
         )
         self.assert_delivered(exchanges)
+
+
+class Leftovers(UploadTest):
+    """What is on the machine after the runs, for whoever removes the program."""
+
+    def traces(self) -> set[tuple[str, object]]:
+        """The files and the user's registry keys, and when each was changed. Ends Wine's server."""
+        for option in ("-k", "-w"):
+            harness.wineserver(option, harness.WINE_PREFIX)
+        drive, beside = harness.WINE_PREFIX / "drive_c", harness.PROGRAM.parent
+        registry = (harness.WINE_PREFIX / "user.reg").read_text("utf-8", "replace")
+        return {
+            (str(path), path.stat().st_mtime_ns)
+            for path in (*drive.rglob("*"), *beside.iterdir()) if path.is_file()
+        } | set(re.findall(r"(?m)^\[(.*)\] \d+\n#time=(\w+)", registry))
+
+    def test_are_in_the_data_folder_alone(self) -> None:
+        with harness.own_prefix():
+            self.run_program()
+            before = self.traces()
+            self.box.write_log("a.log", command(b"Line"))
+            self.box.log_handle()
+            with Collector(OK) as server:
+                self.duty(f"http://{server.host}:{server.port}/collect")
+                self.assertEqual(len(server.finish()), 1)
+            changed = {name for name, _ in self.traces() - before}
+        self.assertEqual({name for name in changed if not re.search(SYSTEMS_OWN, name)}, set())
+        self.assertEqual(list(self.box.snapshot()), ["data", "data/PeltoReport.ini", "logs"])
 
 
 if __name__ == "__main__":
