@@ -11,13 +11,16 @@ from pathlib import Path
 import harness
 from harness import windows_path
 
+ICON_TYPE = "#3"
 DIALOG_TYPE = "#5"
 STRING_TYPE = "#6"
+ICON_GROUP_TYPE = "#14"
 MANIFEST_TYPE = "#24"
 PICTURE_TYPE = "PNG"
 
 DIALOG = 101
 PRIVACY_POLICY_ADDRESS = 102
+ICON = 103
 PICTURE = 109
 
 # The numbers by which a template names the window classes of the system.

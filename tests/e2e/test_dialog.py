@@ -7,10 +7,12 @@ Only a unit test of the dialog, `ShippedTemplate`, holds them to the letter.
 
 from __future__ import annotations
 
+import struct
 import time
 import unittest
 from pathlib import Path
 from typing import ClassVar
+from xml.etree import ElementTree
 
 import dialog
 import harness
@@ -44,6 +46,11 @@ from documents import SHOWN, SHOWS, STATE
 from harness import PROGRAM, TEST_PROGRAMS, ProgramTest, windows_path
 from resources import Area
 
+# How a manifest names Windows 7, 8, 8.1, and 10 with 11.
+WINDOWS = [
+    "{35138b9a-5d96-4fbd-8e2d-a2440225f93a}", "{4a2f28e3-53b9-4441-ba9c-d69d4a4a6e38}",
+    "{1f676c76-80e1-4239-95bb-83d0f6d0da78}", "{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}",
+]
 WHITE = (255, 255, 255)
 BLUE = (0, 0, 255)
 HTCAPTION = 2
@@ -155,12 +162,48 @@ class DialogTest(ProgramTest):
 class Appearance(DialogTest):
     """What the user sees when the dialog comes up."""
 
-    def test_the_manifest_asks_for_visual_styles_only(self) -> None:
-        manifest = resources.resource(PROGRAM, resources.MANIFEST_TYPE, 1)
-        for part in (b'name="Microsoft.Windows.Common-Controls" version="6.0.0.0"',
-                     b'level="asInvoker"'):
-            self.assertIn(part, manifest)
-        self.assertNotIn(b"dpiAware", manifest)
+    def test_the_manifest(self) -> None:
+        text = resources.resource(PROGRAM, resources.MANIFEST_TYPE, 1)
+        self.assertNotIn(b"dpiAware", text, "Windows scales the dialog")
+        manifest = ElementTree.fromstring(text)
+
+        def attributes(element: str, name: str) -> list[str | None]:
+            return [found.get(name) for found in manifest.iter(element)]
+
+        identities = "{urn:schemas-microsoft-com:asm.v1}assemblyIdentity"
+        self.assertEqual(
+            attributes(identities, "name"), ["PELTOSender", "Microsoft.Windows.Common-Controls"]
+        )
+        self.assertEqual(attributes(identities, "version")[1], "6.0.0.0", "visual styles")
+        self.assertEqual(
+            attributes("{urn:schemas-microsoft-com:asm.v3}requestedExecutionLevel", "level"),
+            ["asInvoker"],
+        )
+        self.assertEqual(
+            attributes("{urn:schemas-microsoft-com:compatibility.v1}supportedOS", "Id"), WINDOWS
+        )
+        settings = manifest.find(".//{urn:schemas-microsoft-com:asm.v3}windowsSettings")
+        assert settings is not None
+        self.assertEqual(
+            [(setting.tag, setting.text) for setting in settings],
+            [("{http://schemas.microsoft.com/SMI/2017/WindowsSettings}gdiScaling", "true")],
+        )
+
+    def test_the_icon_has_the_sizes_that_windows_shows(self) -> None:
+        group = resources.resource(PROGRAM, resources.ICON_GROUP_TYPE, resources.ICON)
+        _, kind, count = struct.unpack_from("<HHH", group)
+        entries = [struct.unpack_from("<BBBBHHIH", group, 6 + 14 * at) for at in range(count)]
+        self.assertEqual(kind, 1, "an icon")
+        # A byte holds the size, and 0 is 256.
+        self.assertEqual(
+            [(width or 256, height or 256, bits)
+             for width, height, _, _, _, bits, _, _ in entries],
+            [(size, size, 32) for size in (16, 20, 24, 32, 40, 48, 64, 256)],
+        )
+        for *_, size, number in entries:
+            self.assertEqual(
+                len(resources.resource(PROGRAM, resources.ICON_TYPE, number)), size
+            )
 
     def test_its_window(self) -> None:
         with self.show() as shown:

@@ -1,6 +1,8 @@
-// The program states the version of the build in each place where Windows reads one.
+// The program states the version of the build in each place where Windows reads one, and its name
+// and its maker where Windows shows them.
 #include <gtest/gtest.h>
 
+#include <cwchar>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -57,6 +59,18 @@ TEST(ProgramVersion, OfTheFileIsTheBuilds) {
 TEST(ProgramVersion, IsTheBuildsInTheTextsToo) {
   EXPECT_EQ(TextOfVersionResource(L"FileVersion"), Version);
   EXPECT_EQ(TextOfVersionResource(L"ProductVersion"), Version);
+}
+
+TEST(ProgramVersion, HasTheTextsThatWindowsShows) {
+  for (const wchar_t* const name :
+       {L"Comments", L"CompanyName", L"FileDescription", L"LegalCopyright"}) {
+    const std::wstring text = TextOfVersionResource(name);
+    EXPECT_NE(text, L"(none)") << std::string(name, name + std::wcslen(name));
+    EXPECT_FALSE(text.empty()) << std::string(name, name + std::wcslen(name));
+  }
+  EXPECT_EQ(TextOfVersionResource(L"InternalName"), L"PELTOSender");
+  EXPECT_EQ(TextOfVersionResource(L"OriginalFilename"), L"PELTOSender.exe");
+  EXPECT_EQ(TextOfVersionResource(L"ProductName"), L"PELTO");
 }
 
 TEST(ProgramVersion, IsTheBuildsInTheManifest) {
