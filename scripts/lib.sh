@@ -108,10 +108,10 @@ start_display() {
   export DISPLAY
 }
 
-# Makes the prefix on first use and keeps its server running, so that each program starts at once.
-# Windows come up on the screen that DISPLAY names now.
+# Makes the prefix on first use, and anew when its font has changed, and keeps its server running, so
+# that each program starts at once. Windows come up on the screen that DISPLAY names now.
 start_wine() {
-  if [ ! -e "$WINEPREFIX/.ready" ]; then
+  if [ ! "$WINEPREFIX/.ready" -nt "$repo/scripts/wine_font.py" ]; then
     say 'Making the Wine prefix (once, about 10 s)'
     quietly wine-prefix make_prefix || return 1
     : >"$WINEPREFIX/.ready"
@@ -127,6 +127,9 @@ make_prefix() {
   env -u DISPLAY wine wineboot --init || return 1
   # Without a window manager, closing a window that waits for one takes 2 s.
   env -u DISPLAY wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f || return 1
+  # The font from which Windows takes the Chinese and Japanese letters of a dialog.
+  env -u DISPLAY wine reg add 'HKCU\Software\Wine\Fonts\Replacements' \
+    /v 'MS UI Gothic' /d 'Droid Sans Fallback' /f || return 1
   wineserver_command -w
   local fonts="$WINEPREFIX/drive_c/windows/Fonts"
   cp /usr/share/wine/fonts/tahomabd.ttf "$fonts" || return 1

@@ -3,12 +3,13 @@
 
 The font has outlines and, for the sizes of dialogs, bitmaps. Wine measures a text by the outlines
 but draws the bitmaps, which are a tenth narrower and as wide as on Windows. So it cuts a text that
-would fit its control. The copy has no outlines, and its letters are as wide as the bitmaps of the
-size that dialogs use.
+would fit its control. In the copy, the letters that have a bitmap of the size that dialogs use are as
+wide as that, and have no outlines. The Arabic letters have outlines only, and keep them.
 """
 
 import struct
 import sys
+from collections.abc import Container
 from pathlib import Path
 
 DIALOG_PIXELS = 11
@@ -66,18 +67,28 @@ class Font:
                 offset = self.tables["hmtx"][0] + 4 * glyph
                 struct.pack_into(">H", self.data, offset, round(width * units / pixels))
 
-    def drop_outlines(self) -> None:
-        """Empties every outline. Otherwise hinting would change the widths again."""
-        start, length = self.tables["loca"]
-        self.data[start : start + length] = bytes(length)
+    def drop_outlines(self, glyphs: Container[int]) -> None:
+        """Empties the outlines of these glyphs. Otherwise hinting would change the widths again."""
+        (long,) = self.read("h", self.tables["head"][0] + 50)
+        (count,) = self.read("H", self.tables["maxp"][0] + 4)
+        form = f">{count + 1}{'I' if long else 'H'}"
+        before = struct.unpack_from(form, self.data, self.tables["loca"][0])
+        places = list(before)
+        # An outline ends where the next one begins. So each that stays begins where it was, and may
+        # end with the bytes of dropped ones, which nothing reads. An empty one stays empty.
+        for glyph in reversed(range(count)):
+            if glyph in glyphs or before[glyph] == before[glyph + 1]:
+                places[glyph] = places[glyph + 1]
+        struct.pack_into(form, self.data, self.tables["loca"][0], *places)
 
 
 def main() -> int:
     """Reads the first font named and writes the second."""
     source, target = map(Path, sys.argv[1:])
     font = Font(source.read_bytes())
-    font.set_widths(font.bitmap_widths(DIALOG_PIXELS), DIALOG_PIXELS)
-    font.drop_outlines()
+    widths = font.bitmap_widths(DIALOG_PIXELS)
+    font.set_widths(widths, DIALOG_PIXELS)
+    font.drop_outlines(widths)
     target.write_bytes(font.data)
     return 0
 

@@ -15,7 +15,7 @@ next="$build/wine-next"
 root="$next/root"
 
 packages=(
-  wine wine64 fonts-wine xvfb xdotool imagemagick cmake python3 openssl tzdata
+  wine wine64 fonts-wine fonts-droid-fallback xvfb xdotool imagemagick cmake python3 openssl tzdata
 )
 
 give_up() {
