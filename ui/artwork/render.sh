@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Renders background.png and PELTOSender.ico from the drawings next to this script.
+# Renders background.png and PELTOSender.ico from the drawings next to this script, and the picture of
+# the sample of a dialog that is read from right to left.
 # Needs rsvg-convert, ImageMagick's convert and python3. The same tools give the same
 # bytes at every run: nothing that depends on the time is written into the files.
 set -euo pipefail
@@ -23,6 +24,15 @@ icon() {
 
 rsvg-convert --output "$work/background.png" background.svg
 to_rgb "$work/background.png" background.png
+
+# In a mirrored window this picture is mirrored too. Its mark is, already, so that it will not be.
+mark='<image x="387" y="45" width="32" '
+grep -qF "$mark" background.svg
+sed "s|$mark|<image transform=\"translate(806) scale(-1 1)\" x=\"387\" y=\"45\" width=\"32\" |" \
+  background.svg >mirrored.svg
+trap 'rm -rf "$work" mirrored.svg' EXIT
+rsvg-convert --output "$work/mirrored.png" mirrored.svg
+to_rgb "$work/mirrored.png" ../../samples/language/mirrored.png
 
 icon 16 icon-small.svg
 icon 20 icon-20.svg
