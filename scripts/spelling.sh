@@ -15,7 +15,6 @@ right=(
   alog              # a file's name in a test
   nd                # "2nd"; also a "d" after the escape "\n"
   documen fo        # cut keywords and Base64 in tests
-  ist programm sie  # the German texts of a localized dialog
   seh               # a debug channel of Wine
   keypair           # a function of libsodium
   tekst             # a simulated command's name, in Polish
@@ -24,7 +23,8 @@ right=(
 files=("$@")
 if [ $# = 0 ]; then
   mapfile -t files < <(git ls-files --cached --others --exclude-standard -- . \
-    ':!tests/fuzz/corpus' ':!tests/collector/fuzz/corpus' ':!scripts/spelling.txt' ':!*.png' ':!*.ico' ':!*/package-lock.json')
+    ':!tests/fuzz/corpus' ':!tests/collector/fuzz/corpus' ':!scripts/spelling.txt' \
+    ':!samples/language/texts.txt' ':!*.png' ':!*.ico' ':!*/package-lock.json')
 fi
 # The expression cuts CamelCase and snake_case names into their words.
 codespell --builtin clear,rare,en-GB_to_en-US --dictionary - --dictionary scripts/spelling.txt \

@@ -24,6 +24,6 @@ if [ "${1:-}" = collector ]; then
     --extra-arg=-Wno-unknown-warning-option
   exit
 fi
-sources 'app/*.cpp' 'framework/*.cpp' 'platform/*.cpp' 'samples/host/*.cpp' 'store/*.cpp' \
+sources 'app/*.cpp' 'framework/*.cpp' 'platform/*.cpp' 'samples/*.cpp' 'store/*.cpp' \
   'survey/*.cpp' 'ui/*.cpp' 'upload/*.cpp' 'usage/*.cpp' |
   xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p "$build/windows" "${extra[@]}"

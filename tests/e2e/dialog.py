@@ -337,8 +337,8 @@ def image_bytes(*command: str, standard_input: bytes = b"") -> bytes:
 
 @contextmanager
 def program_copy(**beside: str) -> Iterator[Path]:
-    """A copy of the program in a folder of its own; `beside` names the test libraries that are
-    copied beside it as LangExt.dll and Texts.dll."""
+    """A copy of the program in a folder of its own; `beside` names the test libraries, or the paths
+    of others without ".dll", that are copied beside it as LangExt.dll and Texts.dll."""
     with Sandbox() as sandbox:
         program = sandbox.root / "PELTOSender.exe"
         shutil.copy(harness.PROGRAM, program)

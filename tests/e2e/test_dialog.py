@@ -71,7 +71,7 @@ STYLES: list[tuple[int, int]] = [
     (TAB_STOP, 0),
     (CHECK_BOX | TAB_STOP, 0),
 ]
-TRANSLATION = TEST_PROGRAMS / "localized_dialog.dll"
+TRANSLATION = PROGRAM.parent / "samples" / "language" / "LangExt.de.dll"
 
 
 def template(program: Path = PROGRAM) -> list[tuple[int, str, str, Area]]:
@@ -441,22 +441,6 @@ class Answering(DialogTest):
                     del after[SHOWN]
                     self.assertEqual(after, before)
 
-    def test_the_sample_translation_shows_its_own_texts(self) -> None:
-        left_panel = (0, 0, 300, HEIGHT)
-        with dialog.program_copy(LangExt="sample_language", Texts=TRANSLATION.stem) as program:
-            with self.show(program) as shown:
-                name = shown.window()["text"]
-                texts = [(control.number, control.text) for control in shown.controls()]
-                seen = shown.screenshot(left_panel)
-                shown.click(PARTICIPATE, OK)
-                self.assertTrue(shown.gone())
-        translated = template(TRANSLATION)
-        self.assertEqual(texts, [(number, text) for number, _, text, _ in translated])
-        self.assertEqual(name, text_of(TITLE, TRANSLATION))
-        self.assertNotEqual([item[2] for item in translated], [item[2] for item in template()])
-        self.assert_stored(state="1")
-        self.assertTrue(seen.data == picture().part(left_panel), "the program's own picture")
-
     def test_a_template_without_controls_counts_as_a_refusal(self) -> None:
         self.box.write_settings(1, Email="old@example.com", ShowMessage=0)
         with dialog.program_copy(LangExt="localizer", Texts="bare_dialog") as program:
@@ -566,7 +550,7 @@ class Mouse(DialogTest):
 
     def test_in_a_translation_only_the_links_own_text_is_a_link(self) -> None:
         with dialog.link_handler(scheme(TRANSLATION)) as opened, dialog.program_copy(
-            LangExt="localizer", Texts=TRANSLATION.stem
+            LangExt="localizer", Texts=str(TRANSLATION.with_suffix(""))
         ) as program, self.show(program, focus=True) as shown:
             link = shown.control(PRIVACY_POLICY)
             self.assertLess(link.size[0], link.area[2] - 4, "this text is shorter than its control")

@@ -120,6 +120,9 @@ Settings GetWrittenSettings() {
   return written;
 }
 
+/// A module of the sample of translations, from the tests' folder.
+const wchar_t* const Translation = L"..\\samples\\language\\LangExt.de.dll";
+
 class ConsentDialog : public testing::Test {
  protected:
   void SetUp() override {
@@ -371,7 +374,7 @@ TEST_F(ConsentDialog, TakesItsAddressFromTheProgramWhenTheLocalizedModuleHasNone
 TEST_F(ConsentDialog, TakesTheLocalizedModulesDialogAndAddress) {
   std::wstring title;
   Show([&title](TestDialog& dialog) { title = GetText(dialog.m_hWnd, IDC_TITLE); });
-  const CLibraryHandle texts = Localize(L"localized_dialog.dll");
+  const CLibraryHandle texts = Localize(Translation);
   EXPECT_NE(GetAddress(texts.Get()), GetAddress(program_));
   Show([&](TestDialog& dialog) {
     EXPECT_TRUE(dialog.HasControl(IDC_TITLE));
@@ -500,7 +503,7 @@ TEST_F(ConsentDialog, IsNamedAfterItsTitleForTheTaskbarAndScreenReaders) {
   };
   Show(expectTitle);
   {
-    const CLibraryHandle texts = Localize(L"localized_dialog.dll");
+    const CLibraryHandle texts = Localize(Translation);
     Show(expectTitle);
   }
   const CLibraryHandle withoutTitle = Localize(L"bare_dialog.dll");

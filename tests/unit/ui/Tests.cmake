@@ -7,5 +7,5 @@ if(WIN32)
     OBJECT_DEPENDS "${PELTO_ARTWORK}")
   target_include_directories(ui_tests PRIVATE "${PROJECT_SOURCE_DIR}/ui")
   add_dependencies(ui_tests
-    bare_dialog damaged_picture linked_dialog localized_dialog own_artwork)
+    bare_dialog damaged_picture language_sample linked_dialog own_artwork)
 endif()
