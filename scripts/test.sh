@@ -75,6 +75,7 @@ step_docs() {
   say 'Documents'
   check compatibility scripts/check_compatibility.py
   check mutants-table scripts/mutants.py --list
+  check documents-text python3 -m unittest discover -s tests/documents -p test_text.py
 }
 
 step_tidy() {
