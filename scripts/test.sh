@@ -4,7 +4,7 @@
 #
 #   scripts/test.sh            everything but the last three of these
 #   scripts/test.sh STEP...    some steps: format shell spelling docs pages native fuzz collector tidy
-#                              windows e2e together
+#                              windows e2e together documents
 #   scripts/test.sh clang      not part of everything: the Windows build with a second compiler, its
 #                              unit tests, and the traces of its steps (2 minutes)
 #   scripts/test.sh browser    not part of everything: the collector's pages in Chromium (1 minute,
@@ -208,10 +208,27 @@ step_together() {
     python3 -m unittest discover -s tests/together
 }
 
+# follow MODULE: the tests of that module, with what the end-to-end tests of both programs use.
+follow() {
+  quietly "documents-$1" env -C tests/documents \
+    PYTHONPATH="$repo/tests/e2e:$repo/tests/collector/e2e" \
+    PELTO_COLLECTOR="$build/collector-address/pelto-collector" python3 -m unittest "$1"
+}
+
+step_documents() {
+  say 'The documents, followed with both programs (about 20 s)'
+  { start_display && start_wine; } || count 0 1
+  follow test_collector &
+  local collector=$!
+  if follow test_sender; then count 1 0; else count 0 1; fi
+  if wait "$collector"; then count 1 0; else count 0 1; fi
+}
+
 started=$SECONDS
 steps=("$@")
-[ $# -gt 0 ] || steps=(format shell spelling docs pages native fuzz collector tidy windows e2e together)
-[ -z "$built" ] && [[ " ${steps[*]} " =~ \ (tidy|windows|e2e|together)\  ]] && build_windows
+[ $# -gt 0 ] || steps=(format shell spelling docs pages native fuzz collector tidy windows e2e together
+  documents)
+[ -z "$built" ] && [[ " ${steps[*]} " =~ \ (tidy|windows|e2e|together|documents)\  ]] && build_windows
 for step in "${steps[@]}"; do
   if declare -F "step_$step" >/dev/null; then
     "step_$step"

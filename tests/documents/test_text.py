@@ -9,6 +9,7 @@ import re
 import unittest
 from collections.abc import Iterator
 
+import decisions
 import manual
 
 # What a block can be. How each kind is tested, test_blocks.py says.
@@ -116,6 +117,37 @@ class Text(unittest.TestCase):
                 if not before and re.match(r" {4,}\S", line)
             ]
         self.assert_none(faults)
+
+
+class Decisions(unittest.TestCase):
+    """It is decided how each block is tested."""
+
+    def test_each_block_has_a_decision(self) -> None:
+        undecided = []
+        for document in manual.documents():
+            for block in manual.blocks(document):
+                is_followed = block.language in ("sh", "console") and document in decisions.FOLLOWED
+                decided = (decisions.NOT_RUN, decisions.TESTED, decisions.SHOWN)
+                if not (is_followed or document in decisions.SHOWN_DOCUMENTS
+                        or any(block.key in place for place in decided)):
+                    undecided.append(f"{block}: {block.key[1]}")
+        self.assertEqual(undecided, [])
+
+    def test_each_decision_is_about_something(self) -> None:
+        lines = {(document, line) for document in manual.documents()
+                 for block in manual.blocks(document) for line in block.text.splitlines()}
+        named = {*decisions.NOT_RUN, *decisions.TESTED, *decisions.SHOWN}
+        self.assertEqual(named - lines, set())
+        self.assertEqual(decisions.FOLLOWED - set(manual.documents()), set())
+
+    def test_each_named_test_exists(self) -> None:
+        sources = "".join(manual.read(name) for name in manual.files()
+                          if re.fullmatch(r"tests/documents/test_\w+\.py", name))
+        tests = set(re.findall(r"def (test_\w+)", sources))
+        self.assertEqual(set(decisions.TESTED.values()) - tests, set())
+        followed = set(re.findall(r'^    document = "?([\w./]+)"?$', sources, re.MULTILINE))
+        constants = dict(re.findall(r'^([A-Z]+) = "(.*)"$', sources, re.MULTILINE))
+        self.assertEqual({constants.get(name, name) for name in followed}, decisions.FOLLOWED)
 
 
 class Names(unittest.TestCase):

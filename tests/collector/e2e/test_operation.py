@@ -49,8 +49,9 @@ def free_port() -> int:
 
 
 @contextmanager
-def nginx(intake: int) -> Iterator[tuple[int, ssl.SSLContext]]:
-    """nginx with the sample before the collector; yields its port and what trusts its certificate."""
+def nginx(intake: int, *changes: tuple[str, str]) -> Iterator[tuple[int, ssl.SSLContext]]:
+    """nginx with the sample before the collector, changed so; yields its port and what trusts its
+    certificate."""
     with tempfile.TemporaryDirectory() as name:
         folder = Path(name)
         port = free_port()
@@ -60,7 +61,8 @@ def nginx(intake: int) -> Iterator[tuple[int, ssl.SSLContext]]:
                          ("listen 443 ssl", f"listen 127.0.0.1:{port} ssl"),
                          ("/etc/ssl/collect.example.pem", str(folder / "certificate")),
                          ("/etc/ssl/private/collect.example.key", str(folder / "key")),
-                         ("/var/log/nginx/pelto-collector.log", str(folder / "errors"))):
+                         ("/var/log/nginx/pelto-collector.log", str(folder / "errors")),
+                         *changes):
             if old not in sample:
                 raise AssertionError(f"the sample has no {old}")
             sample = sample.replace(old, new)
