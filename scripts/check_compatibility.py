@@ -68,4 +68,5 @@ def main() -> int:
     return 1 if found else 0
 
 
-sys.exit(main())
+if __name__ == "__main__":
+    sys.exit(main())

@@ -229,6 +229,16 @@ class Examples(ProgramTest):
                          ["report-1.xml", "request-1.txt"])
 
 
+class Security(unittest.TestCase):
+    """docs/security.md."""
+
+    def test_the_executable_has_the_protections(self) -> None:
+        done = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", PROGRAM], capture_output=True,
+                              text=True, check=True)
+        for flag in ("HIGH_ENTROPY_VA", "DYNAMIC_BASE", "NX_COMPAT"):
+            self.assertRegex(done.stdout, rf"(?m)^\s+{flag}$")
+
+
 class Looking(OwnDrive):
     """Looking at a report before it is sent."""
 

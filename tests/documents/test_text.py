@@ -6,11 +6,16 @@ from __future__ import annotations
 import json
 import os
 import re
+import sys
 import unittest
 from collections.abc import Iterator
 
 import decisions
 import manual
+
+sys.path.append(str(manual.REPOSITORY / "scripts"))
+
+import check_compatibility  # noqa: E402
 
 # What a block can be. How each kind is tested, test_blocks.py says.
 LANGUAGES = {
@@ -202,6 +207,15 @@ class Names(unittest.TestCase):
         steps = {step for row in rows for step in manual.quoted(row[0])}
         self.assertGreater(len(steps), 15)
         self.assertEqual({step for step in steps if f'L"{step}"' not in sources}, set())
+
+    def test_the_tests_that_the_page_about_security_names(self) -> None:
+        known = check_compatibility.known_tests()
+        known |= {os.path.basename(name).removesuffix(".cpp") for name in manual.files()
+                  if "/fuzz_" in name}
+        names = [name for row in manual.table(manual.read("docs/security.md"))
+                 if row[0] != "threat" for name in row[2].split(", ") if name]
+        self.assertGreater(len(names), 50)
+        self.assertEqual(set(names) - known, set())
 
     def test_the_layers(self) -> None:
         """The folders of the sender's libraries are in the table of layers."""
