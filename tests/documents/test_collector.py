@@ -207,6 +207,17 @@ class Lists(program.CollectorTest):
         outcomes = set(re.findall(r'outcome="(\w+)"', text))
         self.assertEqual(outcomes, set(manual.quoted(rows[0][1])) - {"outcome"})
 
+    def test_the_codes_of_refusals_and_their_statuses(self) -> None:
+        _, text = senders.exchange(
+            self.serve().pages_port, b"GET /metrics HTTP/1.1\r\nHost: localhost\r\n\r\n")
+        statuses = {code.replace("_", "-"): status for code, status in re.findall(
+            r"case Refusal::(\w+):\s+return (\d+);", manual.read("collector/http/Response.cpp"))}
+        listed = {code: row[1]
+                  for row in manual.table(manual.section(COLLECTOR, "Refusals"))[1:]
+                  for code in manual.quoted(row[0])}
+        self.assertEqual(listed, {code: statuses.get(code, "400")
+                                  for code in re.findall(r'code="([\w-]+)"', text)})
+
     def test_the_requests_of_the_api_with_their_roles(self) -> None:
         source = manual.read("collector/api/ApiRoutes.cpp")
         routes = {(method, path): role.removeprefix("Role::").replace("std::nullopt", "")
