@@ -8,6 +8,7 @@ import os
 import re
 import sys
 import unittest
+import xml.etree.ElementTree
 from collections.abc import Iterator
 
 import decisions
@@ -104,6 +105,16 @@ class Text(unittest.TestCase):
         ]
         self.assert_none(faults)
 
+    def test_each_drawing_is_whole_and_says_what_it_shows(self) -> None:
+        names = [name for name in manual.files() if re.fullmatch(r"docs/.*\.svg", name)]
+        self.assertTrue(names)
+        space = "{http://www.w3.org/2000/svg}"
+        for name in names:
+            with self.subTest(name):
+                root = xml.etree.ElementTree.fromstring(manual.read(name))
+                self.assertTrue(root.findtext(f"{space}title"))
+                self.assertEqual(list(root.iter(f"{space}script")), [])
+
     def test_each_block_says_what_it_is(self) -> None:
         faults = [
             f"{block}: a block of the kind {block.language!r}"
@@ -199,6 +210,18 @@ class Names(unittest.TestCase):
                 named |= set(words.split())
             with self.subTest(document):
                 self.assertEqual(named - steps, set())
+
+    def test_the_variables_of_scripts_and_builds(self) -> None:
+        known: set[str] = set()
+        for name in manual.files():
+            if name.startswith(("scripts/", "tests/", "cmake/", "collector/web/")) or (
+                    name.endswith(("CMakeLists.txt", "CMakePresets.json"))):
+                found = (manual.REPOSITORY / name).read_bytes()
+                known |= set(re.findall(r"\bPELTO_\w+", found.decode("utf-8", "replace")))
+        for document in manual.documents():
+            with self.subTest(document):
+                named = set(re.findall(r"\bPELTO_\w+", manual.read(document)))
+                self.assertEqual(named - known, set())
 
     def test_the_lines_of_the_trace(self) -> None:
         sources = "".join(manual.read(name) for name in sorted(manual.files())
