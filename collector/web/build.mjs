@@ -1,4 +1,5 @@
-// Builds the pages: node build.mjs [FOLDER]. Without a folder, PELTO_WEB_OUT or build/web.
+// Builds the pages: node build.mjs [FOLDER]. Without a folder, PELTO_WEB_OUT or build/web. The names of
+// the packages that are in them go into FOLDER-packages.json.
 
 import { createHash } from 'node:crypto';
 import { mkdir, readFile, rm, writeFile } from 'node:fs/promises';
@@ -21,6 +22,18 @@ const common = {
   logLevel: 'warning',
 };
 
+/** The packages of which something is in the pages. */
+const packages = new Set();
+
+function notePackages({ outputs }) {
+  for (const { inputs } of Object.values(outputs)) {
+    for (const [input, { bytesInOutput }] of Object.entries(inputs)) {
+      const found = /.*node_modules\/((?:@[^/]+\/)?[^/]+)\//.exec(input);
+      if (found && bytesInOutput > 0) packages.add(found[1]);
+    }
+  }
+}
+
 /** The files with hashed names; gives their paths in the folder by the names of their sources. */
 async function buildAssets() {
   const sources = ['app.ts', 'mine.ts', 'theme.ts', 'styles/app.css', 'icon.svg'];
@@ -35,6 +48,7 @@ async function buildAssets() {
     loader: { '.svg': 'copy' },
     metafile: true,
   });
+  notePackages(result.metafile);
   const paths = {};
   for (const [file, { entryPoint, inputs }] of Object.entries(result.metafile.outputs)) {
     const [input] = entryPoint ? [entryPoint] : Object.keys(inputs);
@@ -55,7 +69,9 @@ async function buildInline(entry) {
     format: 'iife',
     write: false,
     outdir: out,
+    metafile: true,
   });
+  notePackages(result.metafile);
   return result.outputFiles[0].text.trim();
 }
 
@@ -93,3 +109,5 @@ const script = await buildInline('viewerPage.ts');
 const style = await buildInline('styles/app.css');
 const policy = `default-src 'none'; script-src ${hashOf(script)}; style-src ${hashOf(style)}; img-src data:; base-uri 'none'; form-action 'none'`;
 await writePage('viewer.html', { script, style, policy });
+
+await writeFile(`${out}-packages.json`, JSON.stringify([...packages].sort()) + '\n');
