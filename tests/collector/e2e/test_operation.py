@@ -19,6 +19,7 @@ import program
 import senders
 
 SAMPLES = program.ROOT / "samples" / "collector"
+PACKAGING = program.ROOT / "packaging" / "collector"
 NGINX = program.ROOT / "build" / "deps" / "nginx" / "usr" / "sbin" / "nginx"
 
 # Started by root, its workers would be a user who cannot write into a temporary folder.
@@ -127,7 +128,7 @@ class BehindNginx(program.CollectorTest):
 
 
 class SystemdUnit(unittest.TestCase):
-    UNIT = SAMPLES / "pelto-collector.service"
+    UNIT = PACKAGING / "pelto-collector.service"
 
     def test_systemd_takes_it_as_it_is(self) -> None:
         with tempfile.TemporaryDirectory() as name:
@@ -147,6 +148,36 @@ class SystemdUnit(unittest.TestCase):
             ["systemd-analyze", "security", "--offline=true", "--threshold=15", self.UNIT],
             capture_output=True, text=True, check=False)
         self.assertEqual(result.returncode, 0, result.stdout[-500:])
+
+
+class ManualPage(unittest.TestCase):
+    PAGE = PACKAGING / "pelto-collector.1"
+
+    def test_it_has_the_commands_that_the_program_has(self) -> None:
+        commands = program.run("--help").stdout.partition("Subcommands:\n")[2]
+        expected = re.findall(r"(?m)^  (\S+)  ", commands)
+        section = self.PAGE.read_text().partition(".SH COMMANDS\n")[2].partition(".SH ")[0]
+        self.assertEqual(re.findall(r"(?m)^\.TP\n\.B (\S+)$", section), expected)
+        self.assertIn("serve", expected)
+
+    def test_groff_has_no_warnings(self) -> None:
+        result = subprocess.run(["groff", "-man", "-ww", "-z", self.PAGE], capture_output=True,
+                                text=True, check=False)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+
+
+class Options(unittest.TestCase):
+    def test_the_service_s_file_can_be_used_with_all_that_is_commented_out(self) -> None:
+        text, count = re.subn(r"(?m)^# (?=[a-z-]+ = )", "",
+                              (PACKAGING / "pelto-collector.toml").read_text())
+        self.assertGreater(count, 2)
+        with tempfile.TemporaryDirectory() as folder:
+            text, count = re.subn("(?m)^data = .*$", f'data = "{folder}/data"', text)
+            self.assertEqual(count, 1)
+            file = Path(folder, "options.toml")
+            file.write_text(text)
+            done = program.run("check", "--config", str(file))
+        self.assertEqual((done.returncode, done.stderr), (0, ""), done.stdout)
 
 
 if __name__ == "__main__":
