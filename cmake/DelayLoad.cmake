@@ -13,9 +13,12 @@ function(pelto_delay_load target dll)
   set(library "${CMAKE_CURRENT_BINARY_DIR}/lib${name}_delayed.a")
   list(JOIN ARGN "\n" exports)
   file(CONFIGURE OUTPUT "${definitions}" CONTENT "LIBRARY ${dll}\nEXPORTS\n${exports}\n")
+  # The tool makes names of symbols from this path. They must differ between the libraries, and must be
+  # the same wherever the build folder is.
+  file(RELATIVE_PATH output "${PROJECT_BINARY_DIR}" "${library}")
   add_custom_command(OUTPUT "${library}"
-    COMMAND ${CMAKE_DLLTOOL} -d "${definitions}" --output-delaylib "${library}"
-    DEPENDS "${definitions}" VERBATIM)
+    COMMAND ${CMAKE_DLLTOOL} -d "${definitions}" --output-delaylib "${output}"
+    DEPENDS "${definitions}" WORKING_DIRECTORY "${PROJECT_BINARY_DIR}" VERBATIM)
   add_custom_target(${target}_${name}_delayed DEPENDS "${library}")
   add_dependencies(${target} ${target}_${name}_delayed)
   target_link_libraries(${target} PUBLIC "${library}")
