@@ -27,6 +27,7 @@ NOT_RUN = {
     ("docs/building.md", "scripts/build.sh            # makes build/windows/PELTOSender.exe"):
         "the steps before this one build",
     ("docs/building.md", "cmake --build build/plain"): "half a minute",
+    ("docs/building.md", "scripts/package.sh"): "the step `package` runs it",
     ("docs/collector.md", "apt install ./pelto-collector_1.0.0.0_amd64.deb"):
         "it changes the machine; the step `package` installs it elsewhere",
     ("docs/collector.md", "sudo -u pelto-collector pelto-collector check \\"):

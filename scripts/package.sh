@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# Makes what is shipped, from the last commit:
+#
+#   scripts/package.sh [FOLDER]   in build/package, which is made anew, or in FOLDER, which must be new
+#
+#   PELTOSender-VERSION-windows-x64.zip          the program, samples and documents for an integrator
+#   PELTOSender-VERSION-windows-x64-symbols.zip  the program's debug symbols
+#   pelto-collector_VERSION_amd64.deb            the collector for Debian 12
+#   pelto-collector-dbgsym_VERSION_amd64.deb     its debug symbols
+#   *.spdx.json                                  what is in the first and the third (SPDX 2.3)
+#   SHA256SUMS                                   the checksums of all
+#
+# A commit gives the same bytes wherever it is packaged with the same versions of the tools.
+set -euo pipefail
+# shellcheck source=scripts/lib.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+output=$(realpath -m "${1:-$build/package}")
+if [ $# != 0 ] && [ -e "$output" ]; then
+  echo "There is something in $output already; name a new folder" >&2
+  exit 1
+fi
+"$repo/scripts/setup.sh"
+
+say "Packing $(git -C "$repo" log -1 --format='%h, %s')"
+changes=$(git -C "$repo" status --short)
+if [ -n "$changes" ]; then
+  printf 'Not packed, since it is not committed:\n%s\n' "$changes" >&2
+fi
+# What setup.sh fetched belongs to the files that are here, and not to those of the commit.
+if ! git -C "$repo" diff --quiet HEAD -- scripts/setup.sh collector/web/package-lock.json; then
+  echo 'Commit scripts/setup.sh and collector/web/package-lock.json first' >&2
+  exit 1
+fi
+
+umask 022
+work=$(mktemp -d -t pelto-package.XXXXXXXX)
+trap 'rm -rf "$work"' EXIT
+git -C "$repo" archive HEAD | tar -x -C "$work"
+mkdir -p "$work/build/deps" "$work/package"
+# A copy: by a link, its path here would get into debug symbols.
+cp -r "$build/deps/tinyxml" "$work/build/deps"
+ln -s "$repo/collector/web/node_modules" "$work/collector/web/node_modules"
+cd "$work"
+
+# Compiler options, launchers such as ccache, and the time zone of this environment stay outside.
+clean=(env -i "PATH=$PATH" "HOME=$HOME" LC_ALL=C.UTF-8 TZ=UTC
+  "SOURCE_DATE_EPOCH=$(git -C "$repo" log -1 --format=%ct)")
+# The path of the folder would get into the debug symbols, and by them into the build's identifier.
+paths="-ffile-prefix-map=$work=/usr/src/pelto"
+# The options with which Debian's packages are hardened.
+debian=("${clean[@]}" DEB_BUILD_MAINT_OPTIONS=hardening=+bindnow dpkg-buildflags --get)
+hardening="$("${debian[@]}" CXXFLAGS) $("${debian[@]}" CPPFLAGS)"
+linking=$("${debian[@]}" LDFLAGS)
+
+say 'The sender (half a minute)'
+quietly package-sender-configure "${clean[@]}" cmake --preset windows -D PELTO_BUILD_TESTS=OFF \
+  -D PELTO_BUILD_SAMPLES=ON -D CMAKE_CXX_FLAGS="$paths"
+quietly package-sender "${clean[@]}" cmake --build --preset windows
+say 'The collector (3 minutes)'
+quietly package-pages "${clean[@]}" scripts/pages.sh
+quietly package-collector-configure "${clean[@]}" cmake --preset collector -D PELTO_BUILD_TESTS=OFF \
+  -D PELTO_PAGES=ON -D CMAKE_CXX_FLAGS="$hardening $paths" -D CMAKE_ASM_FLAGS="$paths" \
+  -D CMAKE_EXE_LINKER_FLAGS="$linking"
+quietly package-collector "${clean[@]}" cmake --build --preset collector
+quietly package-deb "${clean[@]}" cpack --config build/collector/CPackConfig.cmake -B deb
+cp deb/pelto-collector_*.deb package
+# CPack lists the checksums of debug symbols under their path in its own folder, and gives them no
+# documents; those of the program serve.
+symbols=(deb/pelto-collector-dbgsym_*.ddeb)
+dpkg-deb --raw-extract "${symbols[0]}" deb/symbols
+mkdir -p deb/symbols/usr/share/doc
+ln -s pelto-collector deb/symbols/usr/share/doc/pelto-collector-dbgsym
+(cd deb/symbols && find usr -type f -exec md5sum {} + >DEBIAN/md5sums)
+quietly package-symbols "${clean[@]}" dpkg-deb --root-owner-group --threads-max=1 -z1 --build deb/symbols \
+  "package/$(basename "${symbols[0]}" .ddeb).deb"
+
+"${clean[@]}" scripts/package.py package
+(cd package && sha256sum -- * >SHA256SUMS && cat SHA256SUMS)
+rm -rf "$output"
+mkdir -p "$(dirname "$output")"
+mv package "$output"
