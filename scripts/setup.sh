@@ -12,7 +12,7 @@ packages=(
   googletest libbenchmark-dev patch clang clang-tidy clang-format libclang-rt-14-dev shellcheck
   libboost1.81-dev libcli11-dev libicu-dev libroaring-dev libsodium-dev libsqlitecpp-dev
   libssl-dev libzstd-dev nlohmann-json3-dev faketime systemd bsdextrautils
-  file groff-base codespell openssl git xvfb xdotool imagemagick fonts-wine librsvg2-bin locales tzdata
+  file groff-base unzip codespell openssl git xvfb xdotool imagemagick fonts-wine librsvg2-bin locales tzdata
   chromium-headless-shell fonts-dejavu-core fonts-droid-fallback
 )
 # A Node.js that is not Debian's brings npm along, and Debian's npm cannot be installed beside it.

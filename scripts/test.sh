@@ -2,7 +2,7 @@
 # The checks of the project. Takes no input; its last line is "N passed, N failed", and its exit code
 # is 0 only when nothing failed and every step could run.
 #
-#   scripts/test.sh            everything but the last three of these
+#   scripts/test.sh            everything but the last four of these
 #   scripts/test.sh STEP...    some steps: format shell spelling docs pages native fuzz collector tidy
 #                              windows e2e together documents
 #   scripts/test.sh clang      not part of everything: the Windows build with a second compiler, its
@@ -12,6 +12,8 @@
 #                              a program that has the pages in it)
 #   scripts/test.sh threads    not part of everything: the collector's storage and server, and its
 #                              end-to-end tests, under the thread sanitizer (about 10 minutes)
+#   scripts/test.sh package    not part of everything: makes what is shipped twice, compares, and
+#                              installs the collector's package (about 10 minutes)
 #   scripts/test.sh --built STEP...
 #                              the steps windows and e2e with what is built already: installs and
 #                              builds nothing
@@ -188,6 +190,40 @@ step_browser() {
     check build-collector scripts/build.sh collector
   fi
   run_pages pages-browser browser
+}
+
+# package_elsewhere FOLDER: packs a clone in another folder, for somebody with other settings and with
+# changes that are not committed.
+package_elsewhere() {
+  local folder clone
+  folder=$(mktemp -d -t pelto-elsewhere.XXXXXXXX) || return 1
+  clone="$folder/deeper/clone"
+  git clone -q "$repo" "$clone" &&
+    mkdir -p "$clone/build/deps" && cp -r "$build/deps/." "$clone/build/deps" &&
+    cp -r collector/web/node_modules "$clone/collector/web" &&
+    echo 'No valid source any more' >>"$clone/app/Main.cpp" &&
+    echo 'A new file' >"$clone/samples/host/new.txt" &&
+    (umask 077 && env TMPDIR="$folder" TZ=Asia/Tokyo CXXFLAGS=-O0 LDFLAGS=-Wl,--build-id=none \
+      "$clone/scripts/package.sh" "$1")
+  local result=$?
+  rm -rf "$folder"
+  return "$result"
+}
+
+step_package() {
+  say 'What is shipped: packed twice, compared, looked at and installed (about 10 minutes)'
+  check package scripts/package.sh
+  rm -rf "$build/package-elsewhere"
+  check package-elsewhere package_elsewhere "$build/package-elsewhere"
+  check package-same diff -r "$build/package" "$build/package-elsewhere"
+  check package-names-changes grep -F samples/host/new.txt "$logs/package-elsewhere.log"
+  check package-release python3 tests/package/test_release.py
+  check package-debian as_root python3 tests/package/test_debian.py
+  start_wine || count 0 1
+  rm -rf "$build/package-program"
+  check package-unzip unzip -q -d "$build/package-program" "$build"/package/PELTOSender-*-x64.zip
+  check package-program env -C tests/e2e PELTO_EXE="$build/package-program/PELTOSender.exe" \
+    python3 -m unittest test_log_handle.ReportDocument
 }
 
 step_threads() {
