@@ -4,7 +4,8 @@
 #
 #   scripts/test.sh            everything but the last four of these
 #   scripts/test.sh STEP...    some steps: format shell spelling docs pages native fuzz collector tidy
-#                              windows e2e together documents
+#                              windows e2e together documents; the last two take the collector that
+#                              the step collector built
 #   scripts/test.sh clang      not part of everything: the Windows build with a second compiler, its
 #                              unit tests, and the traces of its steps (2 minutes)
 #   scripts/test.sh browser    not part of everything: the collector's pages in Chromium (1 minute,

@@ -36,8 +36,7 @@ NOT_RUN = {
     ("docs/integration.md", 'signtool sign /n "Your company" /fd SHA256 '
                             "/tr http://timestamp.example /td SHA256 PELTOSender.exe LangExt*.dll"):
         "signing needs Windows and a certificate",
-    ("docs/integration.md", "osslsigncode sign -certs cert.pem -key key.pem -h sha256 "
-                            "-ts http://timestamp.example -in PELTOSender.exe -out signed.exe"):
+    ("docs/integration.md", "for file in PELTOSender.exe LangExt*.dll; do"):
         "it needs a server for the time, outside of this machine",
     ("docs/troubleshooting.md",
      "cmake -B build/trace -G Ninja --toolchain cmake/toolchain-mingw.cmake \\"):

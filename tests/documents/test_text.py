@@ -18,7 +18,7 @@ sys.path.append(str(manual.REPOSITORY / "scripts"))
 
 import check_compatibility  # noqa: E402
 
-# What a block can be. How each kind is tested, test_blocks.py says.
+# What a block can be. How each block is tested, decisions.py says.
 LANGUAGES = {
     "sh", "console", "bat", "text", "http", "json", "xml", "toml", "nginx", "cpp", "python",
 }
