@@ -18,4 +18,11 @@ inline constexpr std::string_view SaveDocumentKeyword = "OnSaveDocument";
 
 /// The kind of event that `line` begins, or none. The line needs only to begin with a keyword after
 /// its prefix; what follows the keyword is ignored (docs/compatibility.md, 23).
-std::optional<UsageEventKind> ClassifyLine(std::string_view line);
+inline std::optional<UsageEventKind> ClassifyLine(std::string_view line) {
+  if (line.size() < LogPrefixLength) return {};
+  const std::string_view content = line.substr(LogPrefixLength);
+  if (content.starts_with(CommandKeyword)) return UsageEventKind::Command;
+  if (content.starts_with(OpenDocumentKeyword)) return UsageEventKind::OpenDocument;
+  if (content.starts_with(SaveDocumentKeyword)) return UsageEventKind::SaveDocument;
+  return {};
+}

@@ -1,49 +1,21 @@
 #include "usage/LogLineReader.h"
 
-// Visual C++ has SSE2 on every 64-bit target and does not define the other name.
-#if defined(__SSE2__) || defined(_M_X64)
-#define PELTO_HAS_SSE2
-#include <emmintrin.h>
-#endif
-
-#include <algorithm>
-#include <bit>
 #include <cstring>
 
 #include "platform/FileExtension.h"
+#include "usage/LogBytes.h"
 #include "usage/LogLine.h"
 
 namespace {
 
-constexpr char Nul = '\0';
-constexpr char LineFeed = '\n';
-constexpr char CarriageReturn = '\r';
-/// Ends a file that is read as text.
-constexpr char Substitute = '\x1A';
-
-constexpr bool IsMark(char c) {
-  return c == LineFeed || c == Nul || c == Substitute;
-}
-
-/// The first byte in [from, to) that ends a line or a text, or `to`.
-const char* FindMark(const char* from, const char* to) {
-#ifdef PELTO_HAS_SSE2
-  // Nearly all of the harvest's time is spent here, and the C run-time's search is a loop over
-  // bytes.
-  const __m128i lineFeed = _mm_set1_epi8(LineFeed);
-  const __m128i nul = _mm_setzero_si128();
-  const __m128i substitute = _mm_set1_epi8(Substitute);
-  for (; to - from >= 16; from += 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-    const __m128i marks =
-        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, lineFeed), _mm_cmpeq_epi8(bytes, nul)),
-                     _mm_cmpeq_epi8(bytes, substitute));
-    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(marks));
-    if (mask != 0) return from + std::countr_zero(mask);
-  }
-#endif
-  while (from != to && !IsMark(*from)) ++from;
-  return from;
+/// Makes the event where it is returned: to copy what was just written, the processor must wait.
+std::optional<LogEvent> MakeEvent(UsageEventKind kind, std::string_view text,
+                                  std::string_view fileType) {
+  std::optional<LogEvent> event(std::in_place);
+  event->kind = kind;
+  event->text = text;
+  event->fileType = fileType;
+  return event;
 }
 
 }  // namespace
@@ -54,69 +26,90 @@ std::optional<LogEvent> LogLineReader::ReadNext() {
     // An empty line is the log's end mark: what follows it must not be counted
     // (docs/compatibility.md, 19).
     if (line.empty()) {
-      isEnded_ = true;
+      End();
       return {};
     }
     const std::optional<UsageEventKind> kind = ClassifyLine(line);
     if (!kind) continue;
     const std::string_view text = line.substr(LogPrefixLength);
     if (*kind == UsageEventKind::Command) {
-      return LogEvent{*kind, text.substr(CommandKeyword.size()), {}};
+      return MakeEvent(*kind, text.substr(CommandKeyword.size()), {});
     }
     // The document's path is on the next line, which is consumed whatever it holds: an event line
     // is not counted there, and an empty line does not end the log (docs/compatibility.md, 20).
     documentLine_ = text;
     const std::string_view pathLine = ReadLine();
     if (pathLine.size() < LogPrefixLength) continue;
-    return LogEvent{*kind, documentLine_, FindExtension(pathLine.substr(LogPrefixLength))};
+    return MakeEvent(*kind, documentLine_, FindExtension(pathLine.substr(LogPrefixLength)));
   }
 }
 
 /// The next line without its end, up to a NUL byte. Empty also when there is none.
-std::string_view LogLineReader::ReadLine() {
+inline std::string_view LogLineReader::ReadLine() {
+  // Nearly every line ends at its first mark and is short enough.
+  const char* const mark = marks_.Next();
+  std::string_view line(begin_, static_cast<std::size_t>(mark - begin_));
+  if (mark == end_ || *mark != LineFeed || line.size() > LineLimit) return ReadUnusualLine(mark);
+  begin_ = mark + 1;
+  if (line.ends_with(CarriageReturn)) line.remove_suffix(1);
+  return line;
+}
+
+/// The next line whatever it holds. `at` is its first mark, or `end_`.
+std::string_view LogLineReader::ReadUnusualLine(const char* at) {
   if (isEnded_) return {};
-  std::size_t at = begin_;
-  std::size_t textEnd = std::string_view::npos;
-  for (;;) {
-    at = static_cast<std::size_t>(FindMark(buffer_.get() + at, buffer_.get() + end_) -
-                                  buffer_.get());
+  const char* textEnd = nullptr;
+  for (;; at = marks_.Next()) {
     if (at == end_) {
+      const auto unread = static_cast<std::size_t>(end_ - begin_);
       // A longer line than this, with its carriage return and line feed, is cut anyway.
-      if (isExhausted_ || end_ - begin_ > LineLimit + 1) break;
-      const std::size_t scanned = at - begin_;
-      if (textEnd != std::string_view::npos) textEnd -= begin_;
+      if (isExhausted_ || unread > LineLimit + 1) break;
+      const std::ptrdiff_t text = textEnd == nullptr ? 0 : textEnd - begin_;
       Refill();
-      at = scanned;
-    } else if (buffer_[at] == LineFeed) {
+      if (textEnd != nullptr) textEnd = begin_ + text;
+    } else if (*at == LineFeed) {
       break;
-    } else if (buffer_[at] == Substitute) {
+    } else if (*at == Substitute) {
       end_ = at;
       isExhausted_ = true;
-    } else {
-      textEnd = std::min(textEnd, at);
-      ++at;
+      marks_.Start(end_, end_);
+    } else if (textEnd == nullptr) {
+      textEnd = at;
     }
   }
 
-  std::string_view line(buffer_.get() + begin_, at - begin_);
-  textEnd = textEnd == std::string_view::npos ? line.size() : textEnd - begin_;
+  std::string_view line(begin_, static_cast<std::size_t>(at - begin_));
+  const std::size_t textSize =
+      textEnd == nullptr ? line.size() : static_cast<std::size_t>(textEnd - begin_);
   const bool hasLineFeed = at != end_;
   begin_ = at + (hasLineFeed ? 1 : 0);
   if (hasLineFeed && line.ends_with(CarriageReturn)) line.remove_suffix(1);
   if (line.size() > LineLimit) {
     line = line.substr(0, LineLimit);
-    isEnded_ = true;
+    End();
   }
-  return line.substr(0, textEnd);
+  return line.substr(0, textSize);
 }
 
-/// Moves the unread bytes to the buffer's start and reads more after them.
+/// Moves the unread bytes, whose marks have all been returned, to the buffer's start and reads more
+/// after them.
 void LogLineReader::Refill() {
-  if (!buffer_) buffer_ = std::make_unique_for_overwrite<char[]>(BufferSize);
-  std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
-  end_ -= begin_;
-  begin_ = 0;
-  const std::size_t added = source_.Read({buffer_.get() + end_, BufferSize - end_});
-  end_ += added;
-  isExhausted_ = added == 0;
+  if (!buffer_) {
+    buffer_ = std::make_unique_for_overwrite<char[]>(BufferSize);
+    begin_ = end_ = buffer_.get();
+  }
+  const auto unread = static_cast<std::size_t>(end_ - begin_);
+  std::memmove(buffer_.get(), begin_, unread);
+  char* const added = buffer_.get() + unread;
+  const std::size_t size = source_.Read({added, BufferSize - unread});
+  isExhausted_ = size == 0;
+  begin_ = buffer_.get();
+  end_ = added + size;
+  marks_.Start(added, end_);
+}
+
+void LogLineReader::End() {
+  isEnded_ = true;
+  begin_ = end_;
+  marks_.Start(end_, end_);
 }

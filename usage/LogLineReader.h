@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "usage/ByteSource.h"
+#include "usage/MarkFinder.h"
 #include "usage/UsageEvent.h"
 
 /// One event of a log: bytes in the ANSI code page, valid until the next event is read.
@@ -41,16 +42,20 @@ class LogLineReader {
   static constexpr std::size_t BufferSize = std::size_t{256} * 1024;
 
   std::string_view ReadLine();
+  std::string_view ReadUnusualLine(const char* at);
   void Refill();
+  void End();
 
   CByteSource& source_;
   std::unique_ptr<char[]> buffer_;
-  /// The unread bytes are buffer_[begin_, end_).
-  std::size_t begin_ = 0;
-  std::size_t end_ = 0;
+  /// The unread bytes are [begin_, end_), in the buffer. Between two lines, `marks_` has returned
+  /// all marks before them and none of theirs.
+  const char* begin_ = nullptr;
+  const char* end_ = nullptr;
+  CMarkFinder marks_;
   /// The source has no more bytes for this reader.
   bool isExhausted_ = false;
-  /// No line follows: a line was cut, or an empty one met.
+  /// No line follows: a line was cut, or an empty one met. There are no unread bytes then.
   bool isEnded_ = false;
   /// A document's line, kept while the line after it is read.
   std::string documentLine_;

@@ -201,4 +201,21 @@ TEST(LogLineReader, HowTheBytesArriveDoesNotMatter) {
   }
 }
 
+// A log is read in pieces of 256 KiB, and searched in blocks of 64 bytes.
+TEST(LogLineReader, APieceMayEndAtAnyByte) {
+  const std::string log =
+      Log("#Command = A\r\n#OnOpenDocument\r\n#C:\\b.dwg\n#Command = C") + '\0' +
+      Log("D\n#Command = E\rF\r\r\n" + std::string(1000, '-') + "\r\n#OnSaveDocument\n\n") +
+      CommandOfLength(1023) + Log("\r\n#Command = G\x1A\n#Command = H\n");
+  const std::string events =
+      "C A\nO OnOpenDocument|.dwg\nC C\nC E\rF\r\n" + EventOfLength(1023) + "C G\n";
+  ASSERT_EQ(Events(log), events);
+  for (size_t inPiece = 0; inPiece <= log.size(); ++inPiece) {
+    // The piece ends after this many bytes of `log`, which follow other lines.
+    std::string lines(size_t{256} * 1024 - inPiece, '.');
+    for (size_t end = lines.size(); end > 64; end -= 64) lines[end - 1] = '\n';
+    ASSERT_EQ(Events(lines + log), events) << inPiece;
+  }
+}
+
 }  // namespace
