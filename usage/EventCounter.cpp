@@ -15,29 +15,22 @@ UsageEvent MakeUsageEvent(const LogEvent& event) {
 
 }  // namespace
 
-void CEventCounter::Count(const LogEvent& event) {
-  if (event.kind == UsageEventKind::Command) {
-    CountCommand(event);
-  } else {
-    CountDocument(event);
-  }
-}
-
-void CEventCounter::CountCommand(const LogEvent& event) {
-  if (const auto known = knownCommands_.find(event.text); known != knownCommands_.end()) {
-    if (known->second != nullptr) commands_.CountAgain(*known->second);
-    return;
-  }
+void CEventCounter::CountNewCommand(const LogEvent& event) {
   const UsageEvent usage = MakeUsageEvent(event);
-  const bool isCounted = !EventTextFilter::GetInstance().Contains(usage.text);
-  knownCommands_.emplace(event.text, isCounted ? commands_.Count(usage) : nullptr);
+  if (EventTextFilter::GetInstance().Contains(usage.text)) return;
+  knownCommands_.Add(event.text, *commands_.Count(usage));
 }
 
 void CEventCounter::CountDocument(const LogEvent& event) {
-  if (EventTextFilter::GetInstance().Contains(ToWide(event.text))) return;
-  if (const auto known = knownFileTypes_.find(event.fileType); known != knownFileTypes_.end()) {
-    FileTypeStats::CountAgain(*known->second, event.kind);
+  // The text is nearly always the keyword alone, so it is not converted again each time.
+  std::string& passed = event.kind == UsageEventKind::OpenDocument ? openText_ : saveText_;
+  if (passed.empty() || event.text != passed) {
+    if (EventTextFilter::GetInstance().Contains(ToWide(event.text))) return;
+    passed = event.text;
+  }
+  if (FileTypeStat* const known = knownFileTypes_.Find(event.fileType)) {
+    FileTypeStats::CountAgain(*known, event.kind);
     return;
   }
-  knownFileTypes_.emplace(event.fileType, fileTypes_.Count(MakeUsageEvent(event)));
+  knownFileTypes_.Add(event.fileType, *fileTypes_.Count(MakeUsageEvent(event)));
 }

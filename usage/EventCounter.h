@@ -1,11 +1,10 @@
 #pragma once
 
-#include <functional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "usage/CommandStats.h"
+#include "usage/EntryTable.h"
 #include "usage/FileTypeStats.h"
 #include "usage/LogLineReader.h"
 
@@ -20,24 +19,25 @@ class CEventCounter {
       : commands_(commands), fileTypes_(fileTypes) {}
 
   /// Counts `event`, unless the `EventTextFilter` contains its text.
-  void Count(const LogEvent& event);
+  void Count(const LogEvent& event) {
+    if (event.kind != UsageEventKind::Command) {
+      CountDocument(event);
+    } else if (CommandStat* const known = knownCommands_.Find(event.text)) {
+      commands_.CountAgain(*known);
+    } else {
+      CountNewCommand(event);
+    }
+  }
 
  private:
-  struct BytesHash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view bytes) const {
-      return std::hash<std::string_view>()(bytes);
-    }
-  };
-  template <typename Entry>
-  using EntriesByBytes = std::unordered_map<std::string, Entry*, BytesHash, std::equal_to<>>;
-
-  void CountCommand(const LogEvent& event);
+  void CountNewCommand(const LogEvent& event);
   void CountDocument(const LogEvent& event);
 
   CommandStats& commands_;
   FileTypeStats& fileTypes_;
-  /// Null for a command that is not counted.
-  EntriesByBytes<CommandStat> knownCommands_;
-  EntriesByBytes<FileTypeStat> knownFileTypes_;
+  CEntryTable<CommandStat> knownCommands_;
+  CEntryTable<FileTypeStat> knownFileTypes_;
+  /// The text of the last document event of each kind, which the filter does not contain.
+  std::string openText_;
+  std::string saveText_;
 };

@@ -1,5 +1,5 @@
 pelto_tests(usage
-  RULES CommandStatsTest.cpp EventCounterTest.cpp FileTypeStatsTest.cpp
+  RULES CommandStatsTest.cpp EntryTableTest.cpp EventCounterTest.cpp FileTypeStatsTest.cpp
         LogLineTest.cpp LogLineReaderTest.cpp MarkFinderTest.cpp
   EDGES LogHarvesterTest.cpp LogLineReaderStreamTest.cpp)
 pelto_tests_in_code_pages(usage *CodePage.*)
