@@ -18,7 +18,9 @@ UsageEvent MakeUsageEvent(const LogEvent& event) {
 void CEventCounter::CountNewCommand(const LogEvent& event) {
   const UsageEvent usage = MakeUsageEvent(event);
   if (EventTextFilter::GetInstance().Contains(usage.text)) return;
-  knownCommands_.Add(event.text, *commands_.Count(usage));
+  CommandStat& entry = *commands_.Count(usage);
+  // A report may hold the highest place there is. The one after it is 0, which means none.
+  if (entry.order != 0) knownCommands_.Add(event.text, entry);
 }
 
 void CEventCounter::CountDocument(const LogEvent& event) {

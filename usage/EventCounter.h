@@ -23,7 +23,7 @@ class CEventCounter {
     if (event.kind != UsageEventKind::Command) {
       CountDocument(event);
     } else if (CommandStat* const known = knownCommands_.Find(event.text)) {
-      commands_.CountAgain(*known);
+      CommandStats::CountPlaced(*known);
     } else {
       CountNewCommand(event);
     }
@@ -35,6 +35,7 @@ class CEventCounter {
 
   CommandStats& commands_;
   FileTypeStats& fileTypes_;
+  /// Commands that are counted and have their place.
   CEntryTable<CommandStat> knownCommands_;
   CEntryTable<FileTypeStat> knownFileTypes_;
   /// The text of the last document event of each kind, which the filter does not contain.

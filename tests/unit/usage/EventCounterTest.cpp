@@ -65,4 +65,14 @@ TEST(EventCounter, CountsOnFromWhatIsLoaded) {
   f.Expect(L"Tool 1 9;", L".dwg 3 6;");
 }
 
+TEST(EventCounter, ACommandWithoutAPlaceGetsOneWithItsNextUse) {
+  Fixture f;
+  f.commands.Merge({1, {UsageEventKind::Command, L"Last", {}}, 0xFFFF'FFFF});
+  f.counter.Count({UsageEventKind::Command, "New", {}});
+  f.Expect(L"Last 4294967295 1;New 0 1;", L"");
+  f.counter.Count({UsageEventKind::Command, "New", {}});
+  f.counter.Count({UsageEventKind::Command, "New", {}});
+  f.Expect(L"Last 4294967295 1;New 1 3;", L"");
+}
+
 }  // namespace
