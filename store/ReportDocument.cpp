@@ -2,6 +2,9 @@
 
 #include <tinyxml.h>
 
+#include <cstdint>
+#include <string>
+
 #include "platform/AnsiText.h"
 #include "platform/DecimalText.h"
 #include "store/ReportElements.h"
@@ -18,6 +21,11 @@ void SetAttribute(TiXmlElement& element, const char* name, const std::wstring& v
   element.SetAttribute(name, ToAnsi(value).c_str());
 }
 
+/// Digits are the same bytes in every ANSI code page.
+void SetAttribute(TiXmlElement& element, const char* name, std::uint64_t value) {
+  element.SetAttribute(name, std::to_string(value).c_str());
+}
+
 /// `name` is in the ANSI code page. Returns the element, which further attributes may follow.
 TiXmlElement& AddProperty(TiXmlElement& section, const std::string& name,
                           const std::wstring& value) {
@@ -31,9 +39,9 @@ void AddCommands(TiXmlElement& root, const CommandStats& commands) {
   TiXmlElement& list = AddElement(AddElement(root, CommandSection), CommandList);
   for (const auto& [name, stat] : commands.GetEntries()) {
     TiXmlElement& command = AddElement(list, CommandElement);
-    SetAttribute(command, OrderAttribute, std::to_wstring(stat.order));
+    SetAttribute(command, OrderAttribute, stat.order);
     SetAttribute(command, NameAttribute, name);
-    SetAttribute(command, CountAttribute, std::to_wstring(stat.count));
+    SetAttribute(command, CountAttribute, stat.count);
   }
 }
 
@@ -42,8 +50,8 @@ void AddFileTypes(TiXmlElement& root, const FileTypeStats& fileTypes) {
   for (const auto& [name, stat] : fileTypes.GetEntries()) {
     TiXmlElement& fileType = AddElement(list, FileTypeElement);
     SetAttribute(fileType, NameAttribute, name);
-    SetAttribute(fileType, OpenedAttribute, std::to_wstring(stat.ocnt));
-    SetAttribute(fileType, SavedAttribute, std::to_wstring(stat.scnt));
+    SetAttribute(fileType, OpenedAttribute, stat.ocnt);
+    SetAttribute(fileType, SavedAttribute, stat.scnt);
   }
 }
 

@@ -12,6 +12,8 @@ CommandStat* CommandStats::Count(const UsageEvent& event) {
 }
 
 void CommandStats::Merge(const CommandStat& loaded) {
-  const bool isNew = entries_.try_emplace(loaded.event.text, loaded).second;
-  if (isNew) lastOrder_ = std::max(lastOrder_, loaded.order);
+  const std::size_t known = entries_.size();
+  // A report lists the commands in this order, so nearly every place is at the end.
+  entries_.try_emplace(entries_.end(), loaded.event.text, loaded);
+  if (entries_.size() > known) lastOrder_ = std::max(lastOrder_, loaded.order);
 }
