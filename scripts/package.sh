@@ -37,9 +37,9 @@ work=$(mktemp -d -t pelto-package.XXXXXXXX)
 trap 'rm -rf "$work"' EXIT
 git -C "$repo" archive HEAD | tar -x -C "$work"
 mkdir -p "$work/build/deps" "$work/package"
-# A copy: by a link, its path here would get into debug symbols.
+# Copies: by links, the paths here would get into debug symbols, and into the names of the pages' files.
 cp -r "$build/deps/tinyxml" "$work/build/deps"
-ln -s "$repo/collector/web/node_modules" "$work/collector/web/node_modules"
+cp -r "$repo/collector/web/node_modules" "$work/collector/web"
 cd "$work"
 
 # Compiler options, launchers such as ccache, and the time zone of this environment stay outside.
