@@ -67,9 +67,15 @@ def languages(table: Table) -> list[str]:
         for language in every:
             if language not in texts:
                 raise BadTable(f"[{name}] lacks {language}")
+    names: dict[str, str] = {}
     for language in every:
-        if re.match(r"zh(?!-Han[st]\b)", language):
+        if re.match(r"zh(?!-Han[st]\b)", language, re.IGNORECASE):
             raise BadTable(f"{language}: Chinese is named by its script, zh-Hans or zh-Hant")
+        if language != REFERENCE and re.match(rf"{REFERENCE}\b", language, re.IGNORECASE):
+            raise BadTable(f"{language}: English is the program's own, so nobody would get it")
+        # Windows does not tell their files apart.
+        if (other := names.setdefault(language.lower(), language)) != language:
+            raise BadTable(f"{other} and {language} are the same language")
     for language, direction in table.get(DIRECTION, {}).items():
         if language not in every or direction != RIGHT_TO_LEFT:
             raise BadTable(f"[{DIRECTION}] {language}: no such language or direction")

@@ -94,7 +94,11 @@ class Table(unittest.TestCase):
             (start + "[title]\nen A & B\n", "line 5: .*&"),
             (start + "[title]\nen Title\n", r"\[title\] lacks de"),
             (start + "zh Hao\n", "zh: Chinese"),
-            (start + "zh-CN Hao\n", "zh-CN: Chinese"),
+            (start + "ZH-CN Hao\n", "ZH-CN: Chinese"),
+            (start + "en-GB OK\n", "en-GB: English"),
+            (start + "EN OK\n", "EN: English"),
+            (start + "DE OK\n", "de and DE are the same"),
+            (start + "pt-BR OK\npt-br OK\n", "pt-BR and pt-br are the same"),
             (start + "[direction]\nfr right to left\n", r"\[direction\] fr"),
             (start + "[direction]\nde upwards\n", r"\[direction\] de"),
         ):
@@ -112,6 +116,8 @@ class Table(unittest.TestCase):
         self.assertEqual(table, {"ok": {"en": "OK", "zh-Hant-HK": "a  b"}})
         self.assertTrue(texts.read_table("[address]\nen https://a.example/?b&c\n"))
         self.assertEqual(texts.languages(table), ["zh-Hant-HK"])
+        table = texts.read_table("[ok]\nenm Good\nen OK\n")
+        self.assertEqual(texts.languages(table), ["enm"], "not English")
 
     def test_a_script_holds_any_text_in_ascii(self) -> None:
         for text, literal in (
