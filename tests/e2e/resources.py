@@ -15,6 +15,7 @@ ICON_TYPE = "#3"
 DIALOG_TYPE = "#5"
 STRING_TYPE = "#6"
 ICON_GROUP_TYPE = "#14"
+VERSION_TYPE = "#16"
 MANIFEST_TYPE = "#24"
 PICTURE_TYPE = "PNG"
 
@@ -98,3 +99,14 @@ def string(program: Path, number: int) -> str:
         at += 2 + 2 * struct.unpack_from("<H", data, at)[0]
     length = struct.unpack_from("<H", data, at)[0]
     return data[at + 2 : at + 2 + 2 * length].decode("utf-16-le")
+
+
+def version_text(program: Path, name: str) -> str:
+    """A text of the version resource, such as the company's name."""
+    data = resource(program, VERSION_TYPE, 1)
+    # After the number of its kind, which is 1.
+    key = f"\x01{name}\0".encode("utf-16-le")
+    at = data.index(key) + len(key)
+    at += -at % 4
+    text, _, _ = data[at:].decode("utf-16-le", "replace").partition("\0")
+    return text

@@ -63,14 +63,13 @@ TEST(ProgramVersion, IsTheBuildsInTheTextsToo) {
 
 TEST(ProgramVersion, HasTheTextsThatWindowsShows) {
   for (const wchar_t* const name :
-       {L"Comments", L"CompanyName", L"FileDescription", L"LegalCopyright"}) {
+       {L"Comments", L"CompanyName", L"FileDescription", L"LegalCopyright", L"ProductName"}) {
     const std::wstring text = TextOfVersionResource(name);
     EXPECT_NE(text, L"(none)") << std::string(name, name + std::wcslen(name));
     EXPECT_FALSE(text.empty()) << std::string(name, name + std::wcslen(name));
   }
   EXPECT_EQ(TextOfVersionResource(L"InternalName"), L"PELTOSender");
   EXPECT_EQ(TextOfVersionResource(L"OriginalFilename"), L"PELTOSender.exe");
-  EXPECT_EQ(TextOfVersionResource(L"ProductName"), L"PELTO");
 }
 
 TEST(ProgramVersion, IsTheBuildsInTheManifest) {
