@@ -25,12 +25,9 @@ icon() {
 rsvg-convert --output "$work/background.png" background.svg
 to_rgb "$work/background.png" background.png
 
-# In a mirrored window this picture is mirrored too. Its mark is, already, so that it will not be.
-mark='<image x="387" y="45" width="32" '
-grep -qF "$mark" background.svg
-sed "s|$mark|<image transform=\"translate(806) scale(-1 1)\" x=\"387\" y=\"45\" width=\"32\" |" \
-  background.svg >mirrored.svg
+# In this folder, for the drawing that it refers to.
 trap 'rm -rf "$work" mirrored.svg' EXIT
+./mirror.py background.svg >mirrored.svg
 rsvg-convert --output "$work/mirrored.png" mirrored.svg
 to_rgb "$work/mirrored.png" ../../samples/language/mirrored.png
 
