@@ -113,6 +113,9 @@ start_display() {
 start_wine() {
   if [ ! "$WINEPREFIX/.ready" -nt "$repo/scripts/wine_font.py" ]; then
     say 'Making the Wine prefix (once, about 10 s)'
+    # The server of an older prefix may be another shell's, and then does not end by itself.
+    wineserver_command -k 2>/dev/null || true
+    wineserver_command -w 2>/dev/null || true
     quietly wine-prefix make_prefix || return 1
     : >"$WINEPREFIX/.ready"
   fi
