@@ -16,8 +16,8 @@ std::wstring FolderOf(HINSTANCE module) {
   return path.substr(0, path.rfind(L'\\') + 1);
 }
 
-/// The languages of the user interface in the order of the user's preference: those of the user,
-/// those of the system, and after each the more general ones.
+/// The languages in which Windows itself is shown, then those to which it falls back, and after
+/// each the more general ones.
 std::vector<std::wstring> PreferredLanguages() {
   constexpr DWORD Flags = MUI_LANGUAGE_NAME | MUI_UI_FALLBACK;
   ULONG count = 0;
