@@ -89,6 +89,15 @@ class Table(unittest.TestCase):
             resources.string(PROGRAM, resources.PRIVACY_POLICY_ADDRESS), TABLE["address"]["en"]
         )
 
+    def test_the_library_has_the_names_and_the_version_of_the_program(self) -> None:
+        library = MODULES / "LangExt.dll"
+        for name in ("CompanyName", "LegalCopyright", "ProductName", "ProductVersion", "FileVersion"):
+            with self.subTest(name):
+                text = resources.version_text(library, name)
+                self.assertTrue(text)
+                self.assertEqual(text, resources.version_text(PROGRAM, name))
+        self.assertEqual(resources.version_text(library, "OriginalFilename"), library.name)
+
     def test_each_module_has_the_address_of_its_language(self) -> None:
         for language in texts.languages(TABLE):
             module = MODULES / f"LangExt.{language}.dll"
