@@ -25,8 +25,8 @@ std::uint64_t CountLineFeeds(const char* bytes, std::size_t size) {
   for (const char* const end = bytes + size; bytes < end;) {
     // 255 blocks, because each adds at most 1 to a counter of 8 bits.
     __m128i counts = zero;
-    for (const char* const stop = std::min(end, bytes + std::ptrdiff_t{255} * 16); bytes < stop;
-         bytes += 16) {
+    for (const char* const stop = bytes + std::min<std::ptrdiff_t>(end - bytes, 255 * 16);
+         bytes < stop; bytes += 16) {
       const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
       counts = _mm_sub_epi8(counts, _mm_cmpeq_epi8(block, lineFeed));
     }

@@ -85,7 +85,7 @@ class Rival:
 
 
 def compare(name: str, rounds: int, ours: Rival, others: list[Rival]) -> None:
-    """Prints the net times of all, and what each of the others' is to ours."""
+    """Prints the net times of all, and how many times each of the others' ours is."""
     rivals = [ours, *others]
     for rival in rivals:
         rival.run()

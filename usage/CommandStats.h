@@ -34,7 +34,7 @@ class CommandStats {
   }
 
   /// The same for an entry that has its place. It does not look for that, because the place is in
-  /// memory of its own, which nothing else would load.
+  /// another line of the processor's cache than the count.
   static void CountPlaced(CommandStat& entry) { ++entry.count; }
 
   /// Takes over an entry of a loaded report. An entry whose name is known already is dropped and

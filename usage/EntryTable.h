@@ -11,8 +11,9 @@
 /// Finds entries of the statistics by the bytes of their names.
 ///
 /// A hash table with open addressing. Two names of at most 16 bytes are equal if their lengths and
-/// their keys are, so a look at one slot is enough for nearly all of them. Memory grows with the
-/// number of names: 64 to 128 bytes each, and the bytes of the longer ones.
+/// their keys are, so a look at one slot is enough for nearly all of them. Memory: 64 KiB for up to
+/// 1,024 names, beyond that 64 to 128 bytes for each name, half as much again while the table
+/// grows, and a string for each longer name.
 template <typename Entry>
 class CEntryTable {
  public:

@@ -101,9 +101,12 @@ void LogLineReader::Refill() {
   const auto unread = static_cast<std::size_t>(end_ - begin_);
   std::memmove(buffer_.get(), begin_, unread);
   char* const added = buffer_.get() + unread;
+  begin_ = buffer_.get();
+  end_ = added;
+  // If the read throws, the next line begins with the unread bytes again.
+  marks_.Start(begin_, end_);
   const std::size_t size = source_.Read({added, BufferSize - unread});
   isExhausted_ = size == 0;
-  begin_ = buffer_.get();
   end_ = added + size;
   marks_.Start(added, end_);
 }

@@ -35,6 +35,11 @@ TEST(EventCounter, EventsWithAnEmptyTextAreNotCounted) {
   }
   f.Expect(L"", L"");
   EXPECT_EQ(f.commands.GetLastOrder(), 0U);
+  // Nor between others.
+  for (const char* const text : {"OnOpenDocument", "", "OnOpenDocument"}) {
+    f.counter.Count({UsageEventKind::OpenDocument, text, ".dwg"});
+  }
+  f.Expect(L"", L".dwg 2 0;");
 }
 
 // docs/compatibility.md, 26.

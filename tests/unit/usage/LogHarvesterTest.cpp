@@ -64,6 +64,20 @@ TEST(LogHarvesterCodePage, ReadsLogsInTheCodePageInForce) {
   EXPECT_EQ(h.fileTypes.GetEntries().at(IsDoubleByteCodePage() ? L"" : L".dwg").scnt, 1U);
 }
 
+TEST(LogHarvesterCodePage, TwoNamesWithOneTextAreOneCommand) {
+  // Windows-31J has some characters twice, and in UTF-8 every byte that begins none is U+FFFD. The
+  // other code pages have no two names with one text.
+  const UINT codePage = GetACP();
+  const std::string other = codePage == 932 ? "\xEE\xF9" : codePage == CP_UTF8 ? "\xFE" : "\x41";
+  const std::string name = codePage == 932 ? "\x81\xCA" : codePage == CP_UTF8 ? "\xFF" : "\x41";
+  Harvest h;
+  h.Log(L"a.log", Harvest::Command(name) + Harvest::Command(other) + Harvest::Command(name) +
+                      Harvest::Command(other));
+  EXPECT_EQ(h.Run(), 1);
+  ASSERT_EQ(h.commands.GetEntries().size(), 1U);
+  EXPECT_EQ(h.commands.GetEntries().begin()->second.count, 4U);
+}
+
 TEST(LogHarvester, DeletesALogWhateverItHeld) {
   Harvest h;
   const std::wstring empty = h.Log(L"empty.log", "");

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <vector>
 
 #include "tests/support/TestText.h"
@@ -52,6 +53,26 @@ TEST(LogLineReader, GivesTheEventsInTheirOrder) {
                 {"#Command = Line\r\n#Idle\r\n#OnOpenDocument\r\n#C:\\a\\b.dwg\r\n"
                  "#Command = Arc\r\n#OnSaveDocument\r\n#C:\\a\\b.pdf\r\n",
                  "C Line\nO OnOpenDocument|.dwg\nC Arc\nS OnSaveDocument|.pdf\n"}});
+}
+
+TEST(LogLineReader, GoesOnWithTheSameLineAfterAReadThatThrew) {
+  class ThrowsOnce : public CByteSource {
+   public:
+    std::size_t Read(std::span<char> buffer) override {
+      if (++reads_ == 2) throw std::bad_alloc();
+      return memory_.Read(buffer);
+    }
+
+   private:
+    int reads_ = 0;
+    // The first piece ends between the NUL byte and the line feed of the second line.
+    MemorySource memory_{Log("#Idle\n#Command = A") + '\0' + Log("B\n#Command = C\n"), 64};
+  } source;
+  LogLineReader reader(source);
+  EXPECT_THROW(reader.ReadNext(), std::bad_alloc);
+  EXPECT_EQ(reader.ReadNext()->text, "A");
+  EXPECT_EQ(reader.ReadNext()->text, "C");
+  EXPECT_FALSE(reader.ReadNext());
 }
 
 TEST(LogLineReader, ReadsNothingBeforeItIsAsked) {
