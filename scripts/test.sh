@@ -202,7 +202,8 @@ package_elsewhere() {
   git clone -q "$repo" "$clone" &&
     mkdir -p "$clone/build/deps" && cp -r "$build/deps/." "$clone/build/deps" &&
     cp -r collector/web/node_modules "$clone/collector/web" &&
-    echo 'No valid source any more' >>"$clone/app/Main.cpp" &&
+    echo 'No valid source any more' | tee -a "$clone/app/Main.cpp" "$clone/build/deps/tinyxml/tinyxml.cpp" \
+      "$clone/collector/web/node_modules/d3-array/dist/d3-array.mjs" >/dev/null &&
     echo 'A new file' >"$clone/samples/host/new.txt" &&
     (umask 077 && env TMPDIR="$folder" TZ=Asia/Tokyo CXXFLAGS=-O0 LDFLAGS=-Wl,--build-id=none \
       "$clone/scripts/package.sh" "$1")
