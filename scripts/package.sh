@@ -32,13 +32,14 @@ trap 'rm -rf "$work"' EXIT
 git -C "$repo" archive HEAD | tar -x -C "$work"
 # Works of others come from archives, whose checksums the commit has: somebody may have changed what is
 # unpacked here.
-mkdir -p "$work/build/deps" "$work/package"
+mkdir -p "$work/build/deps" "$work/package" "$work/home"
 cp "$build"/deps/tinyxml_* "$work/build/deps" 2>/dev/null || true
 "$work/scripts/setup.sh" --no-nginx
 cd "$work"
 
-# Compiler options, launchers such as ccache, and the time zone of this environment stay outside.
-clean=(env -i "PATH=$PATH" "HOME=$HOME" LC_ALL=C.UTF-8 TZ=UTC
+# Compiler options, launchers such as ccache, the time zone of this environment and what is set in files of
+# the home folder stay outside.
+clean=(env -i "PATH=$PATH" "HOME=$work/home" LC_ALL=C.UTF-8 TZ=UTC
   "SOURCE_DATE_EPOCH=$(git -C "$repo" log -1 --format=%ct)")
 # The path of the folder would get into the debug symbols, and by them into the build's identifier.
 paths="-ffile-prefix-map=$work=/usr/src/pelto"

@@ -194,23 +194,26 @@ step_browser() {
 }
 
 # package_elsewhere FOLDER: packs a clone in another folder, for somebody with other settings and with
-# changes that are not committed.
-package_elsewhere() {
-  local folder clone
-  folder=$(mktemp -d -t pelto-elsewhere.XXXXXXXX) || return 1
+# changes that are not committed. In a shell of its own, at whose end the folder goes.
+package_elsewhere() (
+  folder=$(mktemp -d -t pelto-elsewhere.XXXXXXXX) || exit 1
+  trap 'rm -rf "$folder"' EXIT
   clone="$folder/deeper/clone"
+  home="$folder/home"
+  # Not settings of the build: where npm fetches packages, and keeps them.
+  npm_config_cache=$(npm config get cache) || exit 1
+  npm_config_userconfig=$(npm config get userconfig) || exit 1
+  export npm_config_cache npm_config_userconfig
   git clone -q "$repo" "$clone" &&
     mkdir -p "$clone/build/deps" && cp -r "$build/deps/." "$clone/build/deps" &&
     cp -r collector/web/node_modules "$clone/collector/web" &&
     echo 'No valid source any more' | tee -a "$clone/app/Main.cpp" "$clone/build/deps/tinyxml/tinyxml.cpp" \
       "$clone/collector/web/node_modules/d3-array/dist/d3-array.mjs" >/dev/null &&
     echo 'A new file' >"$clone/samples/host/new.txt" &&
-    (umask 077 && env TMPDIR="$folder" TZ=Asia/Tokyo CXXFLAGS=-O0 LDFLAGS=-Wl,--build-id=none \
-      "$clone/scripts/package.sh" "$1")
-  local result=$?
-  rm -rf "$folder"
-  return "$result"
-}
+    mkdir -p "$home/.config/dpkg" && echo 'APPEND CXXFLAGS -O0' >"$home/.config/dpkg/buildflags.conf" &&
+    umask 077 && env HOME="$home" TMPDIR="$folder" TZ=Asia/Tokyo CXXFLAGS=-O0 \
+      LDFLAGS=-Wl,--build-id=none "$clone/scripts/package.sh" "$1"
+)
 
 step_package() {
   say 'What is shipped: packed twice, compared, looked at and installed (about 10 minutes)'
