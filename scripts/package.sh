@@ -59,16 +59,30 @@ quietly package-collector-configure "${clean[@]}" cmake --preset collector -D PE
   -D CMAKE_EXE_LINKER_FLAGS="$linking"
 quietly package-collector "${clean[@]}" cmake --build --preset collector
 quietly package-deb "${clean[@]}" cpack --config build/collector/CPackConfig.cmake -B deb
-cp deb/pelto-collector_*.deb package
-# CPack lists the checksums of debug symbols under their path in its own folder, and gives them no
-# documents; those of the program serve.
+
+# repack ARCHIVE LEVEL FOLDER: makes the package of Debian in package/ of what is in FOLDER, which is from
+# ARCHIVE. CPack adds up what the file system says of the size of each folder, too.
+repack() {
+  local name size
+  name=$(basename "${1%.*}").deb
+  size=$(find "$3" -path "$3/DEBIAN" -prune -o -type f -printf '%s\n' |
+    awk '{ sum += int(($1 + 1023) / 1024) } END { print sum }')
+  sed -i "s/^Installed-Size: .*/Installed-Size: $size/" "$3/DEBIAN/control"
+  quietly "repack-$name" "${clean[@]}" dpkg-deb --root-owner-group --threads-max=1 -Zxz "-z$2" \
+    --build "$3" "package/$name"
+}
+program=(deb/pelto-collector_*.deb)
+dpkg-deb --raw-extract "${program[0]}" deb/program
+repack "${program[0]}" 6 deb/program
+# CPack lists the checksums of debug symbols under their path in its own folder, gives them the mode of a
+# program, and no documents; those of the program serve.
 symbols=(deb/pelto-collector-dbgsym_*.ddeb)
 dpkg-deb --raw-extract "${symbols[0]}" deb/symbols
+find deb/symbols/usr -type f -exec chmod 644 {} +
 mkdir -p deb/symbols/usr/share/doc
 ln -s pelto-collector deb/symbols/usr/share/doc/pelto-collector-dbgsym
 (cd deb/symbols && find usr -type f -exec md5sum {} + >DEBIAN/md5sums)
-quietly package-symbols "${clean[@]}" dpkg-deb --root-owner-group --threads-max=1 -z1 --build deb/symbols \
-  "package/$(basename "${symbols[0]}" .ddeb).deb"
+repack "${symbols[0]}" 1 deb/symbols
 
 "${clean[@]}" scripts/package.py package
 (cd package && sha256sum -- * >SHA256SUMS && cat SHA256SUMS)

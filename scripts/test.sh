@@ -193,10 +193,21 @@ step_browser() {
   run_pages pages-browser browser
 }
 
-# package_elsewhere FOLDER: packs a clone in another folder, for somebody with other settings and with
-# changes that are not committed. In a shell of its own, at whose end the folder goes.
+# memory_has_room: whether 8 GB of /dev/shm and of the memory are free, and programs can run there.
+memory_has_room() {
+  local megabytes=8192
+  [ "$(df --output=avail --block-size=1M /dev/shm 2>/dev/null | tail -n 1)" -ge "$megabytes" ] &&
+    [ "$(awk '$1 == "MemAvailable:" { print int($2 / 1024) }' /proc/meminfo)" -ge "$megabytes" ] &&
+    ! findmnt -no OPTIONS /dev/shm | grep -qw noexec
+} 2>/dev/null
+
+# package_elsewhere FOLDER: packs a clone in another folder, on another file system if there is one with
+# room, for somebody with other settings and with changes that are not committed. In a shell of its own,
+# at whose end the folder goes.
 package_elsewhere() (
-  folder=$(mktemp -d -t pelto-elsewhere.XXXXXXXX) || exit 1
+  place=${TMPDIR:-/tmp}
+  ! memory_has_room || place=/dev/shm
+  folder=$(mktemp -d -p "$place" pelto-elsewhere.XXXXXXXX) || exit 1
   trap 'rm -rf "$folder"' EXIT
   clone="$folder/deeper/clone"
   home="$folder/home"
