@@ -66,7 +66,8 @@ step_format() {
 
 step_shell() {
   say 'Shell scripts'
-  check shellcheck shellcheck -x scripts/*.sh ui/artwork/render.sh .ci/run
+  check shellcheck shellcheck -x scripts/*.sh ui/artwork/render.sh .ci/run \
+    packaging/collector/{postinst,prerm,postrm}
 }
 
 step_spelling() {
