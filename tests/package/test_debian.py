@@ -8,6 +8,7 @@ import re
 import shutil
 import subprocess
 import tempfile
+import threading
 import unittest
 import urllib.request
 from pathlib import Path
@@ -23,11 +24,24 @@ LINE = (
     '555555555555","application":"Studio","version":"1.0","replaced":false,'
     '"commands":[{"name":"Line","uses":3,"order":1}],"file_types":[],"machine":[]}\n'
 )
+# How long a test waits for something that should come at once, in seconds.
+PATIENCE = 60
 # Notes what it is called with. To it, every unit is enabled.
 SYSTEMCTL = """#!/bin/sh
 echo "$*" >>/systemctl.log
 case "$*" in *is-enabled*) echo enabled ;; *start*) exit {code} ;; esac
 """
+
+
+def read_line(process: subprocess.Popen[str]) -> str:
+    """The next line that a process writes; empty at its end. If none comes in time, the process is ended."""
+    assert process.stdout is not None
+    timer = threading.Timer(PATIENCE, process.kill)
+    timer.start()
+    try:
+        return process.stdout.readline()
+    finally:
+        timer.cancel()
 
 
 class Root:
@@ -47,11 +61,10 @@ class Root:
             "echo ready && exec sleep infinity"
         )
         self.process = subprocess.Popen(
-            ["unshare", "--mount", "sh", "-c", script], stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE, text=True,
+            ["setpriv", "--pdeathsig", "KILL", "unshare", "--mount", "sh", "-c", script],
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True,
         )
-        assert self.process.stdout is not None
-        if self.process.stdout.readline() != "ready\n":
+        if read_line(self.process) != "ready\n":
             self.close()
             raise AssertionError("the root folder could not be made")
 
@@ -158,9 +171,8 @@ class Life(PackageTest):
                                            "127.0.0.1:0")),
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         try:
-            assert server.stdout is not None
-            lines = [server.stdout.readline().split() for _ in range(3)]
-            self.assertEqual([line[0] for line in lines], ["intake", "pages", "ready"])
+            lines = [read_line(server).split() for _ in range(3)]
+            self.assertEqual([line[:1] for line in lines], [["intake"], ["pages"], ["ready"]])
             ready = lines[0][1].replace("/collect", "/readyz")
             with urllib.request.urlopen(ready, timeout=30) as answer:
                 self.assertEqual(answer.status, 200)
