@@ -201,11 +201,6 @@ class Life(PackageTest):
         self.upgrade()
         self.assertFalse(self.exists(WANTED))
 
-    def test_a_folder_that_is_there_keeps_its_rights(self) -> None:
-        self.run_there("install", "-d", "-m", "750", "-g", "adm", DATA)
-        self.install()
-        self.assertEqual(self.run_there("stat", "--format=%U:%G %a", DATA), "root:adm 750\n")
-
     def test_removed_it_leaves_data_and_options_for_the_next_time(self) -> None:
         self.install()
         self.collector("import", "-", text=LINE)
