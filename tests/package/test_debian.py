@@ -224,6 +224,26 @@ class Life(PackageTest):
         self.assertEqual([path for path in self.root.written() if "pelto" in path], [])
         self.run_there("getent", "passwd", "pelto-collector")
 
+    def test_a_folder_that_is_a_mount_point_is_emptied(self) -> None:
+        self.install()
+        self.run_there("mount", "-t", "tmpfs", "none", DATA)
+        self.run_there("chown", "pelto-collector:", DATA)
+        self.collector("import", "-", text=LINE)
+        self.run_there("mkdir", f"{DATA}/.hidden")
+        self.run_there("dpkg", "--purge", "pelto-collector")
+        self.run_there("mountpoint", "--quiet", DATA)
+        self.assertEqual(self.run_there("ls", "--almost-all", DATA), "")
+        self.assertFalse(self.exists(WANTED))
+
+    def test_a_link_in_place_of_the_folder_is_removed_and_nothing_else(self) -> None:
+        self.install()
+        self.run_there("mv", DATA, "/srv/data")
+        self.run_there("ln", "-s", "/srv/data", DATA)
+        self.collector("import", "-", text=LINE)
+        self.run_there("dpkg", "--purge", "pelto-collector")
+        self.assertFalse(self.exists(DATA))
+        self.assertTrue(self.exists("/srv/data/reports.sqlite"))
+
     def test_it_can_be_purged_when_only_the_base_system_is_left(self) -> None:
         """A purge may come long after the removal, when what the package needed is gone as well."""
         self.install()
