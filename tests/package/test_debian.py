@@ -213,6 +213,7 @@ class Life(PackageTest):
         self.install()
         self.assertEqual(self.collector("export"), exported)
         self.assertIn("\nretention = 30\n", self.run_there("cat", CONFIG))
+        self.assertEqual(self.run_there("readlink", WANTED).strip(), UNIT)
 
     def test_purged_it_leaves_nothing_but_its_user(self) -> None:
         before = [path for path in self.root.written() if "pelto" in path]
