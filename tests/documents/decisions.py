@@ -32,6 +32,8 @@ NOT_RUN = {
         "it changes the machine; the step `package` installs it elsewhere",
     ("docs/collector.md", "sudo -u pelto-collector pelto-collector check \\"):
         "it needs the installed service; the step `package` does it elsewhere",
+    ("docs/collector.md", "systemctl reload pelto-collector"):
+        "it needs the installed service; test_its_reload_is_the_signal_for_a_new_certificate",
     ("docs/integration.md", "scripts/build.sh"): "the steps before this one build",
     ("docs/integration.md", 'signtool sign /n "Your company" /fd SHA256 '
                             "/tr http://timestamp.example /td SHA256 PELTOSender.exe LangExt*.dll"):
@@ -51,6 +53,8 @@ NOT_RUN = {
 # The test of each block of another kind, by document and first line.
 TESTED = {
     ("docs/collector.md", 'data = "/var/lib/pelto-collector"'): "test_the_configuration_is_one",
+    ("docs/collector.md", "[Service]"):
+        "test_the_lines_for_a_low_port_allow_that_and_nothing_else",
     ("docs/collector.md", '{"received":"2026-01-05T10:00:00Z","product":"default","id":"GUID",'
                           '"report":"<PeltoRpt>..."}'): "test_the_line_with_a_report_is_imported",
     ("docs/collector.md", "location / {"): "test_the_pages_work_behind_nginx",

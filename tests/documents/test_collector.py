@@ -8,6 +8,7 @@ import http.client
 import json
 import re
 import shutil
+import subprocess
 import unittest
 import uuid
 import xml.etree.ElementTree
@@ -105,6 +106,23 @@ class Operating(follow.Followed):
         self.assertTrue(done.stdout.startswith("The configuration file can be used."))
         file.write_text(text.replace("product =", "unknown ="))
         self.assertEqual(program.run("check", "--config", str(file)).returncode, 1)
+
+    def test_the_lines_for_a_low_port_allow_that_and_nothing_else(self) -> None:
+        def allowed() -> set[str]:
+            done = subprocess.run(
+                ["systemd-analyze", "security", "--offline=true", "--json=short", unit],
+                capture_output=True, text=True, check=True)
+            return {each["json_field"] for each in json.loads(done.stdout) if not each["set"]}
+
+        unit = self.folder / test_operation.SystemdUnit.UNIT.name
+        shutil.copy(test_operation.SystemdUnit.UNIT, unit)
+        before = allowed()
+        changes = unit.with_name(unit.name + ".d")
+        changes.mkdir()
+        (changes / "override.conf").write_text(follow.only_block(COLLECTOR, "ini").text)
+        self.assertEqual(
+            [re.sub("_BROADCAST.*", "", name) for name in sorted(allowed() - before)],
+            ["AmbientCapabilities", "CapabilityBoundingSet_CAP_NET_BIND_SERVICE", "PrivateUsers"])
 
     def test_the_line_with_a_report_is_imported(self) -> None:
         text = follow.only_block(COLLECTOR, "json", '{"received"').text

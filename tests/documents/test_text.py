@@ -20,7 +20,7 @@ import check_compatibility  # noqa: E402
 
 # What a block can be. How each block is tested, decisions.py says.
 LANGUAGES = {
-    "sh", "console", "bat", "text", "http", "json", "xml", "toml", "nginx", "cpp", "python",
+    "sh", "console", "bat", "text", "http", "json", "xml", "ini", "toml", "nginx", "cpp", "python",
 }
 
 # The reader's own.

@@ -5,6 +5,7 @@ from __future__ import annotations
 import json
 import os
 import re
+import signal
 import socket
 import ssl
 import subprocess
@@ -148,6 +149,15 @@ class SystemdUnit(unittest.TestCase):
             ["systemd-analyze", "security", "--offline=true", "--threshold=15", self.UNIT],
             capture_output=True, text=True, check=False)
         self.assertEqual(result.returncode, 0, result.stdout[-500:])
+
+    def test_its_reload_is_the_signal_for_a_new_certificate(self) -> None:
+        (command,) = re.findall("(?m)^ExecReload=(.*)$", self.UNIT.read_text())
+        with subprocess.Popen(["sleep", "infinity"]) as process:
+            try:
+                subprocess.run(command.replace("$MAINPID", str(process.pid)).split(), check=True)
+                self.assertEqual(process.wait(program.PATIENCE), -signal.SIGHUP)
+            finally:
+                process.kill()
 
 
 class ManualPage(unittest.TestCase):
