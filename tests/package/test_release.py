@@ -136,6 +136,14 @@ class Release(ReleaseTest):
         for library in libraries:
             self.assertIn(owners[library], needed)
 
+    def test_the_installed_size_is_that_of_the_files(self) -> None:
+        for package in (collector(), collector_symbols()):
+            # In units of 1024 bytes, of which each file takes whole ones.
+            expected = sum(-(-path.lstat().st_size // 1024) for path in self.unpacked(package).rglob("*")
+                           if path.is_file() and not path.is_symlink())
+            size = output("dpkg-deb", "--field", package, "Installed-Size")
+            self.assertEqual(int(size), expected, package.name)
+
     def test_no_file_names_a_folder_of_the_machine_that_built_it(self) -> None:
         """Nor a symbol that a tool made from its path."""
         folders = {str(path).encode() for path in (REPOSITORY, (REPOSITORY / "build/deps").resolve())}
@@ -237,6 +245,7 @@ class Symbols(ReleaseTest):
         found = (self.unpacked(collector_symbols()) / "usr/lib/debug/.build-id" / number[:2]
                  / f"{number[2:]}.debug")
         self.assertIn(f"Build ID: {number}", output("readelf", "--notes", found))
+        self.assertEqual(found.stat().st_mode & 0o777, 0o644)
         (address,) = re.findall(r"(?m)^([0-9a-f]+) T main$", output("nm", found))
         self.assertRegex(output("addr2line", "-f", "-e", found, address),
                          rf"^main\n{SOURCES}/collector/main\.cpp:\d+\n$")
