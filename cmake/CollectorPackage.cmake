@@ -13,8 +13,8 @@ set(CPACK_PACKAGE_CONTACT "The PELTOSender authors <pelto-collector@maintainers.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "receives usage reports and shows what users do")
 set(CPACK_PACKAGE_DESCRIPTION
   "The server to which PELTOSender, the usage-feedback companion of desktop
- applications, delivers its reports. It keeps them in one folder, without a
- database to set up, and shows figures on its pages and on the command line.")
+applications, delivers its reports. It keeps them in one folder, without a
+database to set up, and shows figures on its pages and on the command line.")
 
 # The folders are those of an installed package, so the prefix is the root.
 set(CPACK_PACKAGING_INSTALL_PREFIX /)

@@ -136,6 +136,13 @@ class Release(ReleaseTest):
         for library in libraries:
             self.assertIn(owners[library], needed)
 
+    def test_the_description_is_one_paragraph(self) -> None:
+        """Lines that begin with two spaces would be shown as they are, and not be wrapped."""
+        lines = output("dpkg-deb", "--field", collector(), "Description").splitlines()
+        self.assertGreater(len(lines), 2)
+        for line in lines[1:]:
+            self.assertRegex(line, "^ [^ ]")
+
     def test_the_installed_size_is_that_of_the_files(self) -> None:
         for package in (collector(), collector_symbols()):
             # In units of 1024 bytes, of which each file takes whole ones.
