@@ -59,12 +59,14 @@ LEFT_OUT = re.compile(r"CMakeLists\.txt|SampleHost\..*\.in")
 
 @dataclass(frozen=True)
 class Part:
-    """A work of others that is in a package. `place` is its address as a "package URL"."""
+    """A work of others that is in a package. `place` is its address as a "package URL"; `parent` is the
+    name of the part that has brought it in itself, if one has. The version may be unknown ("")."""
 
     name: str
     version: str
     license: str
     place: str
+    parent: str = ""
 
 
 def debian_part(name: str, package: str, license_: str) -> Part:
@@ -112,12 +114,18 @@ def page_parts() -> list[Part]:
     # Two of them hold works under another license, which their own descriptions do not name.
     more = {"d3-geo": " AND MIT", "d3-scale-chromatic": " AND Apache-2.0"}
     lock = json.loads((REPOSITORY / "collector/web/package-lock.json").read_text("utf-8"))
-    parts = []
-    for name in json.loads((BUILD / "web-packages.json").read_text("utf-8")):
+
+    def npm_part(name: str, parent: str = "") -> Part:
         package = lock["packages"][f"node_modules/{name}"]
         license_ = package["license"] + more.get(name, "")
         place = f"pkg:npm/{quote(name)}@{package['version']}"
-        parts.append(Part(name, package["version"], license_, place))
+        return Part(name, package["version"], license_, place, parent)
+
+    parts = [npm_part(name) for name in json.loads((BUILD / "web-packages.json").read_text("utf-8"))]
+    # It was published with these two in its own file.
+    if any(part.name == "d3-array" for part in parts):
+        parts.append(npm_part("internmap", "d3-array"))
+        parts.append(Part("quickselect", "", "ISC", "pkg:github/mourner/quickselect", "d3-array"))
     return parts
 
 
@@ -165,7 +173,8 @@ def contents(package: Path) -> dict[str, bytes]:
 def spdx_package(number: int, name: str, version: str, license_: str) -> dict[str, object]:
     """An SPDX package."""
     return {
-        "SPDXID": f"SPDXRef-Package-{number}", "name": name, "versionInfo": version,
+        "SPDXID": f"SPDXRef-Package-{number}", "name": name,
+        **({"versionInfo": version} if version else {}),
         "downloadLocation": "NOASSERTION", "filesAnalyzed": False, "licenseConcluded": license_,
         "licenseDeclared": license_, "copyrightText": "NOASSERTION",
     }
@@ -212,7 +221,9 @@ def write_spdx(path: Path, name: str, parts: Sequence[Part]) -> None:
                      "referenceLocator": part.place}
         packages.append(spdx_package(number, part.name, part.version, part.license)
                         | {"externalRefs": [reference]})
-    inside = [element["SPDXID"] for element in packages[1:] + files]
+    names = {"": shipped["SPDXID"]} | {each["name"]: each["SPDXID"] for each in packages[1:]}
+    contained = [(names[part.parent], names[part.name]) for part in parts]
+    contained += [(shipped["SPDXID"], file["SPDXID"]) for file in files]
     document = {
         "spdxVersion": "SPDX-2.3",
         "dataLicense": "CC0-1.0",
@@ -229,7 +240,7 @@ def write_spdx(path: Path, name: str, parts: Sequence[Part]) -> None:
             {"spdxElementId": element, "relationshipType": kind, "relatedSpdxElement": other}
             for element, kind, other in [
                 ("SPDXRef-DOCUMENT", "DESCRIBES", shipped["SPDXID"]),
-                *((shipped["SPDXID"], "CONTAINS", other) for other in inside),
+                *((element, "CONTAINS", other) for element, other in contained),
             ]
         ],
         "hasExtractedLicensingInfos": extracted_licenses(parts),

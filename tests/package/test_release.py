@@ -31,6 +31,9 @@ LICENSES = {
     "Zlib",
 }
 
+# Parts that are in another part, by the name of which.
+PARENTS = {"internmap": "d3-array", "quickselect": "d3-array"}
+
 
 def release(pattern: str) -> Path:
     """The one file of the release whose name matches."""
@@ -289,12 +292,19 @@ class Lists(ReleaseTest):
                 self.assertEqual(len(set(names)), len(names))
                 for name in names:
                     self.assertRegex(name, r"^SPDXRef-[A-Za-z0-9.-]+$")
-                shipped = document["packages"][0]["SPDXID"]
+                shipped, *others = (element["name"] for element in document["packages"])
+                others += [file["fileName"] for file in document["files"]]
+                for name in PARENTS:
+                    others.remove(name)
+                called = {element["SPDXID"]: element.get("name", element.get("fileName"))
+                          for element in elements} | {"SPDXRef-DOCUMENT": "document"}
                 self.assertEqual(
-                    {(each["spdxElementId"], each["relationshipType"], each["relatedSpdxElement"])
-                     for each in document["relationships"]},
-                    {("SPDXRef-DOCUMENT", "DESCRIBES", shipped),
-                     *((shipped, "CONTAINS", name) for name in names[1:])})
+                    sorted((called[each["spdxElementId"]], each["relationshipType"],
+                            called[each["relatedSpdxElement"]])
+                           for each in document["relationships"]),
+                    sorted([("document", "DESCRIBES", shipped),
+                            *((shipped, "CONTAINS", name) for name in others),
+                            *((parent, "CONTAINS", name) for name, parent in PARENTS.items())]))
 
     def test_licenses_are_those_that_spdx_knows_or_have_their_text(self) -> None:
         for path, document in self.documents:
@@ -341,11 +351,30 @@ class Lists(ReleaseTest):
                     self.assertEqual(part["downloadLocation"], "NOASSERTION")
                     (reference,) = part["externalRefs"]
                     self.assertRegex(reference["referenceLocator"],
-                                     r"^pkg:(deb/debian|npm)/[\w%./-]+@[\w.%~-]+(\?arch=source)?$")
+                                     r"^pkg:((deb/debian|npm)/[\w%./-]+@[\w.%~-]+(\?arch=source)?"
+                                     "|github/mourner/quickselect)$")
                     named = part["name"].replace("@observablehq/plot", "Observable Plot").lower()
                     if reference["referenceLocator"].startswith("pkg:npm/"):
                         named += f" {part['versionInfo']}"
                     self.assertTrue(named in notices, named)
+
+    def test_the_notices_name_everybody_whom_the_pages_packages_name(self) -> None:
+        """In their licenses, and in the files in which packages of D3 are published, which have works of
+        others in them."""
+        notices = (REPOSITORY / "THIRD_PARTY_NOTICES.md").read_text("utf-8")
+        holders = set()
+        for part in self.documents[0][1]["packages"][1:]:
+            if part["externalRefs"][0]["referenceLocator"].startswith("pkg:npm/"):
+                folder = REPOSITORY / "collector/web/node_modules" / part["name"]
+                texts = [(folder / "LICENSE").read_text("utf-8")]
+                # After the first line, which repeats the license.
+                texts += [path.read_text("utf-8").partition("\n")[2] for path in folder.glob("dist/*.mjs")]
+                for text in texts:
+                    holders |= set(re.findall(r"Copyright (?:\d+-)?(\d+),? (.+?)\.?\n", text))
+        self.assertIn(("2018", "Vladimir Agafonkin"), holders)
+        missing = [holder for holder in holders if not re.search(
+            rf"Copyright (\d+-)?{holder[0]} {re.escape(holder[1])}", notices)]
+        self.assertEqual(missing, [])
 
 
 if __name__ == "__main__":
