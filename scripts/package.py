@@ -209,6 +209,8 @@ def write_spdx(path: Path, name: str, parts: Sequence[Part]) -> None:
     sums = sorted(file["checksums"][0]["checksumValue"] for file in files)
     shipped = spdx_package(0, name, program_version(), "MIT") | {
         "packageFileName": path.name,
+        # It has the works of others in it.
+        "licenseConcluded": "NOASSERTION",
         "checksums": [{"algorithm": "SHA256", "checksumValue": checksum}],
         "filesAnalyzed": True,
         "packageVerificationCode": {
@@ -232,7 +234,7 @@ def write_spdx(path: Path, name: str, parts: Sequence[Part]) -> None:
         "documentNamespace": uuid.uuid5(uuid.NAMESPACE_OID, checksum).urn,
         "creationInfo": {
             "created": time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(TIME)),
-            "creators": ["Tool: package.py"],
+            "creators": [f"Tool: package.py-{program_version()}"],
         },
         "packages": packages,
         "files": files,
