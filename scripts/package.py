@@ -138,7 +138,8 @@ def program_version() -> str:
 
 def sender_files() -> dict[str, Path]:
     """What is in the sender's zip file: the name there, and the file."""
-    files = {}
+    # A text to which THIRD_PARTY_NOTICES.md refers.
+    files = {"licenses/Apache-2.0.txt": Path("/usr/share/common-licenses/Apache-2.0")}
     for root, patterns in ((REPOSITORY, SOURCES), (BUILD, BUILT)):
         for pattern, folder in patterns:
             found = [path for path in root.glob(pattern)

@@ -194,6 +194,11 @@ class Documents(ReleaseTest):
             self.assertTrue([name for name in files if name.startswith(entry)], entry)
         self.assertIn("PELTOSender.exe", told)
 
+    def test_the_license_to_which_the_notices_refer_is_in_the_zip_file(self) -> None:
+        files = self.files(sender())
+        (name,) = re.findall(r"`(licenses/\S+)`", files["THIRD_PARTY_NOTICES.md"].decode())
+        self.assertIn(b"TERMS AND CONDITIONS FOR USE, REPRODUCTION, AND DISTRIBUTION", files[name])
+
     def test_the_samples_build_as_they_are_in_the_zip_file(self) -> None:
         """By the commands in their documents, which are a block of their own."""
         for sample, kind in (("host", "exe"), ("language", "dll")):
