@@ -152,7 +152,11 @@ class SystemdUnit(unittest.TestCase):
 
     def test_its_reload_is_the_signal_for_a_new_certificate(self) -> None:
         (command,) = re.findall("(?m)^ExecReload=(.*)$", self.UNIT.read_text())
-        with subprocess.Popen(["sleep", "infinity"]) as process:
+        # Whoever runs the tests may ignore the signal, and programs inherit that.
+        with subprocess.Popen(
+            ["sleep", "infinity"],
+            preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_DFL),
+        ) as process:
             try:
                 subprocess.run(command.replace("$MAINPID", str(process.pid)).split(), check=True)
                 self.assertEqual(process.wait(program.PATIENCE), -signal.SIGHUP)
