@@ -13,7 +13,7 @@ from collections.abc import Callable, Iterator
 from contextlib import AbstractContextManager, contextmanager
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Any
+from typing import Any, ClassVar
 
 import harness
 from harness import TEST_PROGRAMS, Sandbox, windows_path
@@ -61,6 +61,19 @@ class Driver:
     def close(self) -> None:
         """Ends the process."""
         harness.end_input(self._process)
+
+
+class DriverTest(harness.ProgramTest):
+    """A data folder, and a driver that the tests of a class share."""
+
+    driver: ClassVar[Driver]
+
+    @classmethod
+    def setUpClass(cls) -> None:
+        if not has_screen():
+            raise AssertionError("the dialog's tests need a screen")
+        cls.driver = Driver()
+        cls.addClassCleanup(cls.driver.close)
 
 
 @dataclass(frozen=True)

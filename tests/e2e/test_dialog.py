@@ -11,7 +11,6 @@ import struct
 import time
 import unittest
 from pathlib import Path
-from typing import ClassVar
 from xml.etree import ElementTree
 
 import dialog
@@ -32,7 +31,6 @@ from dialog import (
     WINDOW,
     Control,
     Dialog,
-    Driver,
     await_pointer,
     click_at,
     key,
@@ -43,7 +41,7 @@ from dialog import (
 )
 from documents import EMAIL as EMAIL_KEY
 from documents import SHOWN, SHOWS, STATE
-from harness import PROGRAM, TEST_PROGRAMS, ProgramTest, windows_path
+from harness import PROGRAM, TEST_PROGRAMS, windows_path
 from resources import Area
 
 # How a manifest names Windows 7, 8, 8.1, and 10 with 11.
@@ -101,17 +99,8 @@ def picture() -> dialog.Pixels:
     )
 
 
-class DialogTest(ProgramTest):
-    """A data folder, and a driver that the tests of a class share."""
-
-    driver: ClassVar[Driver]
-
-    @classmethod
-    def setUpClass(cls) -> None:
-        if not dialog.has_screen():
-            raise AssertionError("the dialog's tests need a screen")
-        cls.driver = Driver()
-        cls.addClassCleanup(cls.driver.close)
+class DialogTest(dialog.DriverTest):
+    """The dialog with the program's own texts."""
 
     def setUp(self) -> None:
         super().setUp()

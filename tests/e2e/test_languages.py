@@ -14,7 +14,6 @@ import unittest
 from collections.abc import Iterator
 from contextlib import contextmanager
 from pathlib import Path
-from typing import ClassVar
 from urllib.parse import urlsplit
 from xml.etree import ElementTree
 
@@ -22,9 +21,9 @@ import dialog
 import harness
 import resources
 import test_dialog
-from dialog import HEIGHT, OK, PARTICIPATE, PRIVACY_POLICY, TITLE, WIDTH, Dialog, Driver
+from dialog import HEIGHT, OK, PARTICIPATE, PRIVACY_POLICY, TITLE, WIDTH, Dialog
 from documents import STATE
-from harness import PROGRAM, ProgramTest, windows_path
+from harness import PROGRAM, windows_path
 from resources import Area
 
 FOLDER = harness.REPOSITORY / "samples" / "language"
@@ -191,17 +190,8 @@ class MirroredDrawing(unittest.TestCase):
                 mirror.mirrored(f'<svg><image id="mark" {place}/></svg>')
 
 
-class Languages(ProgramTest):
+class Languages(dialog.DriverTest):
     """The dialog that a user of each language sees."""
-
-    driver: ClassVar[Driver]
-
-    @classmethod
-    def setUpClass(cls) -> None:
-        if not dialog.has_screen():
-            raise AssertionError("the dialog's tests need a screen")
-        cls.driver = Driver()
-        cls.addClassCleanup(cls.driver.close)
 
     def setUp(self) -> None:
         super().setUp()
